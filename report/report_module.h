@@ -1,0 +1,25 @@
+// The binding of libdbmod.so: the settings store and the store of typed reports. The daemon knows it only by
+// two symbols and the records that they take.
+//
+// Loaded and unloaded on the main thread, at start-up and at the end; in between the globals are only read,
+// by any thread.
+#pragma once
+
+#include <cstdint>
+
+#include "policy/client_settings.h"
+
+// Stores one report record: nType 1, 5 or 6 with the record of report/report_records.h. May be called from
+// several threads at once. Its result and *pStatus are not looked at.
+using AvInsertClientReportDataFn = int (*)(int nType, void* pRecord, uint32_t* pStatus);
+
+extern uint8_t g_bReportModuleLoaded;  // 1: open, and both symbols resolved
+extern AvInsertClientReportDataFn g_pfnInsertClientReportData;
+extern AvGetClientAllSettingDataFn g_pfnGetClientAllSettingData;
+
+// Opens the module and resolves its symbols; on any failure the facility stays off. Does nothing while
+// loaded.
+void LoadReportModule();
+
+// Closes the module when it is loaded.
+void UnloadReportModule();
