@@ -1,0 +1,56 @@
+#include "intercept/queue_attributes.h"
+
+#include <arpa/inet.h>
+#include <linux/netfilter/nfnetlink.h>
+
+#include <cstddef>
+#include <cstring>
+
+int ParseQueueAttr(const nlattr* pAttr, void* pTable) {
+    auto& table = *static_cast<tagQueueAttrTable*>(pTable);
+    const uint16_t nType = mnl_attr_get_type(pAttr);
+    if (mnl_attr_type_valid(pAttr, NFQA_PAYLOAD) < 0) return MNL_CB_OK;
+
+    int nValid = 0;
+    switch (nType) {
+        case NFQA_MARK:
+        case NFQA_IFINDEX_INDEV:
+        case NFQA_IFINDEX_OUTDEV:
+        case NFQA_IFINDEX_PHYSINDEV:
+        case NFQA_IFINDEX_PHYSOUTDEV:
+            nValid = mnl_attr_validate(pAttr, MNL_TYPE_U32);
+            break;
+        case NFQA_TIMESTAMP:
+            nValid = mnl_attr_validate2(pAttr, MNL_TYPE_UNSPEC, sizeof(nfqnl_msg_packet_timestamp));
+            break;
+        case NFQA_HWADDR:
+            nValid = mnl_attr_validate2(pAttr, MNL_TYPE_UNSPEC, sizeof(nfqnl_msg_packet_hw));
+            break;
+        default:
+            break;
+    }
+    if (nValid < 0) return MNL_CB_ERROR;
+    table[nType] = pAttr;
+    return MNL_CB_OK;
+}
+
+void ParseQueueMessage(const nlmsghdr* pMessage, tagQueueAttrTable& table) {
+    table.fill(nullptr);
+    (void)mnl_attr_parse(pMessage, sizeof(nfgenmsg), ParseQueueAttr, &table);
+}
+
+uint32_t QueuedPacketId(const tagQueueAttrTable& table) {
+    const nlattr* pAttr = table[NFQA_PACKET_HDR];
+    uint32_t nId = 0;
+    static_assert(offsetof(nfqnl_msg_packet_hdr, packet_id) == 0);
+    if (!pAttr || mnl_attr_get_payload_len(pAttr) < sizeof nId) return 0;
+    std::memcpy(&nId, mnl_attr_get_payload(pAttr), sizeof nId);
+    return ntohl(nId);
+}
+
+int GetQueuedPacketId(const nlmsghdr* pMessage, void* pId) {
+    tagQueueAttrTable table;
+    ParseQueueMessage(pMessage, table);
+    *static_cast<uint32_t*>(pId) = QueuedPacketId(table);
+    return MNL_CB_OK;
+}

@@ -1,0 +1,29 @@
+// Taking received queue messages apart (linux/netfilter/nfnetlink_queue.h). Leaf header; the callbacks work
+// on their arguments only and may run on any thread.
+#pragma once
+
+#include <libmnl/libmnl.h>
+#include <linux/netfilter/nfnetlink_queue.h>
+
+#include <array>
+#include <cstdint>
+
+// Attributes of one message by type, up to NFQA_PAYLOAD; newer ones are not kept. Zero it before each parse.
+using tagQueueAttrTable = std::array<const nlattr*, NFQA_PAYLOAD + 1>;
+static_assert(NFQA_PAYLOAD == 10);
+
+// mnl_attr_cb_t with a tagQueueAttrTable: files the attribute under its type. An attribute of a type above
+// NFQA_PAYLOAD is passed over (kernels are newer than programs). MNL_CB_ERROR for one whose size cannot be
+// right; the parse then stops and what was filed before stays.
+int ParseQueueAttr(const nlattr* pAttr, void* pTable);
+
+// Parses the attributes of a queue message behind its generic header into the table. Always a usable table:
+// a stopped parse leaves the attributes found so far.
+void ParseQueueMessage(const nlmsghdr* pMessage, tagQueueAttrTable& table);
+
+// The packet id of a parsed message in host order; 0 when it carries no (or a cut) NFQA_PACKET_HDR.
+uint32_t QueuedPacketId(const tagQueueAttrTable& table);
+
+// mnl_cb_t with a uint32_t: stores the packet id of the message, 0 when it has none. MNL_CB_OK, so that with
+// several messages in a buffer the last one counts.
+int GetQueuedPacketId(const nlmsghdr* pMessage, void* pId);

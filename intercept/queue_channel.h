@@ -1,0 +1,32 @@
+// The channel between the daemon and one netfilter queue: a NETLINK_NETFILTER socket, configured to deliver
+// whole packets. The receiver thread alone receives on it; every thread may send on it without a lock, since
+// each send is one complete message.
+#pragma once
+
+#include <libmnl/libmnl.h>
+#include <pthread.h>
+#include <semaphore.h>
+
+#include <cstdint>
+
+// Results of OpenQueueChannel.
+enum { CHANNEL_NO_SOCKET = 12, CHANNEL_NO_BIND = 13, CHANNEL_NO_CONFIG = 14 };
+
+// One receiver thread and its channel. The main thread starts and stops it; the thread itself writes nLife
+// and posts semEnded as its last acts.
+struct tagQueueReceiver {
+    uint32_t nQueueNum;   // netfilter queue served
+    pthread_t thread;     // valid while nLife is not THREAD_NONE
+    mnl_socket* pSocket;  // owned; closed by StopQueueReceivers
+    uint32_t nPortId;     // the socket's netlink port id
+    uint8_t nLife;        // THREAD_*
+    sem_t semEnded;       // posted once, when the thread ends
+};
+
+// Opens, binds and configures the socket of a receiver whose queue number is set; fills pSocket and nPortId.
+// 0, CHANNEL_NO_SOCKET, CHANNEL_NO_BIND or CHANNEL_NO_CONFIG; an opened socket stays in the record. What the
+// kernel thinks of the requests (no rights, queue taken) arrives later on the socket.
+int OpenQueueChannel(tagQueueReceiver& receiver);
+
+// Sends one verdict (NF_ACCEPT or NF_DROP). The packet id 0 stands for no packet and is not answered.
+void SendVerdict(const tagQueueReceiver& receiver, uint32_t nPacketId, uint32_t nVerdict);

@@ -1,0 +1,121 @@
+#include "intercept/receiver_thread.h"
+
+#include <linux/netfilter.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cerrno>
+#include <cstring>
+
+#include "intercept/packet_store.h"
+#include "intercept/queue_attributes.h"
+#include "intercept/thread_life.h"
+
+tagQueueReceiver g_QueueReceivers[NUM_QUEUE_RECEIVERS];
+
+namespace {
+// Set while the main thread is inside pthread_join on a receiver. A handler that runs on the main thread then
+// must not join the same thread once more. Until that join goes on, the thread's record stays valid.
+std::atomic<bool> s_bJoinUnderWay{false};
+
+void* QueueReceiverThread(void* pArgument);
+void MarkReceiverEnded(void* pArgument);
+void ReceivePackets(tagQueueReceiver& receiver);
+bool AnswerWithDrop(const tagQueueReceiver& receiver, const void* pMessage, size_t nBytes);
+void WaitForEnd(tagQueueReceiver& receiver);
+}  // namespace
+
+tagQueueReceiver& ReceiverOfQueue(uint32_t nQueueNum) {
+    const uint32_t nIndex = nQueueNum - g_QueueReceivers[0].nQueueNum;
+    return g_QueueReceivers[std::min<uint32_t>(nIndex, NUM_QUEUE_RECEIVERS - 1)];
+}
+
+int StartQueueReceiver(tagQueueReceiver& receiver) {
+    const int nOpened = OpenQueueChannel(receiver);
+    if (nOpened != 0) return nOpened;
+    if (sem_init(&receiver.semEnded, 0, 0) != 0) return errno;
+    SetThreadLife(receiver.nLife, THREAD_RUNNING);
+    const int nCreated = pthread_create(&receiver.thread, nullptr, QueueReceiverThread, &receiver);
+    if (nCreated != 0) SetThreadLife(receiver.nLife, THREAD_NONE);
+    return nCreated;
+}
+
+void JoinQueueReceivers() {
+    for (tagQueueReceiver& receiver : g_QueueReceivers) {
+        if (GetThreadLife(receiver.nLife) == THREAD_NONE) continue;
+        s_bJoinUnderWay = true;
+        pthread_join(receiver.thread, nullptr);
+        SetThreadLife(receiver.nLife, THREAD_NONE);
+        s_bJoinUnderWay = false;
+    }
+}
+
+void StopQueueReceivers() {
+    for (tagQueueReceiver& receiver : g_QueueReceivers) {
+        // A thread that has ended is not cancelled: the interrupted join may have released it already.
+        if (GetThreadLife(receiver.nLife) == THREAD_RUNNING) pthread_cancel(receiver.thread);
+    }
+    for (tagQueueReceiver& receiver : g_QueueReceivers) {
+        WaitForEnd(receiver);
+        if (receiver.pSocket) mnl_socket_close(receiver.pSocket);
+        receiver.pSocket = nullptr;
+    }
+}
+
+namespace {
+void WaitForEnd(tagQueueReceiver& receiver) {
+    if (GetThreadLife(receiver.nLife) == THREAD_NONE) return;
+    if (s_bJoinUnderWay) {
+        while (sem_wait(&receiver.semEnded) != 0 && errno == EINTR) {
+        }
+    } else {
+        pthread_join(receiver.thread, nullptr);
+        SetThreadLife(receiver.nLife, THREAD_NONE);
+    }
+}
+
+void* QueueReceiverThread(void* pArgument) {
+    pthread_cleanup_push(MarkReceiverEnded, pArgument);
+    ReceivePackets(*static_cast<tagQueueReceiver*>(pArgument));
+    pthread_cleanup_pop(1);
+    return nullptr;
+}
+
+void MarkReceiverEnded(void* pArgument) {
+    auto& receiver = *static_cast<tagQueueReceiver*>(pArgument);
+    SetThreadLife(receiver.nLife, THREAD_ENDED);
+    sem_post(&receiver.semEnded);
+}
+
+// Returns when the channel can no longer be used.
+void ReceivePackets(tagQueueReceiver& receiver) {
+    static_assert(alignof(tagPacketSlot) >= alignof(nlmsghdr) && offsetof(tagPacketSlot, message) % 4 == 0);
+    const size_t nBufferBytes = std::min<size_t>(MNL_SOCKET_BUFFER_SIZE, PACKET_SLOT_BYTES);
+    tagPacketSlot slot;
+    slot.nQueueNum = receiver.nQueueNum;
+    for (;;) {
+        const ssize_t nReceived = mnl_socket_recvfrom(receiver.pSocket, slot.message, nBufferBytes);
+        if (nReceived <= 0) return;
+        slot.nMessageLen = static_cast<uint32_t>(nReceived);
+
+        pthread_mutex_lock(&g_PacketStoreLock);
+        const int nPushed = PacketStorePush(g_PacketStore, slot);
+        pthread_mutex_unlock(&g_PacketStoreLock);
+        if (nPushed == 0) {
+            sem_post(&g_PacketStoreSem);
+        } else if (!AnswerWithDrop(receiver, slot.message, slot.nMessageLen)) {
+            return;
+        }
+    }
+}
+
+// The workers are too far behind. False when libmnl rejects the message: the channel is then broken.
+bool AnswerWithDrop(const tagQueueReceiver& receiver, const void* pMessage, size_t nBytes) {
+    uint32_t nId = 0;
+    if (mnl_cb_run(pMessage, nBytes, 0, receiver.nPortId, GetQueuedPacketId, &nId) < 0) return false;
+    SendVerdict(receiver, nId, NF_DROP);
+    sleep(1);
+    return true;
+}
+}  // namespace

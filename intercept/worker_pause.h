@@ -1,0 +1,19 @@
+// Keeping every worker out of the decision flow while what they read there is replaced.
+//
+// Two threads may want that at the same time: the main thread for a reload or refresh, and a worker for the
+// settings load of the first FTP address match. They queue on a lock of their own before they take the
+// workers' locks in index order, so that neither meets a worker lock that the other is about to make anew.
+#pragma once
+
+// Re-creates each worker that has ended, and takes its lock: on return no worker is in the decision flow. A
+// worker that cannot be re-created stays ended. Main thread, with the control signals blocked.
+void PauseWorkers();
+
+// Lets the workers go on. Main thread, after PauseWorkers.
+void ResumeWorkers();
+
+// The same for a worker in the midst of its own packet: gives up its lock, then takes all four.
+void PauseOtherWorkers();
+
+// Gives back all locks but the calling worker's own. After PauseOtherWorkers.
+void ResumeOtherWorkers();

@@ -1,0 +1,32 @@
+// The workers: each takes queue messages out of the packet store in arrival order, runs them through the
+// decision flow under its own lock, and sends the verdict that the flow left.
+#pragma once
+
+#include <pthread.h>
+
+#include <cstdint>
+
+constexpr int NUM_WORKER_THREADS = 4;
+
+// One worker. The main thread starts and stops it; the thread itself writes nLife when it ends.
+struct tagWorkerThread {
+    uint32_t nIndex;       // 0 to NUM_WORKER_THREADS - 1
+    pthread_t thread;      // valid while nLife is not THREAD_NONE
+    pthread_mutex_t lock;  // held while one packet is in the decision flow; taken to pause the worker
+    uint8_t nLife;         // THREAD_*
+    uint8_t bLockReady;    // 1: lock is initialised
+};
+
+extern tagWorkerThread g_WorkerThreads[NUM_WORKER_THREADS];
+
+// The record of the calling worker; null on every other thread.
+tagWorkerThread* CurrentWorker();
+
+// Initialises the lock anew and creates the thread of a worker whose index is set and which does not run
+// (joining it first when it has ended). The thread inherits the caller's signal mask. 0 or the error number
+// of the failing call. Main thread; nobody may hold or want the worker's lock.
+int StartWorkerThread(tagWorkerThread& worker);
+
+// Cancels and joins all workers, then destroys their locks. Main thread, also from a signal handler.
+// Safe on workers that never started or have ended.
+void StopWorkerThreads();
