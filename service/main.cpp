@@ -1,0 +1,5 @@
+#include "service/startup.h"
+
+int main() {
+    return RunService();
+}

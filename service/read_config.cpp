@@ -1,0 +1,97 @@
+#include "service/read_config.h"
+
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstring>
+
+#include "common/product_paths.h"
+#include "common/profile.h"
+#include "service/inet_options.h"
+#include "service/service_config.h"
+
+tagServiceConfig g_ServiceConfig;
+tagPortTable g_WebFilterPorts;
+tagInetSettings g_InetSettings;
+
+namespace {
+constexpr char SECTION[] = "IPTABLEConfigurations";
+
+constexpr char IPTABLES_PLACES[6][100] = {
+    "/sbin/iptables", "/usr/sbin/iptables", "/usr/local/sbin/iptables",
+    "/bin/iptables",  "/usr/bin/iptables",  "/usr/local/bin/iptables",
+};
+
+int ReadInt(const char* szKey) {
+    unsigned int nError = 0;
+    const int nValue = GetPrivateProfileInt(SECTION, szKey, 0, SERVICE_CONFIG_FILE, &nError);
+    return nError == 0 ? nValue : 0;
+}
+
+template <size_t N>
+void ReadText(const char* szKey, const char* szDefault, char (&szOut)[N]) {
+    unsigned int nError = 0;
+    (void)GetPrivateProfileString(SECTION, szKey, szDefault, szOut, N, SERVICE_CONFIG_FILE, &nError);
+}
+
+// Appends ",PORT" to all three lists; a list in which it would not fit stays as it is.
+void AppendPort(uint16_t nPort) {
+    char szText[8];
+    const int nLength = std::snprintf(szText, sizeof szText, ",%d", nPort);
+    const auto append = [&](auto& szList) {
+        const size_t nUsed = std::strlen(szList);
+        if (nUsed + static_cast<size_t>(nLength) < sizeof szList) std::strcpy(szList + nUsed, szText);
+    };
+    append(g_ServiceConfig.szHTTPPorts);
+    append(g_ServiceConfig.szHTTPSPorts);
+    append(g_ServiceConfig.szFTPPorts);
+}
+
+void AppendExtraPorts() {
+    FreePortTable(g_WebFilterPorts);
+    if (ReadPortFile(EXTRA_PORT_FILE, &g_WebFilterPorts) != 0) return;
+    for (uint16_t i = 0; i < g_WebFilterPorts.nCount; ++i)
+        AppendPort(g_WebFilterPorts.pRecords[i].nPort);
+    const auto blankFirstComma = [](char* szList) {
+        if (szList[0] == ',') szList[0] = ' ';
+    };
+    blankFirstComma(g_ServiceConfig.szHTTPPorts);
+    blankFirstComma(g_ServiceConfig.szHTTPSPorts);
+    blankFirstComma(g_ServiceConfig.szFTPPorts);
+}
+
+void AppendInetOptionsPort() {
+    g_InetSettings = {};
+    if (ReadInetOptions(INET_OPTIONS_FILE, &g_InetSettings) != 1) return;
+    if (g_InetSettings.bUsePort == 1) AppendPort(g_InetSettings.nPort);
+}
+}  // namespace
+
+int ReadServiceConfig() {
+    tagServiceConfig& config = g_ServiceConfig;
+    config = {};
+    if (FindIptablesPath(config.szIptablesPath, sizeof config.szIptablesPath) != 0) return CONFIG_NO_IPTABLES;
+
+    config.nQueueNum = static_cast<uint32_t>(ReadInt("queueNum"));
+    ReadText("iptableChain", "POSTROUTING", config.szIptableChain);
+    ReadText("iptableTable", "mangle", config.szIptableTable);
+    config.bUseDefinedPorts = static_cast<uint8_t>(ReadInt("UseDefinedPorts"));
+    if (config.bUseDefinedPorts == 0) return 0;
+
+    ReadText("HTTPPorts", "80", config.szHTTPPorts);
+    ReadText("HTTPSPorts", "443", config.szHTTPSPorts);
+    ReadText("FTPPorts", "21", config.szFTPPorts);
+    AppendExtraPorts();
+    AppendInetOptionsPort();
+    return 0;
+}
+
+int FindIptablesPath(char* szOut, uint32_t nSize) {
+    if (!szOut) return 2;
+    for (const char* szPlace : IPTABLES_PLACES) {
+        if (access(szPlace, F_OK) != 0) continue;
+        std::strncpy(szOut, szPlace, nSize);
+        return 0;
+    }
+    return 1;
+}

@@ -1,0 +1,16 @@
+// Reads the service configuration into g_ServiceConfig. Main thread: at start-up before any other thread
+// exists, and in a reload with the rule watchdog's mutex held.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+constexpr int CONFIG_NO_IPTABLES = 16;
+
+// Fills g_ServiceConfig and, when port lists are in use, g_WebFilterPorts and g_InetSettings. Every key has a
+// default; a missing or unreadable file is no error. 0, or CONFIG_NO_IPTABLES with the record zeroed.
+int ReadServiceConfig();
+
+// The first place where an iptables binary exists. 0 with the path in szOut (at most nSize bytes, as strncpy
+// copies), 1 when there is none, 2 when szOut is null.
+int FindIptablesPath(char* szOut, uint32_t nSize);

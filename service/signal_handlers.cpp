@@ -1,0 +1,97 @@
+#include "service/signal_handlers.h"
+
+#include <cstdlib>
+
+#include "category/category_engine.h"
+#include "common/control_signals.h"
+#include "common/product_paths.h"
+#include "common/profile.h"
+#include "intercept/iptables_rules.h"
+#include "intercept/packet_store.h"
+#include "intercept/receiver_thread.h"
+#include "intercept/rule_watchdog.h"
+#include "intercept/worker_pause.h"
+#include "intercept/worker_thread.h"
+#include "policy/data_file_lists.h"
+#include "policy/list_entry.h"
+#include "policy/policy_state.h"
+#include "policy/settings_load.h"
+#include "report/report_module.h"
+#include "service/inet_options.h"
+#include "service/read_config.h"
+#include "service/service_config.h"
+#include "service/startup.h"
+
+namespace {
+bool IsAnyProtectionOn() {
+    return g_bBrowsingProtection == 1 || g_bPhishingProtection == 1 || g_bWebCategoryFilter == 1;
+}
+
+bool UsesDefinedPorts() {
+    unsigned int nError = 0;
+    const int nValue =
+        GetPrivateProfileInt("IPTABLEConfigurations", "UseDefinedPorts", 0, SERVICE_CONFIG_FILE, &nError);
+    return nError == 0 && nValue != 0;
+}
+}  // namespace
+
+void OnReloadSignal(int) {
+    sigset_t saved;
+    BlockControlSignals(&saved);
+    PauseWorkers();
+    (void)LoadPolicySettings();
+    if (IsAnyProtectionOn()) {
+        RefreshCategoryCache();
+        (void)ReloadInetOptionsAndRules();
+        (void)StartCategoryEngine();
+    } else {
+        StopCategoryEngine();
+    }
+    ResumeWorkers();
+    pthread_sigmask(SIG_SETMASK, &saved, nullptr);
+}
+
+void OnRefreshSignal(int) {
+    sigset_t saved;
+    BlockControlSignals(&saved);
+    PauseWorkers();
+    RefreshCategoryCache();
+    FreeDataFileLists();
+    LoadDataFileLists();
+    StopCategoryEngine();
+    if (IsAnyProtectionOn()) (void)StartCategoryEngine();
+    ResumeWorkers();
+    pthread_sigmask(SIG_SETMASK, &saved, nullptr);
+}
+
+void OnStopSignal(int) {
+    // A reload must not start in what is being torn down.
+    sigset_t saved;
+    BlockControlSignals(&saved);
+    (void)StopRuleWatchdog();
+    (void)ManageIptableRules(RULE_REMOVE);
+    StopQueueReceivers();
+    StopWorkerThreads();
+    DestroyPacketStoreSync();
+    StopRunningCategoryEngine();
+    UnloadReportModule();
+    FreePolicyLists();
+    FreeDataFileLists();
+    std::exit(0);
+}
+
+int ReloadInetOptionsAndRules() {
+    uint8_t bChanged = 0;
+    if (CheckInetOptionsChange(&g_InetSettings, &bChanged) != 0 || !bChanged) return 0;
+    StopCategoryEngine();
+    if (!UsesDefinedPorts()) return 0;
+
+    LockRuleWork();
+    (void)ManageIptableRules(RULE_REMOVE);
+    const uint32_t nServedQueue = g_ServiceConfig.nQueueNum;
+    (void)ReadServiceConfig();
+    g_ServiceConfig.nQueueNum = nServedQueue;
+    (void)ManageIptableRules(RULE_ADD);
+    UnlockRuleWork();
+    return 0;
+}
