@@ -1,0 +1,67 @@
+#include "inspect/http_request.h"
+
+#include <strings.h>
+
+#include <algorithm>
+
+#include "common/copy_text.h"
+#include "inspect/protocol_detect.h"
+#include "inspect/target_text.h"
+#include "inspect/url_helpers.h"
+
+namespace {
+bool IsLineEnd(const uint8_t* p);
+}
+
+int ExtractHTTPRequest(const tagPacketInfo& packet, tagWebRequest& request) {
+    const std::span data(packet.pData, packet.nDataLen);
+    if (FindHeaderValue("Host:", data, request.szHost) != 0) return 0;
+    StripURLPort(request.szHost, 0);
+    return ParseRequestTarget(request, data);
+}
+
+int FindHeaderValue(std::string_view name, std::span<const uint8_t> data, char (&szValue)[256]) {
+    const uint8_t* pCursor = data.data();
+    uint32_t nLeft = static_cast<uint32_t>(data.size());
+    while (const uint32_t nLength = NextHeaderLine(pCursor, nLeft)) {
+        std::string_view line(reinterpret_cast<const char*>(pCursor), nLength);
+        if (line.size() <= name.size()) continue;
+        if (strncasecmp(line.data(), name.data(), name.size()) != 0) continue;
+        line.remove_prefix(name.size());
+        line.remove_prefix(std::min(line.find_first_not_of(" \t"), line.size()));
+        if (line.size() >= sizeof szValue) return -1;
+        CopyText(szValue, line);
+        return 0;
+    }
+    return -1;
+}
+
+uint32_t NextHeaderLine(const uint8_t*& pCursor, uint32_t& nLeft) {
+    while (nLeft > 2 && !IsLineEnd(pCursor)) {
+        ++pCursor;
+        --nLeft;
+    }
+    const uint32_t nLineEnd = std::min<uint32_t>(nLeft, 2);
+    pCursor += nLineEnd;
+    nLeft -= nLineEnd;
+
+    uint32_t nLength = 0;
+    while (nLeft > nLength + 1 && !IsLineEnd(pCursor + nLength))
+        ++nLength;
+    return nLength;
+}
+
+int ParseRequestTarget(tagWebRequest& request, std::span<const uint8_t> data) {
+    const size_t nKeyword = HTTP_METHODS[request.nMethod].nLength;
+    CopyTarget(data.subspan(std::min(nKeyword, data.size())), request);
+    return 0;
+}
+
+namespace {
+
+// Reads two bytes.
+bool IsLineEnd(const uint8_t* p) {
+    return p[0] == '\r' || p[1] == '\n';
+}
+
+}  // namespace
