@@ -1,0 +1,129 @@
+#include "tests/support/fake_kernel_queue.h"
+
+#include <arpa/inet.h>
+#include <libmnl/libmnl.h>
+#include <linux/netfilter/nfnetlink.h>
+#include <linux/netfilter/nfnetlink_queue.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+
+struct mnl_socket {
+    int fd;
+};
+
+namespace {
+constexpr unsigned int PORT_ID = 4711;
+int s_kernelEnd = -1;
+int s_nFailing = 0;
+}  // namespace
+
+// The daemon's side: what libmnl would do, over a socket pair.
+extern "C" {
+mnl_socket* mnl_socket_open(int) {
+    int ends[2];
+    if (s_nFailing == 12 || socketpair(AF_UNIX, SOCK_SEQPACKET, 0, ends) != 0) return nullptr;
+    s_kernelEnd = ends[1];
+    return new mnl_socket{ends[0]};
+}
+int mnl_socket_bind(mnl_socket*, unsigned int, pid_t) {
+    return s_nFailing == 13 ? -1 : 0;
+}
+int mnl_socket_get_fd(const mnl_socket* nl) {
+    return nl->fd;
+}
+unsigned int mnl_socket_get_portid(const mnl_socket*) {
+    return PORT_ID;
+}
+ssize_t mnl_socket_sendto(const mnl_socket* nl, const void* buf, size_t len) {
+    return s_nFailing == 14 ? -1 : send(nl->fd, buf, len, MSG_NOSIGNAL);
+}
+ssize_t mnl_socket_recvfrom(const mnl_socket* nl, void* buf, size_t len) {
+    iovec part{buf, len};
+    msghdr message{};
+    message.msg_iov = &part;
+    message.msg_iovlen = 1;
+    const ssize_t n = recvmsg(nl->fd, &message, 0);
+    if (n >= 0 && (message.msg_flags & MSG_TRUNC)) {
+        errno = ENOSPC;
+        return -1;
+    }
+    return n;
+}
+int mnl_socket_close(mnl_socket* nl) {
+    close(nl->fd);
+    delete nl;
+    return 0;
+}
+}
+
+namespace fake_kernel {
+
+void Reset() {
+    if (s_kernelEnd >= 0) close(s_kernelEnd);
+    s_kernelEnd = -1;
+    s_nFailing = 0;
+}
+
+void FailOpening(int nResult) {
+    s_nFailing = nResult;
+}
+
+void Deliver(std::span<const uint8_t> message) {
+    (void)!send(s_kernelEnd, message.data(), message.size(), MSG_NOSIGNAL);
+}
+
+void CloseChannel() {
+    shutdown(s_kernelEnd, SHUT_WR);
+}
+
+std::optional<std::vector<uint8_t>> NextSent() {
+    pollfd wait{s_kernelEnd, POLLIN, 0};
+    if (poll(&wait, 1, 2000) != 1) return std::nullopt;
+    std::vector<uint8_t> bytes(8192);
+    const ssize_t n = recv(s_kernelEnd, bytes.data(), bytes.size(), 0);
+    if (n <= 0) return std::nullopt;
+    bytes.resize(static_cast<size_t>(n));
+    return bytes;
+}
+
+std::optional<tagVerdict> NextVerdict() {
+    while (auto sent = NextSent()) {
+        const auto* pHeader = reinterpret_cast<const nlmsghdr*>(sent->data());
+        if (pHeader->nlmsg_type != (NFNL_SUBSYS_QUEUE << 8 | NFQNL_MSG_VERDICT)) continue;
+        nfqnl_msg_verdict_hdr verdict;
+        std::memcpy(&verdict, sent->data() + 24, sizeof verdict);
+        return tagVerdict{ntohl(verdict.id), ntohl(verdict.verdict)};
+    }
+    return std::nullopt;
+}
+
+std::vector<uint8_t> QueueMessage(uint32_t nPacketId, std::span<const uint8_t> payload) {
+    std::vector<uint8_t> bytes(payload.size() + 256);
+    nlmsghdr* pMessage = mnl_nlmsg_put_header(bytes.data());
+    pMessage->nlmsg_type = NFNL_SUBSYS_QUEUE << 8 | NFQNL_MSG_PACKET;
+    mnl_nlmsg_put_extra_header(pMessage, sizeof(nfgenmsg));
+    if (nPacketId != 0) {
+        nfqnl_msg_packet_hdr header{};
+        header.packet_id = htonl(nPacketId);
+        mnl_attr_put(pMessage, NFQA_PACKET_HDR, sizeof header, &header);
+    }
+    if (!payload.empty()) mnl_attr_put(pMessage, NFQA_PAYLOAD, payload.size(), payload.data());
+    bytes.resize(pMessage->nlmsg_len);
+    return bytes;
+}
+
+std::vector<uint8_t> ErrorMessage(int nErrno) {
+    std::vector<uint8_t> bytes(256);
+    nlmsghdr* pMessage = mnl_nlmsg_put_header(bytes.data());
+    pMessage->nlmsg_type = NLMSG_ERROR;
+    auto* pError = static_cast<nlmsgerr*>(mnl_nlmsg_put_extra_header(pMessage, sizeof(nlmsgerr)));
+    pError->error = -nErrno;
+    bytes.resize(pMessage->nlmsg_len);
+    return bytes;
+}
+
+}  // namespace fake_kernel

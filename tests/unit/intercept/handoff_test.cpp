@@ -1,0 +1,205 @@
+// The receiver, the store and the workers together, as threads, against a stand-in for the kernel.
+#include <arpa/inet.h>
+#include <gtest/gtest.h>
+#include <linux/netfilter.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <set>
+#include <thread>
+
+#include "intercept/packet_store.h"
+#include "intercept/receiver_thread.h"
+#include "intercept/thread_life.h"
+#include "intercept/worker_pause.h"
+#include "intercept/worker_thread.h"
+#include "policy/list_entry.h"
+#include "policy/policy_state.h"
+#include "policy/settings_load.h"
+#include "policy/worker_pause_hook.h"
+#include "report/report_module.h"
+#include "tests/support/fake_kernel_queue.h"
+#include "tests/support/packet_composer.h"
+
+namespace {
+using fake_kernel::Deliver;
+using fake_kernel::NextVerdict;
+using fake_kernel::QueueMessage;
+
+std::vector<uint8_t> Request(uint32_t nId) {
+    return QueueMessage(nId, ComposePacket("GET / HTTP/1.1\r\nHost: a.example\r\n\r\n"));
+}
+
+bool WaitUntilEnded(uint8_t& nLife) {
+    for (int i = 0; i < 2000 && GetThreadLife(nLife) == THREAD_RUNNING; ++i)
+        usleep(1000);
+    return GetThreadLife(nLife) == THREAD_ENDED;
+}
+
+class Handoff : public testing::Test {
+  protected:
+    void SetUp() override {
+        fake_kernel::Reset();
+        pthread_mutex_init(&g_PacketStoreLock, nullptr);
+        sem_init(&g_PacketStoreSem, 0, 0);
+        PacketStoreInit(g_PacketStore);
+        g_QueueReceivers[0] = {};
+        g_QueueReceivers[0].nQueueNum = 7;
+    }
+    void TearDown() override {
+        StopQueueReceivers();
+        StopWorkerThreads();
+        DestroyPacketStoreSync();
+        FreePolicyLists();
+        g_bCustomBlockList = 0;
+        fake_kernel::Reset();
+    }
+    static void StartWorkers() {
+        uint32_t nIndex = 0;
+        for (tagWorkerThread& worker : g_WorkerThreads) {
+            worker = {};
+            worker.nIndex = nIndex++;
+            ASSERT_EQ(StartWorkerThread(worker), 0);
+        }
+    }
+    static void StartAll() {
+        ASSERT_EQ(StartQueueReceiver(g_QueueReceivers[0]), 0);
+        StartWorkers();
+    }
+};
+
+TEST_F(Handoff, EveryPacketGetsExactlyOneVerdict) {
+    StartAll();
+    std::set<uint32_t> expected, seen;
+    for (uint32_t nId = 1; nId <= 400; ++nId) {
+        expected.insert(nId);
+        Deliver(Request(nId));
+        if (nId % 20 != 0) continue;
+        while (seen.size() < nId) {
+            const auto verdict = NextVerdict();
+            ASSERT_TRUE(verdict);
+            EXPECT_EQ(verdict->nVerdict, static_cast<uint32_t>(NF_ACCEPT));
+            EXPECT_TRUE(seen.insert(verdict->nPacketId).second) << "answered twice";
+        }
+    }
+    EXPECT_EQ(seen, expected);
+}
+
+TEST_F(Handoff, WhatHoldsNoPacketIsNotAnswered) {
+    StartAll();
+    Deliver(QueueMessage(0, {}));
+    Deliver(QueueMessage(0, ComposePacket("GET / HTTP/1.1\r\n\r\n")));
+    Deliver(QueueMessage(11, {}));
+    const auto verdict = NextVerdict();
+    ASSERT_TRUE(verdict);
+    EXPECT_EQ(verdict->nPacketId, 11u);
+    EXPECT_EQ(verdict->nVerdict, static_cast<uint32_t>(NF_ACCEPT)) << "no payload to judge";
+}
+
+TEST_F(Handoff, AFullStoreIsAnsweredWithADropAndAPause) {
+    ASSERT_EQ(StartQueueReceiver(g_QueueReceivers[0]), 0);
+    for (uint32_t nId = 1; nId <= 501; ++nId)
+        Deliver(QueueMessage(nId, {}));
+    const auto verdict = NextVerdict();
+    ASSERT_TRUE(verdict);
+    EXPECT_EQ(verdict->nPacketId, 501u);
+    EXPECT_EQ(verdict->nVerdict, static_cast<uint32_t>(NF_DROP));
+    // Cancelled in the midst of its pause, it ends at once.
+    const auto begin = std::chrono::steady_clock::now();
+    StopQueueReceivers();
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(900));
+    EXPECT_EQ(g_QueueReceivers[0].pSocket, nullptr);
+}
+
+TEST_F(Handoff, AWorkerEndsOnARejectedMessageAndIsMadeAnew) {
+    StartAll();
+    Deliver(fake_kernel::ErrorMessage(ENOENT));
+    const auto ended = [] {
+        int n = 0;
+        for (tagWorkerThread& worker : g_WorkerThreads)
+            n += GetThreadLife(worker.nLife) == THREAD_ENDED;
+        return n;
+    };
+    for (int i = 0; i < 2000 && ended() == 0; ++i)
+        usleep(1000);
+    EXPECT_EQ(ended(), 1) << "the others go on";
+    PauseWorkers();
+    ResumeWorkers();
+    EXPECT_EQ(ended(), 0);
+    Deliver(Request(5));
+    EXPECT_EQ(NextVerdict()->nPacketId, 5u);
+}
+
+TEST_F(Handoff, TheReceiverEndsWithItsChannelAndIsStoppedOnce) {
+    StartAll();
+    fake_kernel::CloseChannel();
+    EXPECT_TRUE(WaitUntilEnded(g_QueueReceivers[0].nLife));
+    JoinQueueReceivers();
+    EXPECT_EQ(GetThreadLife(g_QueueReceivers[0].nLife), THREAD_NONE);
+    StopQueueReceivers();
+    StopQueueReceivers();
+}
+
+TEST_F(Handoff, TheReceiverEndsOnADatagramThatIsTooLarge) {
+    StartAll();
+    Deliver(std::vector<uint8_t>(PACKET_SLOT_BYTES + 1));
+    EXPECT_TRUE(WaitUntilEnded(g_QueueReceivers[0].nLife));
+}
+
+TEST_F(Handoff, OpeningFailsStepByStep) {
+    for (const int nResult : {CHANNEL_NO_SOCKET, CHANNEL_NO_BIND, CHANNEL_NO_CONFIG}) {
+        fake_kernel::Reset();
+        fake_kernel::FailOpening(nResult);
+        EXPECT_EQ(StartQueueReceiver(g_QueueReceivers[0]), nResult);
+        EXPECT_EQ(GetThreadLife(g_QueueReceivers[0].nLife), THREAD_NONE);
+        StopQueueReceivers();
+    }
+}
+
+TEST_F(Handoff, PausedWorkersKeepTheirPacketUntilTheyMayGoOn) {
+    StartAll();
+    PauseWorkers();
+    for (uint32_t nId = 1; nId <= 8; ++nId)
+        Deliver(Request(nId));
+    usleep(50000);
+    StopQueueReceivers();
+    EXPECT_FALSE(NextVerdict().has_value());
+    ResumeWorkers();
+}
+
+// The first FTP request to an address loads the settings on a worker while the others are busy and the main
+// thread reloads: nobody may wait for ever, and the load happens once.
+TEST_F(Handoff, TheFirstAddressMatchLoadsOnceBesideReloads) {
+    static std::atomic<int> s_nLoads{0};
+    g_bReportModuleLoaded = 1;
+    g_pfnGetClientAllSettingData = [](tagClientSettingData* pSettings, uint32_t*) {
+        ++s_nLoads;
+        pSettings->nCustomBlockList = 1;
+        return true;
+    };
+    g_pfnPauseWorkersFromWorker = PauseOtherWorkers;
+    g_pfnResumeWorkersFromWorker = ResumeOtherWorkers;
+    for (int nRound = 0; nRound < 50; ++nRound) {
+        s_nLoads = 0;
+        LoadPolicySettings();
+        g_bFirstFTPAddrMatch = 1;
+        StartAll();
+        for (uint32_t nId = 1; nId <= 8; ++nId)
+            Deliver(QueueMessage(nId, ComposePacket("RETR file.zip\r\n")));
+        for (int nReload = 0; nReload < 5; ++nReload) {
+            PauseWorkers();
+            LoadPolicySettings();
+            ResumeWorkers();
+        }
+        for (int nAnswer = 0; nAnswer < 8; ++nAnswer)
+            ASSERT_TRUE(NextVerdict());
+        EXPECT_EQ(s_nLoads, 1 + 5 + 1) << "round " << nRound;
+        StopQueueReceivers();
+        StopWorkerThreads();
+        fake_kernel::Reset();
+        g_QueueReceivers[0] = {};
+    }
+    g_bReportModuleLoaded = 0;
+    g_pfnPauseWorkersFromWorker = g_pfnResumeWorkersFromWorker = nullptr;
+}
+}  // namespace

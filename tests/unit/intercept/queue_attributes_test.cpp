@@ -1,0 +1,76 @@
+#include "intercept/queue_attributes.h"
+
+#include <gtest/gtest.h>
+#include <linux/netfilter/nfnetlink.h>
+
+#include <vector>
+
+#include "tests/support/fake_kernel_queue.h"
+
+namespace {
+// A queue message whose attributes a test appends one by one.
+struct tagMessageComposer {
+    alignas(nlmsghdr) uint8_t bytes[1024]{};
+    nlmsghdr* pMessage = mnl_nlmsg_put_header(bytes);
+
+    tagMessageComposer() { mnl_nlmsg_put_extra_header(pMessage, sizeof(nfgenmsg)); }
+    tagMessageComposer& Put(uint16_t nType, size_t nLen) {
+        static const uint8_t fill[64] = {0, 0, 0, 9};
+        mnl_attr_put(pMessage, nType, nLen, fill);
+        return *this;
+    }
+};
+
+TEST(QueueAttributes, NewerTypesArePassedOver) {
+    tagMessageComposer message;
+    message.Put(NFQA_PACKET_HDR, 7).Put(NFQA_CT, 20).Put(40, 3).Put(NFQA_PAYLOAD, 33);
+    tagQueueAttrTable table;
+    ParseQueueMessage(message.pMessage, table);
+    EXPECT_EQ(QueuedPacketId(table), 9u);
+    ASSERT_NE(table[NFQA_PAYLOAD], nullptr);
+    EXPECT_EQ(mnl_attr_get_payload_len(table[NFQA_PAYLOAD]), 33);
+}
+
+TEST(QueueAttributes, AWrongSizeStopsTheParse) {
+    const struct {
+        uint16_t nType;
+        size_t nWrong;
+        size_t nRight;
+    } cases[] = {
+        {NFQA_MARK, 3, 4},
+        {NFQA_IFINDEX_INDEV, 5, 4},
+        {NFQA_IFINDEX_OUTDEV, 2, 4},
+        {NFQA_IFINDEX_PHYSINDEV, 0, 4},
+        {NFQA_IFINDEX_PHYSOUTDEV, 8, 4},
+        {NFQA_TIMESTAMP, 15, 16},
+        {NFQA_HWADDR, 8, 12},
+    };
+    for (const auto& c : cases) {
+        for (const size_t nLen : {c.nWrong, c.nRight}) {
+            tagMessageComposer message;
+            message.Put(NFQA_PACKET_HDR, 7).Put(c.nType, nLen).Put(NFQA_PAYLOAD, 40);
+            tagQueueAttrTable table;
+            ParseQueueMessage(message.pMessage, table);
+            EXPECT_EQ(QueuedPacketId(table), 9u) << "what came before stays, type " << c.nType;
+            EXPECT_EQ(table[NFQA_PAYLOAD] != nullptr, nLen == c.nRight) << "type " << c.nType;
+        }
+    }
+}
+
+TEST(QueueAttributes, PacketIdOfAnyMessage) {
+    uint32_t nId = 77;
+    EXPECT_EQ(GetQueuedPacketId(tagMessageComposer().Put(NFQA_PAYLOAD, 40).pMessage, &nId), MNL_CB_OK);
+    EXPECT_EQ(nId, 0u) << "no packet header";
+    nId = 77;
+    GetQueuedPacketId(tagMessageComposer().Put(NFQA_PACKET_HDR, 3).pMessage, &nId);
+    EXPECT_EQ(nId, 0u) << "a packet header too short for its id";
+
+    std::vector<uint8_t> two = fake_kernel::QueueMessage(3, {});
+    const std::vector<uint8_t> second = fake_kernel::QueueMessage(4, {});
+    two.insert(two.end(), second.begin(), second.end());
+    EXPECT_GE(mnl_cb_run(two.data(), two.size(), 0, 1, GetQueuedPacketId, &nId), 0);
+    EXPECT_EQ(nId, 4u) << "the last message of a buffer counts";
+    const std::vector<uint8_t> error = fake_kernel::ErrorMessage(1);
+    EXPECT_LT(mnl_cb_run(error.data(), error.size(), 0, 1, GetQueuedPacketId, &nId), 0);
+}
+}  // namespace
