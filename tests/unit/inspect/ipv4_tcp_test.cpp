@@ -1,0 +1,104 @@
+#include "inspect/ipv4_tcp.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+
+#include "tests/support/packet_composer.h"
+
+namespace {
+
+const tagWebRequest kRequest{};
+
+int Parse(const Bytes& packet) {
+    tagPacketInfo info = SlotOf(packet);
+    return ParseIPv4TCP(&info, &kRequest);
+}
+
+TEST(ParseIPv4TCP, FillsTheSlot) {
+    const struct {
+        std::string ipOptions, tcpOptions, payload;
+    } cases[] = {
+        {"", "", "GET / HTTP/1.1\r\n"},
+        {"", "", ""},
+        {"\x07\x07\x04\x01\x02\x03\x04\x01", std::string(12, '\1'), "odd"},  // both headers with options
+        {std::string(40, '\1'), std::string(40, '\1'), "x"},                 // the longest headers
+        {"", "", std::string(65000, 'x')},
+    };
+    for (const auto& c : cases) {
+        const Bytes packet =
+            ComposePacket({.ipOptions = c.ipOptions, .tcpOptions = c.tcpOptions, .payload = c.payload});
+        tagPacketInfo info = SlotOf(packet);
+        ASSERT_EQ(ParseIPv4TCP(&info, &kRequest), 0);
+        EXPECT_EQ(info.nSrcAddr, inet_addr("192.0.2.10"));
+        EXPECT_EQ(info.nDstAddr, inet_addr("198.51.100.20"));
+        EXPECT_EQ(info.nSrcPort, 40000);
+        EXPECT_EQ(info.nDstPort, 80);
+        EXPECT_EQ(info.nSeq, 0x01020304u);
+        EXPECT_EQ(info.nAck, 0xA0B0C0D0u);
+        EXPECT_EQ(info.nIPHeaderLen, 20 + c.ipOptions.size());
+        EXPECT_EQ(std::string(info.pData, info.pData + info.nDataLen), c.payload);
+        EXPECT_EQ(std::memcmp(&info.nIPChecksum, packet.data() + 10, 2), 0);
+        EXPECT_EQ(std::memcmp(&info.nTCPChecksum, packet.data() + info.nIPHeaderLen + 16, 2), 0);
+    }
+}
+
+TEST(ParseIPv4TCP, ReadsPacketsAtOddAddresses) {
+    const Bytes packet = ComposePacket({.payload = "odd"});
+    Bytes shifted(packet.size() + 1);
+    std::memcpy(shifted.data() + 1, packet.data(), packet.size());
+    tagPacketInfo info{};
+    info.pPacket = shifted.data() + 1;
+    info.nPacketLen = static_cast<uint16_t>(packet.size());
+    EXPECT_EQ(ParseIPv4TCP(&info, &kRequest), 0);
+}
+
+// Each packet is signed again after the change: only what the row names is wrong with it.
+TEST(ParseIPv4TCP, RejectsHeadersThatDoNotFit) {
+    const struct {
+        const char* szReason;
+        size_t nLength;  // cut to
+        size_t nOffset;  // of the byte changed
+        uint8_t nValue;
+    } cases[] = {
+        {"not even the shortest packet", 31, 0, 0x45},
+        {"no room for a TCP header", 32, 0, 0x45},
+        {"one byte short of a TCP header", 39, 0, 0x45},
+        {"no IP header length", 60, 0, 0x40},
+        {"IP header shorter than its fixed part", 60, 0, 0x44},
+        {"IP header reaches behind the packet", 40, 0, 0x4F},
+        {"IP header leaves no room for a TCP header", 60, 0, 0x4C},
+        {"no TCP header length", 60, 32, 0x00},
+        {"TCP header shorter than its fixed part", 60, 32, 0x40},
+        {"TCP header reaches behind the packet", 60, 32, 0xB0},
+        {"UDP", 60, 9, IPPROTO_UDP},
+    };
+    for (const auto& c : cases) {
+        Bytes packet = ComposePacket({.payload = std::string(20, 'x')});
+        packet[c.nOffset] = c.nValue;
+        packet = Bytes(packet.begin(), packet.begin() + c.nLength);
+        SignPacket(packet);
+        EXPECT_EQ(Parse(packet), -1) << c.szReason;
+    }
+    Bytes barelyWhole = ComposePacket({.payload = std::string(20, 'x')});
+    barelyWhole[32] = 0xA0;  // all data becomes header
+    SignPacket(barelyWhole);
+    EXPECT_EQ(Parse(barelyWhole), 0);
+}
+
+TEST(ParseIPv4TCP, RejectsEverySingleFlippedBit) {
+    const Bytes packet = ComposePacket({.payload = "GET / HTTP/1.1\r\n\r\n"});
+    for (size_t i = 0; i < packet.size() * 8; ++i) {
+        Bytes damaged = packet;
+        damaged[i / 8] ^= static_cast<uint8_t>(1 << i % 8);
+        EXPECT_EQ(Parse(damaged), -1) << "bit " << i;
+    }
+}
+
+TEST(ParseIPv4TCP, NamesMissingArguments) {
+    tagPacketInfo info{};
+    EXPECT_EQ(ParseIPv4TCP(nullptr, &kRequest), 2);
+    EXPECT_EQ(ParseIPv4TCP(&info, nullptr), 2);
+}
+
+}  // namespace
