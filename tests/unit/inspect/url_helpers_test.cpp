@@ -1,0 +1,103 @@
+#include "inspect/url_helpers.h"
+
+#include <cstring>
+#include <string>
+
+#include "common/copy_text.h"
+#include "gtest/gtest.h"
+
+namespace {
+
+TEST(UrlHelpersTest, StripURLPortCutsAtTheLastColon) {
+    const struct {
+        const char* szText;
+        size_t nStart;
+        uint8_t bKeepPath;
+        const char* szExpected;
+    } rows[] = {
+        {"http://a.b:81", 7, 0, "http://a.b"},
+        {"http://a.b:81/x", 7, 0, "http://a.b"},
+        {"http://a.b:81/x", 7, 1, "http://a.b/x"},
+        {"http://a.b:81", 7, 1, "http://a.b"},
+        {"http://a.b/x", 7, 0, "http://a.b/x"},
+        {"http://:81", 7, 0, "http://:81"},  // the colon stands at the start index itself
+        {"http://", 7, 0, "http://"},        // the start index is the end
+        {"a.b:443", 0, 0, "a.b"},
+        {"a.b", 0, 0, "a.b"},
+        {":443", 0, 0, ":443"},
+        {"a:1:2/x/y", 0, 0, "a:1"},
+        {"a:1:2/x/y", 0, 1, "a:1/x/y"},
+        {"", 0, 0, ""},
+        {"a:1", 40, 0, "a:1"},  // starts behind the end
+    };
+    for (const auto& row : rows) {
+        char szText[64] = {};
+        CopyText(szText, row.szText);
+        g_bKeepPathAfterPort = row.bKeepPath;
+        EXPECT_EQ(StripURLPort(szText, row.nStart), 0);
+        EXPECT_STREQ(szText, row.szExpected) << row.szText << " from " << row.nStart;
+        EXPECT_EQ(g_bKeepPathAfterPort, 0) << row.szText;
+    }
+    EXPECT_EQ(StripURLPort(nullptr, 0), 2);
+}
+
+TEST(UrlHelpersTest, NormaliseURLDropsSchemeAndTail) {
+    const struct {
+        std::string url;
+        std::string expected;
+    } rows[] = {
+        {"http://a.b/x/?", "a.b/x"},
+        {"https://a.b", "a.b"},
+        {"ftp://10.0.0.1/pub/", "10.0.0.1/pub"},
+        {"http://", ""},
+        {"HTTP://a.b", ""},
+        {"gopher://a.b", ""},
+        {"http:///", "/"},
+        {"http://" + std::string(1016, 'a'), std::string(1016, 'a')},
+    };
+    for (const auto& row : rows) {
+        tagWebRequest request = {};
+        CopyText(request.szURL, row.url);
+        EXPECT_EQ(NormaliseURL(&request), 0);
+        EXPECT_EQ(request.szCheckURL, row.expected) << row.url;
+    }
+    EXPECT_EQ(NormaliseURL(nullptr), 2);
+}
+
+TEST(UrlHelpersTest, TrimURLTailKeepsTheFirstCharacter) {
+    const struct {
+        const char* szText;
+        int nResult;
+        const char* szExpected;
+    } rows[] = {
+        {"/", 0, "/"}, {"a//#", 0, "a"}, {"///", 0, "/"}, {"a?\n", 0, "a"}, {"a/b", 0, "a/b"}, {"", 2, ""},
+    };
+    for (const auto& row : rows) {
+        char szText[16] = {};
+        CopyText(szText, row.szText);
+        EXPECT_EQ(TrimURLTail(szText, std::strlen(szText)), row.nResult) << row.szText;
+        EXPECT_STREQ(szText, row.szExpected);
+    }
+    EXPECT_EQ(TrimURLTail(nullptr, 3), 2);
+}
+
+TEST(UrlHelpersTest, MarkIPHostTakesWhatInetAddrTakes) {
+    const struct {
+        const char* szHost;
+        uint8_t bExpected;
+    } rows[] = {
+        {"10.1.2.3", 1},  {"127.1", 1}, {"0x7f.1", 1}, {"010.0.0.1", 1},       {"1.2.3.4 x", 1},
+        {"1.2.3.4.x", 0}, {"a.b", 0},   {"", 0},       {"255.255.255.255", 0}, {"256.0.0.1", 0},
+    };
+    for (const auto& row : rows) {
+        tagWebRequest request = {};
+        request.bIsIPHost = 7;
+        CopyText(request.szHost, row.szHost);
+        EXPECT_EQ(MarkIPHost(&request), 0);
+        EXPECT_EQ(request.bIsIPHost, row.bExpected) << row.szHost;
+    }
+    EXPECT_EQ(MarkIPHost(nullptr), -1);
+    EXPECT_EQ(IsDottedIPv4(nullptr), -1);
+}
+
+}  // namespace
