@@ -8,6 +8,7 @@
 #include <cstdint>
 
 #include "policy/data_file.h"
+#include "policy/policy_switches.h"
 
 // One list node. A list is a chain from its head pointer; an empty list is a null head. Nodes belong to the
 // list.
@@ -15,18 +16,6 @@ struct tagListEntry {
     char szEntry[257];
     tagListEntry* pNext;
 };
-
-// Switches, on only when exactly 1; two readers test for non-zero: the block-list check and the report
-// writer.
-extern uint8_t g_bBrowsingProtection;  // harmful sites
-extern uint8_t g_bPhishingProtection;
-extern uint8_t g_bWebCategoryFilter;
-extern uint8_t g_bCustomBlockList;
-extern uint8_t g_bReportBlocked;
-
-constexpr uint16_t MAX_BLOCKED_CATEGORIES = 64;
-extern uint16_t g_nBlockedCategories[MAX_BLOCKED_CATEGORIES];  // logical ids
-extern uint16_t g_nBlockedCategoryCount;
 
 extern tagListEntry* g_pAllowHostList;  // host names, possibly with a leading "."
 extern tagListEntry* g_pBlockHostList;
