@@ -17,9 +17,12 @@ extern uint8_t g_bReportModuleLoaded;  // 1: open, and both symbols resolved
 extern AvInsertClientReportDataFn g_pfnInsertClientReportData;
 extern AvGetClientAllSettingDataFn g_pfnGetClientAllSettingData;
 
-// Opens the module and resolves its symbols; on any failure the facility stays off. Does nothing while
-// loaded.
+// Opens the module and resolves its symbols; on any failure nothing stays open and the facility stays off.
+// Does nothing while loaded.
 void LoadReportModule();
 
-// Closes the module when it is loaded.
+// The same for the library at szPath.
+void LoadReportModuleFrom(const char* szPath);
+
+// Closes the module when it is loaded and leaves all globals 0. The functions must not be running.
 void UnloadReportModule();

@@ -1,0 +1,10 @@
+#include "report/report_time.h"
+
+#include <time.h>
+
+char* FormatReportTime(char* szBuffer, uint32_t nSize, const char* szFormat) {
+    const time_t nNow = time(nullptr);
+    tm local;
+    if (!localtime_r(&nNow, &local)) return nullptr;
+    return strftime(szBuffer, nSize, szFormat, &local) == 0 ? nullptr : szBuffer;
+}
