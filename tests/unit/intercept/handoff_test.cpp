@@ -27,7 +27,7 @@ using fake_kernel::NextVerdict;
 using fake_kernel::QueueMessage;
 
 std::vector<uint8_t> Request(uint32_t nId) {
-    return QueueMessage(nId, ComposePacket("GET / HTTP/1.1\r\nHost: a.example\r\n\r\n"));
+    return QueueMessage(nId, ComposePacket({.payload = "GET / HTTP/1.1\r\nHost: a.example\r\n\r\n"}));
 }
 
 bool WaitUntilEnded(uint8_t& nLife) {
@@ -88,7 +88,7 @@ TEST_F(Handoff, EveryPacketGetsExactlyOneVerdict) {
 TEST_F(Handoff, WhatHoldsNoPacketIsNotAnswered) {
     StartAll();
     Deliver(QueueMessage(0, {}));
-    Deliver(QueueMessage(0, ComposePacket("GET / HTTP/1.1\r\n\r\n")));
+    Deliver(QueueMessage(0, ComposePacket({.payload = "GET / HTTP/1.1\r\n\r\n"})));
     Deliver(QueueMessage(11, {}));
     const auto verdict = NextVerdict();
     ASSERT_TRUE(verdict);
@@ -185,7 +185,7 @@ TEST_F(Handoff, TheFirstAddressMatchLoadsOnceBesideReloads) {
         g_bFirstFTPAddrMatch = 1;
         StartAll();
         for (uint32_t nId = 1; nId <= 8; ++nId)
-            Deliver(QueueMessage(nId, ComposePacket("RETR file.zip\r\n")));
+            Deliver(QueueMessage(nId, ComposePacket({.nDstPort = 21, .payload = "RETR file.zip\r\n"})));
         for (int nReload = 0; nReload < 5; ++nReload) {
             PauseWorkers();
             LoadPolicySettings();
