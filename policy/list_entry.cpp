@@ -1,0 +1,136 @@
+#include "policy/list_entry.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdlib>
+#include <cstring>
+#include <string_view>
+
+#include "common/copy_text.h"
+#include "inspect/url_helpers.h"
+
+namespace {
+
+// Where the entries of one kind go. Null: entries of that type stay out of such a list.
+struct tagKindLists {
+    tagListEntry** ppHosts;
+    tagListEntry** ppURLs;
+    tagListEntry** ppAddrs;
+};
+
+constexpr std::array<tagKindLists, 3> kListsOfKind = {{
+    {&g_pBlockHostList, &g_pBlockURLList, &g_pBlockAddrList},  // LIST_BLOCK
+    {&g_pAllowHostList, &g_pAllowURLList, &g_pAllowAddrList},  // LIST_ALLOW
+    {&g_pTrustedSiteList, &g_pTrustedSiteList, nullptr},       // LIST_TRUSTED
+}};
+
+void SplitScheme(tagListEntryBuf& entry);
+void CoverSubdomains(tagListEntryBuf& entry);
+uint8_t TypeOfEntry(const char* szEntry);
+int AppendText(tagListEntry** ppHead, const char* szText);
+
+}  // namespace
+
+int ParseListEntry(tagListEntryBuf& entry) {
+    SplitScheme(entry);
+    if (entry.bSubdomains == 1 && entry.szHostPart[0] != '.') {
+        CoverSubdomains(entry);
+    } else {
+        CopyText(entry.szEntry, entry.szHostPart);
+    }
+    (void)TrimURLTail(entry.szEntry, std::strlen(entry.szEntry));
+    entry.nEntryType = TypeOfEntry(entry.szEntry);
+    return 0;
+}
+
+int AddListEntry(tagListEntryBuf& entry) {
+    if (std::strlen(entry.szSource) < 2) return 2;
+    (void)ParseListEntry(entry);
+
+    const tagKindLists& lists = kListsOfKind[entry.nListKind];
+    if (entry.nEntryType == ENTRY_HOST) {
+        (void)AppendText(lists.ppHosts, entry.szEntry);
+        return 0;
+    }
+    (void)AppendText(lists.ppURLs, entry.szEntry);
+    if (entry.nEntryType == ENTRY_ADDRESS && lists.ppAddrs) (void)AppendText(lists.ppAddrs, entry.szEntry);
+    return 0;
+}
+
+tagListEntry* AppendListEntry(tagListEntry** ppHead) {
+    if (!ppHead) return nullptr;
+    auto* pNode = static_cast<tagListEntry*>(std::calloc(1, sizeof(tagListEntry)));
+    if (!pNode) return nullptr;
+    tagListEntry** ppLink = ppHead;
+    while (*ppLink) {
+        ppLink = &(*ppLink)->pNext;
+    }
+    *ppLink = pNode;
+    return pNode;
+}
+
+void FreeList(tagListEntry** ppHead) {
+    if (!ppHead) return;
+    tagListEntry* pNode = *ppHead;
+    *ppHead = nullptr;
+    while (pNode) {
+        tagListEntry* pNext = pNode->pNext;
+        std::free(pNode);
+        pNode = pNext;
+    }
+}
+
+void FreePolicyLists() {
+    for (tagListEntry** ppHead : {&g_pAllowHostList, &g_pBlockHostList, &g_pAllowURLList, &g_pBlockURLList,
+                                  &g_pAllowAddrList, &g_pBlockAddrList, &g_pTrustedSiteList}) {
+        FreeList(ppHead);
+    }
+}
+
+namespace {
+
+// szHostPart becomes szSource without scheme and port.
+void SplitScheme(tagListEntryBuf& entry) {
+    constexpr std::string_view kWebSchemes[] = {"http://", "https://"};
+    constexpr std::string_view kFTPScheme = "ftp://";
+    const std::string_view source(entry.szSource);
+
+    size_t nStart = 0;
+    for (const std::string_view scheme : kWebSchemes) {
+        if (source.starts_with(scheme)) nStart = scheme.size();
+    }
+    if (source.starts_with(kFTPScheme)) {
+        nStart = kFTPScheme.size();
+        g_bKeepPathAfterPort = 1;
+    }
+    (void)StripURLPort(entry.szSource, nStart);
+    g_bKeepPathAfterPort = 0;
+    CopyText(entry.szHostPart, std::string_view(entry.szSource).substr(nStart));
+}
+
+// szEntry becomes "." and szHostPart, which loses its last character when it fills its field.
+void CoverSubdomains(tagListEntryBuf& entry) {
+    const size_t nLength = std::min(std::strlen(entry.szHostPart), sizeof entry.szEntry - 2);
+    entry.szEntry[0] = '.';
+    std::memcpy(entry.szEntry + 1, entry.szHostPart, nLength);
+    entry.szEntry[1 + nLength] = '\0';
+}
+
+uint8_t TypeOfEntry(const char* szEntry) {
+    if (std::strchr(szEntry, '/')) return ENTRY_URL;
+    return IsDottedIPv4(szEntry) == 0 ? ENTRY_ADDRESS : ENTRY_HOST;
+}
+
+// 0, or -1 when memory ran out: a list with a hole would judge requests by half of what was configured, so it
+// is emptied.
+int AppendText(tagListEntry** ppHead, const char* szText) {
+    tagListEntry* pNode = AppendListEntry(ppHead);
+    if (!pNode) {
+        FreeList(ppHead);
+        return -1;
+    }
+    CopyText(pNode->szEntry, szText);
+    return 0;
+}
+
+}  // namespace

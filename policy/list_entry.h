@@ -1,0 +1,45 @@
+// The seven policy lists as they grow: one configured entry is brought into its normal form, its type decides
+// which lists take it. Lists are chains in the order of the entries (policy/policy_state.h).
+//
+// Lists change only while no worker is in the decision flow; these operations take no lock of their own.
+#pragma once
+
+#include <cstdint>
+
+#include "policy/policy_state.h"
+
+// nListKind
+enum : uint8_t { LIST_BLOCK = 0, LIST_ALLOW = 1, LIST_TRUSTED = 2 };
+
+// nEntryType
+enum : uint8_t { ENTRY_HOST = 1, ENTRY_ADDRESS = 2, ENTRY_URL = 3 };
+
+// One entry at work. Zeroed by the caller, who sets szSource, bSubdomains and nListKind.
+struct tagListEntryBuf {
+    char szSource[256];    // the entry as configured; parsing cuts its port off
+    char szHostPart[256];  // what follows the scheme, port removed
+    char szEntry[256];     // the normal form that goes into the lists
+    uint8_t bSubdomains;   // 1: the domain and all its sub-domains
+    uint8_t nListKind;     // LIST_*
+    uint8_t nEntryType;    // ENTRY_*, set by the parser
+};
+
+// Fills szHostPart, szEntry and nEntryType: scheme ("http://", "https://", "ftp://", case-sensitive), port
+// and trailing separators go. A port takes the path behind it along, but for "ftp://". Returns 0.
+int ParseListEntry(tagListEntryBuf& entry);
+
+// Parses the entry and appends it to the lists of its kind and type: a host name to the host list, a URL to
+// the URL list, an address to the URL list and the address list; whatever is trusted to the trusted sites
+// alone. A list that cannot be extended for want of memory is emptied. Returns 0, memory or not, and 2 when
+// szSource is shorter than two characters (nothing added).
+int AddListEntry(tagListEntryBuf& entry);
+
+// Links a zeroed node at the tail and returns it; it belongs to the list. Null when ppHead is null or memory
+// runs out.
+tagListEntry* AppendListEntry(tagListEntry** ppHead);
+
+// Frees every node and leaves the empty list. Safe on an empty list and on null.
+void FreeList(tagListEntry** ppHead);
+
+// Empties all seven policy lists.
+void FreePolicyLists();
