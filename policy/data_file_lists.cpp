@@ -1,0 +1,39 @@
+#include "policy/data_file_lists.h"
+
+#include "common/product_paths.h"
+#include "policy/policy_state.h"
+#include "policy/url_scanner.h"
+
+namespace {
+
+void FreeTables();
+
+}  // namespace
+
+void LoadDataFileLists() {
+    LoadURLScanner();
+    LoadTables({EXCLUSION_PATTERN_FILE, EXCLUDED_RANGE_FILE, TRUSTED_PATTERN_FILE});
+}
+
+void FreeDataFileLists() {
+    (void)UnloadURLScanner();
+    FreeTables();
+}
+
+void LoadTables(const tagTableFiles& files) {
+    FreeTables();
+    // A reader that fails leaves its table empty: requests are then judged without it.
+    (void)ReadPatternFile(files.szExclusionPatterns, &g_ExclusionPatterns);
+    (void)ReadAddrRangeFile(files.szExcludedRanges, &g_ExcludedRanges);
+    (void)ReadPatternFile(files.szTrustedPatterns, &g_TrustedURLPatterns);
+}
+
+namespace {
+
+void FreeTables() {
+    FreePatternTable(g_ExclusionPatterns);
+    FreeAddrRangeTable(g_ExcludedRanges);
+    FreePatternTable(g_TrustedURLPatterns);
+}
+
+}  // namespace
