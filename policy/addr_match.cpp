@@ -1,0 +1,56 @@
+#include "policy/addr_match.h"
+
+#include <pthread.h>
+
+#include <string_view>
+
+#include "common/ascii_case.h"
+#include "policy/policy_state.h"
+#include "policy/settings_load.h"
+#include "policy/worker_pause_hook.h"
+
+uint8_t g_bFirstFTPAddrMatch = 1;
+
+namespace {
+
+void LoadSettingsForFirstFTPMatch();
+bool AddrMatches(std::string_view entry, const tagWebRequest& request);
+
+}  // namespace
+
+int MatchAddrList(tagWebRequest* pRequest) {
+    if (pRequest->nProtocol == PROTO_FTP && g_bFirstFTPAddrMatch == 1) LoadSettingsForFirstFTPMatch();
+
+    const bool bAllow = pRequest->bAllowListPass == 1;
+    const tagListEntry* pEntry = bAllow ? g_pAllowAddrList : g_pBlockAddrList;
+    for (; pEntry; pEntry = pEntry->pNext) {
+        if (!AddrMatches(pEntry->szEntry, *pRequest)) continue;
+        pRequest->nResult = bAllow ? RESULT_ALLOW_HOST : RESULT_BLOCK_HOST;
+        break;
+    }
+    return 0;
+}
+
+namespace {
+
+// Must not be cancelled half-way: it holds other workers' locks and lists in the making.
+void LoadSettingsForFirstFTPMatch() {
+    int nOldState = 0;
+    pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &nOldState);
+    if (g_pfnPauseWorkersFromWorker) g_pfnPauseWorkersFromWorker();
+    // The own lock was given up on the way: another worker may have come first.
+    if (g_bFirstFTPAddrMatch == 1) {
+        (void)LoadPolicySettings();
+        g_bFirstFTPAddrMatch = 0;
+    }
+    if (g_pfnResumeWorkersFromWorker) g_pfnResumeWorkersFromWorker();
+    pthread_setcancelstate(nOldState, nullptr);
+}
+
+bool AddrMatches(std::string_view entry, const tagWebRequest& request) {
+    if (request.nProtocol == PROTO_FTP)
+        return FindNoCase(request.szCheckURL, entry) != std::string_view::npos;
+    return EqualNoCase(request.szCheckURL, entry);
+}
+
+}  // namespace
