@@ -3,6 +3,7 @@
 #pragma once
 
 #include <csignal>
+#include <initializer_list>
 
 inline sigset_t ControlSignals() {
     sigset_t set;

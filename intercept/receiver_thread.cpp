@@ -11,6 +11,7 @@
 #include "intercept/packet_store.h"
 #include "intercept/queue_attributes.h"
 #include "intercept/thread_life.h"
+#include "intercept/worker_thread.h"
 
 tagQueueReceiver g_QueueReceivers[NUM_QUEUE_RECEIVERS];
 
@@ -56,9 +57,15 @@ void StopQueueReceivers() {
         // A thread that has ended is not cancelled: the interrupted join may have released it already.
         if (GetThreadLife(receiver.nLife) == THREAD_RUNNING) pthread_cancel(receiver.thread);
     }
-    for (tagQueueReceiver& receiver : g_QueueReceivers) {
+    for (tagQueueReceiver& receiver : g_QueueReceivers)
         WaitForEnd(receiver);
-        if (receiver.pSocket) mnl_socket_close(receiver.pSocket);
+    if (!IsAnyWorkerAlive()) CloseIdleChannels();
+}
+
+void CloseIdleChannels() {
+    for (tagQueueReceiver& receiver : g_QueueReceivers) {
+        if (!receiver.pSocket || GetThreadLife(receiver.nLife) == THREAD_RUNNING) continue;
+        mnl_socket_close(receiver.pSocket);
         receiver.pSocket = nullptr;
     }
 }

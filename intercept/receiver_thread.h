@@ -19,7 +19,11 @@ int StartQueueReceiver(tagQueueReceiver& receiver);
 // Waits until every receiver has ended by itself. Main thread; signal handlers run meanwhile.
 void JoinQueueReceivers();
 
-// Cancels the receivers, waits for their end and closes their channels. Main thread, also from a signal
-// handler that interrupts JoinQueueReceivers: the thread is then left to that join, and only its end is
-// waited for. Safe on receivers that never started or have ended.
+// Cancels the receivers, waits for their end and closes their channels; while workers may still answer on a
+// channel, its closing is left to StopWorkerThreads. Main thread, also from a signal handler that interrupts
+// JoinQueueReceivers: the thread is then left to that join, and only its end is waited for. Safe on receivers
+// that never started or have ended.
 void StopQueueReceivers();
+
+// Closes the channels of receivers that do not run. No worker may be alive. Main thread.
+void CloseIdleChannels();

@@ -2,6 +2,9 @@
 
 #include <linux/netfilter.h>
 
+#include <algorithm>
+#include <iterator>
+
 #include "inspect/decision_flow.h"
 #include "intercept/packet_info.h"
 #include "intercept/packet_store.h"
@@ -51,6 +54,12 @@ void StopWorkerThreads() {
         if (worker.bLockReady) pthread_mutex_destroy(&worker.lock);
         worker.bLockReady = 0;
     }
+    CloseIdleChannels();
+}
+
+bool IsAnyWorkerAlive() {
+    return std::any_of(std::begin(g_WorkerThreads), std::end(g_WorkerThreads),
+                       [](tagWorkerThread& worker) { return GetThreadLife(worker.nLife) == THREAD_RUNNING; });
 }
 
 namespace {

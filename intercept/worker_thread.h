@@ -27,6 +27,9 @@ tagWorkerThread* CurrentWorker();
 // of the failing call. Main thread; nobody may hold or want the worker's lock.
 int StartWorkerThread(tagWorkerThread& worker);
 
-// Cancels and joins all workers, then destroys their locks. Main thread, also from a signal handler.
-// Safe on workers that never started or have ended.
+// Whether a worker may still send a verdict. Main thread.
+bool IsAnyWorkerAlive();
+
+// Cancels and joins all workers, destroys their locks and closes the channels that receivers left. Main
+// thread, also from a signal handler. Safe on workers that never started or have ended.
 void StopWorkerThreads();

@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <cstdlib>
+#include <initializer_list>
 
 #include "common/own_stdout.h"
 

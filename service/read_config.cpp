@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 
@@ -90,7 +91,8 @@ int FindIptablesPath(char* szOut, uint32_t nSize) {
     if (!szOut) return 2;
     for (const char* szPlace : IPTABLES_PLACES) {
         if (access(szPlace, F_OK) != 0) continue;
-        std::strncpy(szOut, szPlace, nSize);
+        std::memset(szOut, 0, nSize);
+        std::memcpy(szOut, szPlace, std::min<size_t>(std::strlen(szPlace), nSize));
         return 0;
     }
     return 1;

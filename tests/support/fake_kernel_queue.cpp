@@ -80,9 +80,9 @@ void CloseChannel() {
     shutdown(s_kernelEnd, SHUT_WR);
 }
 
-std::optional<std::vector<uint8_t>> NextSent() {
+std::optional<std::vector<uint8_t>> NextSent(int nMilliseconds) {
     pollfd wait{s_kernelEnd, POLLIN, 0};
-    if (poll(&wait, 1, 2000) != 1) return std::nullopt;
+    if (poll(&wait, 1, nMilliseconds) != 1) return std::nullopt;
     std::vector<uint8_t> bytes(8192);
     const ssize_t n = recv(s_kernelEnd, bytes.data(), bytes.size(), 0);
     if (n <= 0) return std::nullopt;
@@ -90,8 +90,8 @@ std::optional<std::vector<uint8_t>> NextSent() {
     return bytes;
 }
 
-std::optional<tagVerdict> NextVerdict() {
-    while (auto sent = NextSent()) {
+std::optional<tagVerdict> NextVerdict(int nMilliseconds) {
+    while (auto sent = NextSent(nMilliseconds)) {
         const auto* pHeader = reinterpret_cast<const nlmsghdr*>(sent->data());
         if (pHeader->nlmsg_type != (NFNL_SUBSYS_QUEUE << 8 | NFQNL_MSG_VERDICT)) continue;
         nfqnl_msg_verdict_hdr verdict;

@@ -13,6 +13,7 @@
 #include "intercept/thread_life.h"
 #include "intercept/worker_pause.h"
 #include "intercept/worker_thread.h"
+#include "policy/addr_match.h"
 #include "policy/list_entry.h"
 #include "policy/policy_state.h"
 #include "policy/settings_load.h"
@@ -161,10 +162,25 @@ TEST_F(Handoff, PausedWorkersKeepTheirPacketUntilTheyMayGoOn) {
     PauseWorkers();
     for (uint32_t nId = 1; nId <= 8; ++nId)
         Deliver(Request(nId));
-    usleep(50000);
-    StopQueueReceivers();
-    EXPECT_FALSE(NextVerdict().has_value());
+    EXPECT_FALSE(NextVerdict(50));
     ResumeWorkers();
+    for (int nAnswer = 0; nAnswer < 8; ++nAnswer)
+        EXPECT_TRUE(NextVerdict());
+}
+
+// The channel must outlive the last verdict: workers may be about to answer when the receivers stop.
+TEST_F(Handoff, StoppingInTheMidstOfWork) {
+    for (int nRound = 0; nRound < 100; ++nRound) {
+        StartAll();
+        for (uint32_t nId = 1; nId <= 40; ++nId)
+            Deliver(Request(nId));
+        usleep(static_cast<useconds_t>(nRound) * 20);
+        StopQueueReceivers();
+        StopWorkerThreads();
+        EXPECT_EQ(g_QueueReceivers[0].pSocket, nullptr);
+        TearDown();
+        SetUp();
+    }
 }
 
 // The first FTP request to an address loads the settings on a worker while the others are busy and the main

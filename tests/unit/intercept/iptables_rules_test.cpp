@@ -105,7 +105,9 @@ TEST_F(IptablesRules, OneRuleByItsCount) {
         const uint32_t nStatus = ApplyIptableRule("RULE", "KEY", c.nMode);
         const auto commands = TakeCommands();
         ASSERT_THAT(commands, SizeIs(*c.szSecond ? 2 : 1)) << c.szCount << c.nMode;
-        if (*c.szSecond) EXPECT_EQ(commands[1], c.szSecond);
+        if (*c.szSecond) {
+            EXPECT_EQ(commands[1], c.szSecond);
+        }
         EXPECT_EQ(nStatus, *c.szSecond ? 4u : 0u) << "that of the last command";
     }
     EXPECT_EQ(ApplyIptableRule(nullptr, "KEY", RULE_ADD), 1u);
