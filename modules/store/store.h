@@ -6,8 +6,8 @@
 // STORE_* code; all but STORE_OK, STORE_EXISTS and STORE_NOT_FOUND leave a text in szError that names the
 // file and the cause.
 //
-// The operations are no cancellation points for their caller to worry about as long as it keeps cancellation
-// off: a thread that is cancelled in the middle of one would leave the connection locked.
+// Callers keep cancellation off: a thread that is cancelled in the middle of an operation would leave the
+// connection locked.
 #pragma once
 
 #include <cstddef>
@@ -43,7 +43,7 @@ constexpr int STORE_BUSY_MS_SETTINGS = 2000;  // a reload of settings waits no l
 
 struct tagStore {
     sqlite3* pDb;        // null: closed
-    int nTxDepth;        // 1 between BeginStoreChange and EndStoreChange
+    int bInChange;       // 1 between BeginStoreChange and EndStoreChange
     char szPath[512];    // the file, set by OpenStore
     char szError[1024];  // cause of the last failure, for people; empty before the first
 };

@@ -76,8 +76,3 @@ int PurgeReports(tagStore* pStore, int64_t nBefore, int64_t* pDeleted);
 int ReadLostReports(tagStore* pStore, int64_t* pLost);
 // Adds to that count.
 int AddLostReports(tagStore* pStore, int64_t nLost);
-
-// Stores one record: nType is a report type with the record of report/report_records.h, nArrived when it was
-// handed over (stands in for a time that the record does not tell). Meant to be called many times between
-// BeginStoreChange and EndStoreChange. STORE_BAD_VALUE for another type.
-int StoreReport(tagStore* pStore, int nType, const void* pRecord, int64_t nArrived);

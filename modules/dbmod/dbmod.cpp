@@ -1,0 +1,56 @@
+// libdbmod.so: where the daemon gets its settings from and where it puts the typed reports. The daemon loads
+// it at run time and knows it by these two symbols. Any thread may call them, several at once, also one that
+// may be cancelled. Nothing is printed: the standard descriptors may belong to something else.
+#include <pthread.h>
+
+#include "common/export.h"
+#include "modules/shared_writer/report_writer.h"
+#include "modules/store/store.h"
+#include "modules/store/store_settings.h"
+#include "policy/client_settings.h"
+#include "report/report_records.h"
+
+namespace {
+constinit tagReportWriter g_Writer;
+
+int ReadStore(tagClientSettingData* pSettings);
+
+// At dlclose, or at the end of the process.
+__attribute__((destructor)) void StopModule() {
+    StopReportWriter(&g_Writer, REPORT_STOP_MS);
+}
+}  // namespace
+
+extern "C" {
+
+// Fills an empty record from the store. True when that succeeded; else the record may be partly filled, and
+// is the caller's to release either way. *pStatus, when given, becomes a STORE_* code.
+WEBSEC_API bool AvGetClientAllSettingData(tagClientSettingData* pSettings, uint32_t* pStatus) {
+    if (!pSettings) return false;
+    int nCancelState = 0;
+    pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &nCancelState);
+    const int nResult = ReadStore(pSettings);
+    pthread_setcancelstate(nCancelState, nullptr);
+    if (pStatus) *pStatus = static_cast<uint32_t>(nResult);
+    return nResult == STORE_OK;
+}
+
+// Takes a copy of a report of type 1, 5 or 6 and answers at once: 1 when it was taken, 0 when not. *pStatus,
+// when given, becomes 0 when it was taken, else 1.
+WEBSEC_API int AvInsertClientReportData(int nType, const void* pRecord, uint32_t* pStatus) {
+    const int bTaken = nType != REPORT_CLIENT && QueueReport(&g_Writer, nType, pRecord);
+    if (pStatus) *pStatus = !bTaken;
+    return bTaken;
+}
+}
+
+namespace {
+// Opened for this call alone: a store that was replaced meanwhile is the one that counts.
+int ReadStore(tagClientSettingData* pSettings) {
+    tagStore store;
+    int nResult = OpenStore(&store, STORE_OPEN_EXISTING, STORE_BUSY_MS_SETTINGS);
+    if (nResult == STORE_OK) nResult = FillClientSettings(&store, pSettings);
+    CloseStore(&store);
+    return nResult;
+}
+}  // namespace

@@ -1,0 +1,106 @@
+#include "modules/store/store.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "common/copy_text.h"
+#include "modules/store/store_schema.h"
+#include "modules/store/store_sql.h"
+
+namespace {
+int ConnectStore(tagStore* pStore, int nMode, int nBusyMs);
+int CreateFileOf(tagStore* pStore);
+int SystemRefusal(tagStore* pStore, int nErrno);
+int CheckVersion(tagStore* pStore, int nMode);
+}  // namespace
+
+const char* StorePath() {
+    const char* szPath = secure_getenv("WEBSEC_DB");
+    return szPath && *szPath ? szPath : STORE_FILE;
+}
+
+int OpenStore(tagStore* pStore, int nMode, int nBusyMs) {
+    *pStore = {};
+    int nResult = CopyText(pStore->szPath, StorePath()) == 0 ? STORE_OK : SystemRefusal(pStore, ENAMETOOLONG);
+    if (nResult == STORE_OK && nMode == STORE_CREATE) nResult = CreateFileOf(pStore);
+    if (nResult == STORE_OK) nResult = ConnectStore(pStore, nMode, nBusyMs);
+    if (nResult != STORE_OK) CloseStore(pStore);
+    return nResult;
+}
+
+void CloseStore(tagStore* pStore) {
+    // With every statement finished this cannot fail; it rolls an open transaction back.
+    sqlite3_close_v2(pStore->pDb);
+    pStore->pDb = nullptr;
+    pStore->bInChange = 0;
+}
+
+int BeginStoreChange(tagStore* pStore) {
+    // Immediate: the wait for other writers is here, not in the middle of the change.
+    const int nResult = RunSql(pStore, "BEGIN IMMEDIATE");
+    if (nResult == STORE_OK) pStore->bInChange = 1;
+    return nResult;
+}
+
+int EndStoreChange(tagStore* pStore, int bKeep) {
+    if (!pStore->bInChange) return STORE_OK;
+    pStore->bInChange = 0;
+    const int nResult = bKeep ? RunSql(pStore, "COMMIT") : STORE_OK;
+    // Some failures have rolled back by themselves; then there is nothing left to take back.
+    if (!sqlite3_get_autocommit(pStore->pDb)) {
+        sqlite3_exec(pStore->pDb, "ROLLBACK", nullptr, nullptr, nullptr);
+    }
+    return nResult;
+}
+
+namespace {
+int ConnectStore(tagStore* pStore, int nMode, int nBusyMs) {
+    const int nOpened =
+        sqlite3_open_v2(pStore->szPath, &pStore->pDb, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX, nullptr);
+    if (nOpened != SQLITE_OK) return StoreError(pStore, nOpened);
+    sqlite3_busy_timeout(pStore->pDb, nBusyMs);
+    return CheckVersion(pStore, nMode);
+}
+
+// The file is made before SQLite opens it so that its mode is right from the start, whatever the umask; the
+// journal files take theirs from it.
+int CreateFileOf(tagStore* pStore) {
+    char szDirectory[sizeof pStore->szPath];
+    CopyText(szDirectory, pStore->szPath);
+    if (char* pSlash = std::strrchr(szDirectory, '/'); pSlash && pSlash != szDirectory) {
+        *pSlash = '\0';
+        if (mkdir(szDirectory, 0700) != 0 && errno != EEXIST) return SystemRefusal(pStore, errno);
+    }
+    const int fd = open(pStore->szPath, O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
+    if (fd == -1) return errno == EEXIST ? STORE_OK : SystemRefusal(pStore, errno);
+    close(fd);
+    return STORE_OK;
+}
+
+int SystemRefusal(tagStore* pStore, int nErrno) {
+    int nCode = STORE_FAILED;
+    if (nErrno == EACCES || nErrno == EPERM || nErrno == EROFS) nCode = STORE_DENIED;
+    if (nErrno == ENOSPC || nErrno == EDQUOT) nCode = STORE_FULL;
+    return StoreRefusal(pStore, nCode, std::strerror(nErrno));
+}
+
+int CheckVersion(tagStore* pStore, int nMode) {
+    int64_t nVersion = 0;
+    if (const int nResult = ReadNumber(pStore, "PRAGMA user_version", &nVersion)) return nResult;
+    if (nVersion == STORE_SCHEMA_VERSION) return STORE_OK;
+    if (nVersion > STORE_SCHEMA_VERSION) {
+        char szDetail[64];
+        std::snprintf(szDetail, sizeof szDetail, "version %lld, known up to %d",
+                      static_cast<long long>(nVersion), STORE_SCHEMA_VERSION);
+        return StoreRefusal(pStore, STORE_NEWER, szDetail);
+    }
+    if (nMode != STORE_CREATE) return StoreRefusal(pStore, STORE_MISSING, nullptr);
+    return CreateSchema(pStore);
+}
+}  // namespace

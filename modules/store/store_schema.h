@@ -1,0 +1,8 @@
+// The tables of the store.
+#pragma once
+
+#include "modules/store/store.h"
+
+// Makes the tables with the settings of a new installation in an empty database; does nothing when another
+// process has done so meanwhile. STORE_CORRUPT when something else is in the file.
+int CreateSchema(tagStore* pStore);

@@ -1,0 +1,219 @@
+#include "modules/store/store_settings.h"
+
+#include <cstring>
+#include <ctime>
+#include <iterator>
+
+#include "common/copy_text.h"
+#include "modules/store/store_sql.h"
+#include "modules/store/store_text.h"
+
+namespace {
+constexpr const char* SWITCH_NAMES[] = {"browsing", "phishing", "category", "blocklist", "report"};
+static_assert(std::size(SWITCH_NAMES) == SWITCH_COUNT);
+constexpr const char* LIST_NAMES[] = {"block", "allow", "trust"};
+static_assert(std::size(LIST_NAMES) == STORE_LIST_COUNT);
+
+int CheckText(tagStore* pStore, const char* szText);
+int ResultOfChange(tagStore* pStore, sqlite3_stmt* pStatement, int nUnchanged);
+int FillSwitches(tagStore* pStore, tagClientSettingData* pSettings);
+int FillLists(tagStore* pStore, tagClientSettingData* pSettings);
+
+// One sequence being filled by a walk.
+template <class T>
+struct tagFill {
+    tagStore* pStore;
+    tagSequence<T>* pSequence;
+    int nResult;  // STORE_OK, or why the walk ended early
+};
+template <class T>
+int FillList(tagStore* pStore, int nList, tagSequence<T>* pSequence);
+int FillCategories(tagStore* pStore, tagSequence<tagCategorySetting>* pSequence);
+template <class T>
+int AppendEntry(const tagStoredEntry* pEntry, void* pContext);
+int AppendCategory(const tagStoredCategory* pCategory, void* pContext);
+template <class T>
+T* AppendTo(tagFill<T>* pFill);
+}  // namespace
+
+const char* SwitchName(int nSwitch) {
+    return nSwitch >= 0 && nSwitch < SWITCH_COUNT ? SWITCH_NAMES[nSwitch] : nullptr;
+}
+
+int FindSwitch(const char* szName) {
+    for (int n = 0; n < SWITCH_COUNT; ++n) {
+        if (std::strcmp(szName, SWITCH_NAMES[n]) == 0) return n;
+    }
+    return -1;
+}
+
+const char* StoreListName(int nList) {
+    return nList >= 0 && nList < STORE_LIST_COUNT ? LIST_NAMES[nList] : nullptr;
+}
+
+int ReadSwitch(tagStore* pStore, int nSwitch, uint32_t* pOn) {
+    if (!SwitchName(nSwitch)) return StoreRefusal(pStore, STORE_BAD_VALUE, "no such switch");
+    sqlite3_stmt* pStatement = PrepareSql(pStore, "SELECT value FROM switches WHERE name = ?");
+    BindText(pStatement, 1, SWITCH_NAMES[nSwitch]);
+    const int bFound = StepRow(pStatement);
+    if (bFound) *pOn = static_cast<uint32_t>(sqlite3_column_int64(pStatement, 0));
+    const int nResult = FinishSql(pStore, pStatement);
+    if (nResult == STORE_OK && !bFound) return StoreRefusal(pStore, STORE_CORRUPT, "a switch is missing");
+    return nResult;
+}
+
+int WriteSwitch(tagStore* pStore, int nSwitch, uint32_t bOn) {
+    if (!SwitchName(nSwitch)) return StoreRefusal(pStore, STORE_BAD_VALUE, "no such switch");
+    sqlite3_stmt* pStatement = PrepareSql(pStore, "REPLACE INTO switches VALUES (?, ?)");
+    BindText(pStatement, 1, SWITCH_NAMES[nSwitch]);
+    BindNumber(pStatement, 2, bOn != 0);
+    StepRow(pStatement);
+    return FinishSql(pStore, pStatement);
+}
+
+int AddStoredEntry(tagStore* pStore, int nList, const char* szText, uint32_t bSubdomains) {
+    if (!StoreListName(nList)) return StoreRefusal(pStore, STORE_BAD_VALUE, "no such list");
+    if (const int nResult = CheckText(pStore, szText)) return nResult;
+    sqlite3_stmt* pStatement = PrepareSql(
+        pStore,
+        "INSERT INTO entries (list, text, subdomains, added) VALUES (?, ?, ?, ?) ON CONFLICT (list, text) "
+        "DO UPDATE SET subdomains = excluded.subdomains WHERE subdomains <> excluded.subdomains");
+    BindText(pStatement, 1, LIST_NAMES[nList]);
+    BindText(pStatement, 2, szText);
+    BindNumber(pStatement, 3, bSubdomains != 0 && nList != STORE_LIST_TRUST);
+    BindNumber(pStatement, 4, std::time(nullptr));
+    return ResultOfChange(pStore, pStatement, STORE_EXISTS);
+}
+
+int RemoveStoredEntry(tagStore* pStore, int nList, const char* szText) {
+    if (!StoreListName(nList)) return StoreRefusal(pStore, STORE_BAD_VALUE, "no such list");
+    sqlite3_stmt* pStatement = PrepareSql(pStore, "DELETE FROM entries WHERE list = ? AND text = ?");
+    BindText(pStatement, 1, LIST_NAMES[nList]);
+    BindText(pStatement, 2, szText);
+    return ResultOfChange(pStore, pStatement, STORE_NOT_FOUND);
+}
+
+int ForEachStoredEntry(tagStore* pStore, int nList, StoredEntryFn pfnEntry, void* pContext) {
+    if (!StoreListName(nList)) return StoreRefusal(pStore, STORE_BAD_VALUE, "no such list");
+    sqlite3_stmt* pStatement =
+        PrepareSql(pStore, "SELECT id, text, subdomains, added FROM entries WHERE list = ? ORDER BY id");
+    BindText(pStatement, 1, LIST_NAMES[nList]);
+    while (StepRow(pStatement)) {
+        const tagStoredEntry entry = {
+            .nId = sqlite3_column_int64(pStatement, 0),
+            .szText = ColumnText(pStatement, 1),
+            .bSubdomains = static_cast<uint32_t>(sqlite3_column_int64(pStatement, 2)),
+            .nAdded = sqlite3_column_int64(pStatement, 3),
+        };
+        if (pfnEntry(&entry, pContext) != 0) break;
+    }
+    return FinishSql(pStore, pStatement);
+}
+
+int SetStoredCategory(tagStore* pStore, uint32_t nCategory, uint32_t bBlocked) {
+    if (nCategory > 0xFFFF) return StoreRefusal(pStore, STORE_BAD_VALUE, "no category id");
+    sqlite3_stmt* pStatement =
+        PrepareSql(pStore,
+                   "INSERT INTO categories (id, blocked) VALUES (?, ?) ON CONFLICT (id) "
+                   "DO UPDATE SET blocked = excluded.blocked WHERE blocked <> excluded.blocked");
+    BindNumber(pStatement, 1, nCategory);
+    BindNumber(pStatement, 2, bBlocked != 0);
+    return ResultOfChange(pStore, pStatement, STORE_EXISTS);
+}
+
+int ForEachStoredCategory(tagStore* pStore, StoredCategoryFn pfnCategory, void* pContext) {
+    sqlite3_stmt* pStatement = PrepareSql(pStore, "SELECT id, blocked FROM categories ORDER BY id");
+    while (StepRow(pStatement)) {
+        const tagStoredCategory category = {
+            .nCategory = static_cast<uint32_t>(sqlite3_column_int64(pStatement, 0)),
+            .bBlocked = static_cast<uint32_t>(sqlite3_column_int64(pStatement, 1)),
+        };
+        if (pfnCategory(&category, pContext) != 0) break;
+    }
+    return FinishSql(pStore, pStatement);
+}
+
+int FillClientSettings(tagStore* pStore, tagClientSettingData* pSettings) {
+    // A transaction, so that a change made meanwhile is seen whole or not at all.
+    if (const int nResult = RunSql(pStore, "BEGIN")) return nResult;
+    int nResult = FillSwitches(pStore, pSettings);
+    if (nResult == STORE_OK) nResult = FillLists(pStore, pSettings);
+    sqlite3_exec(pStore->pDb, "ROLLBACK", nullptr, nullptr, nullptr);
+    return nResult;
+}
+
+namespace {
+int CheckText(tagStore* pStore, const char* szText) {
+    const size_t nLen = std::strlen(szText);
+    if (nLen == 0) return StoreRefusal(pStore, STORE_BAD_VALUE, "an empty text");
+    if (nLen > STORE_TEXT_MAX) return StoreRefusal(pStore, STORE_BAD_VALUE, "more than 1023 bytes");
+    if (!IsPlainText({szText, nLen})) {
+        return StoreRefusal(pStore, STORE_BAD_VALUE, "control characters, or no valid UTF-8");
+    }
+    return STORE_OK;
+}
+
+int ResultOfChange(tagStore* pStore, sqlite3_stmt* pStatement, int nUnchanged) {
+    StepRow(pStatement);
+    const int nResult = FinishSql(pStore, pStatement);
+    if (nResult != STORE_OK) return nResult;
+    return sqlite3_changes(pStore->pDb) == 0 ? nUnchanged : STORE_OK;
+}
+
+int FillSwitches(tagStore* pStore, tagClientSettingData* pSettings) {
+    uint32_t* const pSwitches[] = {&pSettings->nBrowsingProtection, &pSettings->nPhishingProtection,
+                                   &pSettings->nWebCategoryFilter, &pSettings->nCustomBlockList,
+                                   &pSettings->nReportBlocked};
+    static_assert(std::size(pSwitches) == SWITCH_COUNT);
+    for (int n = 0; n < SWITCH_COUNT; ++n) {
+        if (const int nResult = ReadSwitch(pStore, n, pSwitches[n])) return nResult;
+    }
+    return STORE_OK;
+}
+
+int FillLists(tagStore* pStore, tagClientSettingData* pSettings) {
+    int nResult = FillList(pStore, STORE_LIST_BLOCK, &pSettings->vecBlockList);
+    if (nResult == STORE_OK) nResult = FillList(pStore, STORE_LIST_ALLOW, &pSettings->vecAllowList);
+    if (nResult == STORE_OK) nResult = FillList(pStore, STORE_LIST_TRUST, &pSettings->vecTrustedSites);
+    if (nResult == STORE_OK) nResult = FillCategories(pStore, &pSettings->vecCategories);
+    return nResult;
+}
+
+template <class T>
+int FillList(tagStore* pStore, int nList, tagSequence<T>* pSequence) {
+    tagFill<T> fill = {pStore, pSequence, STORE_OK};
+    const int nResult = ForEachStoredEntry(pStore, nList, AppendEntry<T>, &fill);
+    return nResult != STORE_OK ? nResult : fill.nResult;
+}
+
+int FillCategories(tagStore* pStore, tagSequence<tagCategorySetting>* pSequence) {
+    tagFill<tagCategorySetting> fill = {pStore, pSequence, STORE_OK};
+    const int nResult = ForEachStoredCategory(pStore, AppendCategory, &fill);
+    return nResult != STORE_OK ? nResult : fill.nResult;
+}
+
+template <class T>
+int AppendEntry(const tagStoredEntry* pEntry, void* pContext) {
+    auto* pFill = static_cast<tagFill<T>*>(pContext);
+    T* pSetting = AppendTo(pFill);
+    if (!pSetting) return 1;
+    WidenText(pSetting->wszText, pEntry->szText);
+    if constexpr (requires { pSetting->bSubdomains; }) pSetting->bSubdomains = pEntry->bSubdomains;
+    return 0;
+}
+
+int AppendCategory(const tagStoredCategory* pCategory, void* pContext) {
+    tagCategorySetting* pSetting = AppendTo(static_cast<tagFill<tagCategorySetting>*>(pContext));
+    if (!pSetting) return 1;
+    pSetting->nCategory = pCategory->nCategory;
+    pSetting->bBlocked = pCategory->bBlocked;
+    return 0;
+}
+
+template <class T>
+T* AppendTo(tagFill<T>* pFill) {
+    T* pElement = AppendElement(*pFill->pSequence);
+    if (!pElement) pFill->nResult = StoreRefusal(pFill->pStore, STORE_NO_MEMORY, nullptr);
+    return pElement;
+}
+}  // namespace
