@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <iterator>
 
+#include "modules/store/lost_aside.h"
 #include "modules/store/store_sql.h"
 
 namespace {
@@ -73,7 +74,9 @@ int PurgeReports(tagStore* pStore, int64_t nBefore, int64_t* pDeleted) {
 }
 
 int ReadLostReports(tagStore* pStore, int64_t* pLost) {
-    return ReadNumber(pStore, "SELECT value FROM counters WHERE name = 'lost'", pLost);
+    const int nResult = ReadNumber(pStore, "SELECT value FROM counters WHERE name = 'lost'", pLost);
+    *pLost += ReadLostAside(pStore);
+    return nResult;
 }
 
 int AddLostReports(tagStore* pStore, int64_t nLost) {

@@ -1,4 +1,4 @@
-// Statements on a store, for the store's own files. A step that fails leaves the store's error text and
+// Statements on a store, for the store's own files and the writer of reports. A step that fails leaves the store's error text and
 // answers a STORE_* code, so that an operation is a short chain of steps.
 #pragma once
 

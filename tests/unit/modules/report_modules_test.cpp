@@ -1,0 +1,145 @@
+// The two report modules as the daemon meets them: shared objects that are known by their symbols.
+#include <dlfcn.h>
+#include <gmock/gmock.h>
+
+#include <thread>
+
+#include "modules/store/store_settings.h"
+#include "report/report_module.h"
+#include "tests/unit/modules/temp_store.h"
+
+namespace {
+using InsertClientReportDataFn = uint8_t (*)(uint32_t, void*, uint32_t*);
+
+class ReportModulesTest : public TempStoreTest {
+  protected:
+    void SetUp() override {
+        TempStoreTest::SetUp();
+        m_pDbMod = dlopen(DBMOD_FILE, RTLD_LAZY);
+        m_pClRptMod = dlopen(CLRPTMOD_FILE, RTLD_LAZY);
+        ASSERT_TRUE(m_pDbMod && m_pClRptMod) << dlerror();
+        m_pfnSettings = Symbol<AvGetClientAllSettingDataFn>(m_pDbMod, "AvGetClientAllSettingData");
+        m_pfnTyped = Symbol<AvInsertClientReportDataFn>(m_pDbMod, "AvInsertClientReportData");
+        m_pfnClient = Symbol<InsertClientReportDataFn>(m_pClRptMod, "InsertClientReportData");
+    }
+    void TearDown() override {
+        CloseModules();
+        ReleaseSettings(m_settings);
+        TempStoreTest::TearDown();
+    }
+    void CloseModules() {
+        if (m_pDbMod) dlclose(m_pDbMod);
+        if (m_pClRptMod) dlclose(m_pClRptMod);
+        m_pDbMod = m_pClRptMod = nullptr;
+    }
+    template <class F>
+    static F Symbol(void* pModule, const char* szName) {
+        void* pSymbol = dlsym(pModule, szName);
+        EXPECT_NE(pSymbol, nullptr) << szName;
+        return reinterpret_cast<F>(pSymbol);
+    }
+
+    void* m_pDbMod = nullptr;
+    void* m_pClRptMod = nullptr;
+    AvGetClientAllSettingDataFn m_pfnSettings = nullptr;
+    AvInsertClientReportDataFn m_pfnTyped = nullptr;
+    InsertClientReportDataFn m_pfnClient = nullptr;
+    tagClientSettingData m_settings = {};
+};
+
+TEST_F(ReportModulesTest, FillsTheSettingsRecordFromTheStore) {
+    CreateStore();
+    WriteSwitch(&m_store, SWITCH_PHISHING, 0);
+    WriteSwitch(&m_store, SWITCH_CATEGORY, 1);
+    AddStoredEntry(&m_store, STORE_LIST_BLOCK, "first.example", 1);
+    AddStoredEntry(&m_store, STORE_LIST_BLOCK, "caf\xC3\xA9.example", 0);
+    AddStoredEntry(&m_store, STORE_LIST_ALLOW, std::string(1023, 'a').c_str(), 0);
+    AddStoredEntry(&m_store, STORE_LIST_TRUST, "t.example", 0);
+    for (uint32_t n = 70; n != 0; --n)
+        SetStoredCategory(&m_store, n, n != 50);
+
+    uint32_t nStatus = 77;
+    ASSERT_TRUE(m_pfnSettings(&m_settings, &nStatus));
+    EXPECT_EQ(nStatus, 0u);
+    EXPECT_EQ(m_settings.nBrowsingProtection, 1u);
+    EXPECT_EQ(m_settings.nPhishingProtection, 0u);
+    EXPECT_EQ(m_settings.nWebCategoryFilter, 1u);
+    EXPECT_EQ(m_settings.nCustomBlockList, 1u);
+    EXPECT_EQ(m_settings.nReportBlocked, 1u);
+    const auto block = Elements(m_settings.vecBlockList);
+    ASSERT_EQ(block.size(), 2u);
+    EXPECT_EQ(std::u16string(block[0].wszText), u"first.example");
+    EXPECT_EQ(block[0].bSubdomains, 1u);
+    EXPECT_EQ(std::u16string(block[1].wszText), u"caf\xFFC3\xFFA9.example");
+    ASSERT_EQ(Elements(m_settings.vecAllowList).size(), 1u);
+    EXPECT_EQ(std::u16string(Elements(m_settings.vecAllowList)[0].wszText), std::u16string(1023, u'a'));
+    ASSERT_EQ(Elements(m_settings.vecTrustedSites).size(), 1u);
+    EXPECT_EQ(std::u16string(Elements(m_settings.vecTrustedSites)[0].wszText), u"t.example");
+    const auto categories = Elements(m_settings.vecCategories);
+    ASSERT_EQ(categories.size(), 70u);
+    EXPECT_EQ(categories[49].nCategory, 50u);
+    EXPECT_EQ(categories[49].bBlocked, 0u);
+    EXPECT_EQ(categories[69].bBlocked, 1u);
+}
+
+TEST_F(ReportModulesTest, SaysThatTheSettingsCannotBeFetched) {
+    uint32_t nStatus = 0;
+    EXPECT_FALSE(m_pfnSettings(&m_settings, &nStatus));
+    EXPECT_EQ(nStatus, static_cast<uint32_t>(STORE_MISSING));
+    EXPECT_FALSE(std::filesystem::exists(m_file));
+    CreateStore();
+    Sql("DROP TABLE categories");
+    EXPECT_FALSE(m_pfnSettings(&m_settings, nullptr));
+    Sql("PRAGMA user_version = 9");
+    EXPECT_FALSE(m_pfnSettings(&m_settings, &nStatus));
+    EXPECT_EQ(nStatus, static_cast<uint32_t>(STORE_NEWER));
+}
+
+TEST_F(ReportModulesTest, ReadsTheSettingsWhileAnotherProgramWrites) {
+    CreateStore();
+    ASSERT_EQ(BeginStoreChange(&m_store), STORE_OK);
+    WriteSwitch(&m_store, SWITCH_REPORT, 0);
+    EXPECT_TRUE(m_pfnSettings(&m_settings, nullptr));
+    EXPECT_EQ(m_settings.nReportBlocked, 1u);
+}
+
+TEST_F(ReportModulesTest, EachTakesItsOwnTypes) {
+    CreateStore();
+    ReportRecordBlock block = BlockRecord("a.example");
+    ClientReportRecord client = ClientRecord("a.example");
+    uint32_t nStatus = 77;
+    EXPECT_EQ(m_pfnTyped(REPORT_CLIENT, &client, &nStatus), 0);
+    EXPECT_EQ(nStatus, 1u);
+    EXPECT_EQ(m_pfnClient(REPORT_BLOCK, &block, nullptr), 0);
+    EXPECT_EQ(m_pfnTyped(REPORT_BLOCK, nullptr, nullptr), 0);
+    EXPECT_EQ(m_pfnClient(REPORT_CLIENT, &client, &nStatus), 1);
+    EXPECT_EQ(nStatus, 0u);
+}
+
+// Every worker reports to both modules; unloading them stores the rest and joins the halves of each block.
+TEST_F(ReportModulesTest, LosesNothingWhenUnloaded) {
+    CreateStore();
+    constexpr int THREADS = 4;
+    constexpr int BLOCKS = 1250;
+    std::vector<std::thread> threads;
+    for (int nThread = 0; nThread < THREADS; ++nThread) {
+        threads.emplace_back([this, nThread] {
+            for (int n = 0; n < BLOCKS; ++n) {
+                // One URL in three is asked for again and again.
+                const std::string url =
+                    n % 3 == 0 ? "same.example" : "t" + std::to_string(nThread) + "/" + std::to_string(n);
+                ReportRecordBlock block = BlockRecord(url.c_str());
+                ClientReportRecord client = ClientRecord(url.c_str());
+                EXPECT_EQ(m_pfnTyped(REPORT_BLOCK, &block, nullptr), 1);
+                EXPECT_EQ(m_pfnClient(REPORT_CLIENT, &client, nullptr), 1);
+            }
+        });
+    }
+    for (std::thread& thread : threads)
+        thread.join();
+    CloseModules();
+    const auto rows = AllRows(&m_store);
+    EXPECT_EQ(rows.size(), static_cast<size_t>(THREADS * BLOCKS));
+    EXPECT_THAT(rows, testing::Each(testing::Field(&StoredRow::nParts, uint32_t{REPORT_PARTS_ALL})));
+}
+}  // namespace
