@@ -59,11 +59,15 @@ size_t PasswordEntryBytes() {
     return nBytes == -1 ? DEFAULT_PASSWORD_BYTES : static_cast<size_t>(nBytes);
 }
 
-// False for a line that does not yield all three numbers, such as the heading.
+// False for a line that does not yield all three numbers, such as the heading. The compiler takes offence at
+// the sizes of the columns that are passed over.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wformat"
 bool ParseTableLine(const char* szLine, tagTableLine& line) {
     return sscanf(szLine, "%*u: %*x:%lx %*08lx:%lx %*x %*x:%*x %*x:%*x %*x %d %*d %*lu", &line.nLocalPort,
                   &line.nRemotePort, &line.nUid) == 3;
 }
+#pragma GCC diagnostic pop
 
 void CopyLoginName(int nUid, std::span<char> scratch, std::span<char> user) {
     passwd entry;
