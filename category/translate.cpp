@@ -4,6 +4,7 @@
 #include <locale.h>
 #include <pthread.h>
 
+#include "common/cancellation_off.h"
 #include "common/product_paths.h"
 
 namespace {
@@ -23,10 +24,7 @@ void SetUpTranslation() {
 
 // The first lookup reads files under locks of the C library: a worker must not be cancelled there.
 const char* TranslateText(const char* szKey) {
-    int nCancelState = PTHREAD_CANCEL_ENABLE;
-    pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &nCancelState);
+    const CancellationOff cancellationOff;
     pthread_once(&g_SetUpOnce, SetUpTranslation);
-    const char* szText = dgettext(TEXT_DOMAIN, szKey);
-    pthread_setcancelstate(nCancelState, nullptr);
-    return szText;
+    return dgettext(TEXT_DOMAIN, szKey);
 }

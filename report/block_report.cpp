@@ -1,12 +1,12 @@
 #include "report/block_report.h"
 
-#include <pthread.h>
 #include <string.h>
 #include <time.h>
 
 #include <algorithm>
 
 #include "category/translate.h"
+#include "common/cancellation_off.h"
 #include "common/copy_text.h"
 #include "common/system_time.h"
 #include "policy/policy_switches.h"
@@ -17,7 +17,7 @@
 #include "report/session_user.h"
 
 // clrptmod.so. Called from several threads at once.
-extern "C" uint8_t InsertClientReportData(uint32_t nType, void* pRecord, uint32_t* pStatus);
+extern "C" uint8_t InsertClientReportData(uint32_t nType, const void* pRecord, uint32_t* pStatus);
 
 namespace {
 
@@ -48,13 +48,11 @@ void CopyWideText(char16_t (&wszTo)[N], const char16_t (&wszFrom)[M]) {
 uint32_t WriteBlockReport(tagWebRequest* pRequest, tagPacketInfo* pPacket) {
     if (g_bReportBlocked == 0) return 6;
     // Files, memory and the stores' locks are held in here: a worker must not be cancelled among them.
-    int nCancelState = PTHREAD_CANCEL_ENABLE;
-    pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &nCancelState);
+    const CancellationOff cancellationOff;
     tagBlockFacts facts{};
     CollectFacts(pPacket, facts);
     if (g_bReportModuleLoaded == 1) SendTypedRecord(*pRequest, facts);
     SendClientRecord(*pRequest, facts);
-    pthread_setcancelstate(nCancelState, nullptr);
     return 0;
 }
 

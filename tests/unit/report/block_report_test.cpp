@@ -46,7 +46,7 @@ int RecordTypedReport(int nType, void* pRecord, uint32_t* pStatus) {
 }  // namespace
 
 // Takes the place of the client report store.
-extern "C" uint8_t InsertClientReportData(uint32_t nType, void* pRecord, uint32_t* pStatus) {
+extern "C" uint8_t InsertClientReportData(uint32_t nType, const void* pRecord, uint32_t* pStatus) {
     *pStatus = 1;
     Keep(nType, pRecord, 2778);
     return 0xFE;
