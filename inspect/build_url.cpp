@@ -12,22 +12,22 @@ int BuildPathURL(tagWebRequest& request, std::string_view scheme);
 void JoinURL(tagWebRequest& request, std::initializer_list<std::string_view> parts);
 }  // namespace
 
-int BuildHTTPURL(tagWebRequest& request) {
-    return BuildPathURL(request, "http://");
+int BuildHTTPURL(tagWebRequest* pRequest) {
+    return BuildPathURL(*pRequest, "http://");
 }
 
-int BuildFTPURL(tagWebRequest& request) {
-    return BuildPathURL(request, "ftp://");
+int BuildFTPURL(tagWebRequest* pRequest) {
+    return BuildPathURL(*pRequest, "ftp://");
 }
 
-int BuildHTTPSURL(tagWebRequest& request) {
+int BuildHTTPSURL(tagWebRequest* pRequest) {
     constexpr std::string_view scheme = "https://";
-    if (std::string_view(request.szHost).starts_with(scheme)) {
-        StripURLPort(request.szHost, scheme.size());
-        JoinURL(request, {request.szHost});
+    if (std::string_view(pRequest->szHost).starts_with(scheme)) {
+        StripURLPort(pRequest->szHost, scheme.size());
+        JoinURL(*pRequest, {pRequest->szHost});
     } else {
-        StripURLPort(request.szHost, 0);
-        JoinURL(request, {scheme, request.szHost});
+        StripURLPort(pRequest->szHost, 0);
+        JoinURL(*pRequest, {scheme, pRequest->szHost});
     }
     return 0;
 }

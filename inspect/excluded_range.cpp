@@ -6,8 +6,8 @@
 
 #include "policy/policy_state.h"
 
-int IsDestinationExcluded(const tagPacketInfo& packet) {
-    const uint32_t nDestination = ntohl(packet.nDstAddr);
+int IsDestinationExcluded(const tagPacketInfo* pPacket) {
+    const uint32_t nDestination = ntohl(pPacket->nDstAddr);
     for (const tagAddrRange& range : std::span(g_ExcludedRanges.pRanges, g_ExcludedRanges.nCount)) {
         // The first address is taken as it stands: it may lie inside its own network.
         const uint32_t nLast = range.nBase | ~ntohl(range.nMask);

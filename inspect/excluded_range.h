@@ -5,4 +5,4 @@
 #include "intercept/packet_info.h"
 
 // 0 when nDstAddr lies in one of the excluded ranges, bounds included, else 1.
-int IsDestinationExcluded(const tagPacketInfo& packet);
+int IsDestinationExcluded(const tagPacketInfo* pPacket);

@@ -1,9 +1,8 @@
 #include "inspect/http_request.h"
 
-#include <strings.h>
-
 #include <algorithm>
 
+#include "common/ascii_case.h"
 #include "common/copy_text.h"
 #include "inspect/protocol_detect.h"
 #include "inspect/target_text.h"
@@ -13,11 +12,11 @@ namespace {
 bool IsLineEnd(const uint8_t* p);
 }
 
-int ExtractHTTPRequest(const tagPacketInfo& packet, tagWebRequest& request) {
-    const std::span data(packet.pData, packet.nDataLen);
-    if (FindHeaderValue("Host:", data, request.szHost) != 0) return 0;
-    StripURLPort(request.szHost, 0);
-    return ParseRequestTarget(request, data);
+int ExtractHTTPRequest(const tagPacketInfo* pPacket, tagWebRequest* pRequest) {
+    const std::span data(pPacket->pData, pPacket->nDataLen);
+    if (FindHeaderValue("Host:", data, pRequest->szHost) != 0) return 0;
+    StripURLPort(pRequest->szHost, 0);
+    return ParseRequestTarget(pRequest, data);
 }
 
 int FindHeaderValue(std::string_view name, std::span<const uint8_t> data, char (&szValue)[256]) {
@@ -26,7 +25,7 @@ int FindHeaderValue(std::string_view name, std::span<const uint8_t> data, char (
     while (const uint32_t nLength = NextHeaderLine(pCursor, nLeft)) {
         std::string_view line(reinterpret_cast<const char*>(pCursor), nLength);
         if (line.size() <= name.size()) continue;
-        if (strncasecmp(line.data(), name.data(), name.size()) != 0) continue;
+        if (!EqualNoCase(line.substr(0, name.size()), name)) continue;
         line.remove_prefix(name.size());
         line.remove_prefix(std::min(line.find_first_not_of(" \t"), line.size()));
         if (line.size() >= sizeof szValue) return -1;
@@ -51,9 +50,9 @@ uint32_t NextHeaderLine(const uint8_t*& pCursor, uint32_t& nLeft) {
     return nLength;
 }
 
-int ParseRequestTarget(tagWebRequest& request, std::span<const uint8_t> data) {
-    const size_t nKeyword = HTTP_METHODS[request.nMethod].nLength;
-    CopyTarget(data.subspan(std::min(nKeyword, data.size())), request);
+int ParseRequestTarget(tagWebRequest* pRequest, std::span<const uint8_t> data) {
+    const size_t nKeyword = HTTP_METHODS[pRequest->nMethod].nLength;
+    CopyTarget(data.subspan(std::min(nKeyword, data.size())), *pRequest);
     return 0;
 }
 

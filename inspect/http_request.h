@@ -3,7 +3,8 @@
 //
 // Deliberately lenient about line ends. A line ends at a CR, or one byte before an LF, whichever comes first:
 // the byte before an LF is taken for its CR. The very last byte of the data never belongs to a line.
-// Allocates nothing; works on the arguments only; any worker.
+// Allocates nothing; works on the arguments only, none of them
+// null; any worker.
 #pragma once
 
 #include <cstdint>
@@ -15,7 +16,7 @@
 
 // Fills szHost (port removed) and szPath from the segment's data. Without a usable Host line both stay empty.
 // nMethod is the index into HTTP_METHODS that the detection set. Returns 0 always.
-int ExtractHTTPRequest(const tagPacketInfo& packet, tagWebRequest& request);
+int ExtractHTTPRequest(const tagPacketInfo* pPacket, tagWebRequest* pRequest);
 
 // Looks for the first line behind the request line, up to the first empty line, that begins with `name` (its
 // colon included, in any case of letters) and has something behind it. Fills szValue with the rest of that
@@ -30,4 +31,4 @@ uint32_t NextHeaderLine(const uint8_t*& pCursor, uint32_t& nLeft);
 
 // Fills szPath with the target behind the first bytes of the data, as many as the keyword of nMethod has,
 // wherever that keyword itself was found. Returns 0.
-int ParseRequestTarget(tagWebRequest& request, std::span<const uint8_t> data);
+int ParseRequestTarget(tagWebRequest* pRequest, std::span<const uint8_t> data);

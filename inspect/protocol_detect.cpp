@@ -17,14 +17,14 @@ void FindFirstKeyword(std::span<const uint8_t> data, std::span<const tagKeyword>
 
 int DetectProtocol(const tagPacketInfo* pPacket, tagWebRequest* pRequest) {
     if (!pPacket || !pRequest) return 2;
-    if (IsTLSClientHello(*pPacket, *pRequest) == 0 && pRequest->nProtocol == PROTO_HTTPS) return 0;
-    if (FindFTPCommand(*pPacket, *pRequest) == 0 && pRequest->nProtocol == PROTO_FTP) return 0;
-    if (FindHTTPMethod(*pPacket, *pRequest) == 0 && pRequest->nProtocol == PROTO_HTTP) return 0;
+    if (IsTLSClientHello(pPacket, pRequest) == 0 && pRequest->nProtocol == PROTO_HTTPS) return 0;
+    if (FindFTPCommand(pPacket, pRequest) == 0 && pRequest->nProtocol == PROTO_FTP) return 0;
+    if (FindHTTPMethod(pPacket, pRequest) == 0 && pRequest->nProtocol == PROTO_HTTP) return 0;
     return -1;
 }
 
-int IsTLSClientHello(const tagPacketInfo& packet, tagWebRequest& request) {
-    const std::span data(packet.pData, packet.nDataLen);
+int IsTLSClientHello(const tagPacketInfo* pPacket, tagWebRequest* pRequest) {
+    const std::span data(pPacket->pData, pPacket->nDataLen);
     if (data.size() < MIN_DATA_LEN) return -1;
     if ((data[0] & 0x80) != 0 && data[2] == 1) return -2;
     if (data[0] != TLS_HANDSHAKE) return -5;
@@ -32,18 +32,18 @@ int IsTLSClientHello(const tagPacketInfo& packet, tagWebRequest& request) {
     const size_t nRecordLen = (data[3] << 8 | data[4]) + MIN_DATA_LEN;
     if (data.size() < nRecordLen) return -1;
     if (nRecordLen < MIN_DATA_LEN + 1 || data[5] != TLS_CLIENT_HELLO) return -5;
-    request.nProtocol = PROTO_HTTPS;
+    pRequest->nProtocol = PROTO_HTTPS;
     return 0;
 }
 
-int FindFTPCommand(const tagPacketInfo& packet, tagWebRequest& request) {
-    FindFirstKeyword({packet.pData, packet.nDataLen}, FTP_COMMANDS, PROTO_FTP, request);
+int FindFTPCommand(const tagPacketInfo* pPacket, tagWebRequest* pRequest) {
+    FindFirstKeyword({pPacket->pData, pPacket->nDataLen}, FTP_COMMANDS, PROTO_FTP, *pRequest);
     return 0;
 }
 
-int FindHTTPMethod(const tagPacketInfo& packet, tagWebRequest& request) {
-    const size_t nSearched = std::min<size_t>(packet.nDataLen, HTTP_SEARCH_BYTES);
-    FindFirstKeyword({packet.pData, nSearched}, HTTP_METHODS, PROTO_HTTP, request);
+int FindHTTPMethod(const tagPacketInfo* pPacket, tagWebRequest* pRequest) {
+    const size_t nSearched = std::min<size_t>(pPacket->nDataLen, HTTP_SEARCH_BYTES);
+    FindFirstKeyword({pPacket->pData, nSearched}, HTTP_METHODS, PROTO_HTTP, *pRequest);
     return 0;
 }
 

@@ -2,7 +2,7 @@
 // request (RFC 9112). Looks at one segment only.
 //
 // All operations take a packet that ParseIPv4TCP accepted (pData, nDataLen) and write nothing but nProtocol
-// and nMethod of the record; any worker.
+// and nMethod of the record; any worker. Only DetectProtocol may be given null.
 #pragma once
 
 #include <array>
@@ -37,11 +37,11 @@ int DetectProtocol(const tagPacketInfo* pPacket, tagWebRequest* pRequest);
 // Sets nProtocol to PROTO_HTTPS and returns 0 when the data begins with a whole record that holds the start
 // of a ClientHello. Otherwise -1: the record is not complete in this segment; -2: SSL 2.0 or older; -5:
 // something else.
-int IsTLSClientHello(const tagPacketInfo& packet, tagWebRequest& request);
+int IsTLSClientHello(const tagPacketInfo* pPacket, tagWebRequest* pRequest);
 
 // On a keyword anywhere in the data: sets nProtocol to PROTO_FTP and nMethod. Returns 0, found or not.
-int FindFTPCommand(const tagPacketInfo& packet, tagWebRequest& request);
+int FindFTPCommand(const tagPacketInfo* pPacket, tagWebRequest* pRequest);
 
 // On a keyword in the first HTTP_SEARCH_BYTES bytes: sets nProtocol to PROTO_HTTP and nMethod. Returns 0,
 // found or not.
-int FindHTTPMethod(const tagPacketInfo& packet, tagWebRequest& request);
+int FindHTTPMethod(const tagPacketInfo* pPacket, tagWebRequest* pRequest);

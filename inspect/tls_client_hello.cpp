@@ -24,11 +24,11 @@ tagByteCursor CursorOver(std::span<const uint8_t> data);
 
 }  // namespace
 
-int ExtractTLSServerName(const tagPacketInfo& packet, tagWebRequest& request) {
-    if (packet.nDataLen == 0) return 2;
+int ExtractTLSServerName(const tagPacketInfo* pPacket, tagWebRequest* pRequest) {
+    if (pPacket->nDataLen == 0) return 2;
     char* szName = nullptr;
-    const int nLength = ParseClientHello({packet.pData, packet.nDataLen}, &szName);
-    if (nLength >= 1) CopyText(request.szHost, szName);
+    const int nLength = ParseClientHello({pPacket->pData, pPacket->nDataLen}, &szName);
+    if (nLength >= 1) CopyText(pRequest->szHost, szName);
     std::free(szName);  // a name of length 0 has a buffer as well
     return nLength >= 1 ? nLength : 0;
 }

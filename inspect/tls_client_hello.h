@@ -2,8 +2,8 @@
 // an enciphered connection shows. A ClientHello that spans records or segments yields nothing: neither is put
 // together.
 //
-// The parsers check each length against what encloses it and never read behind their span. Work on the
-// arguments only; any worker.
+// The parsers check each length against what encloses it and never read behind their span. All work
+// on their arguments only; any worker.
 #pragma once
 
 #include <cstdint>
@@ -14,8 +14,8 @@
 
 // Fills szHost (cut to the field) from the segment's data. Returns the length field of the name, 1 or more,
 // when there is one; a NUL inside leaves a shorter szHost. 0 when there is none, 2 when the segment has no
-// data; szHost is then left as it was.
-int ExtractTLSServerName(const tagPacketInfo& packet, tagWebRequest& request);
+// data; szHost is then left as it was. No argument is null.
+int ExtractTLSServerName(const tagPacketInfo* pPacket, tagWebRequest* pRequest);
 
 // Each returns the length field of the first host_name entry, which may be 0, and hands over the name in
 // *pszName: NUL-terminated, ended early at a NUL inside, to be released with free(). Otherwise *pszName is

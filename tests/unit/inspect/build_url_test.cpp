@@ -13,12 +13,12 @@ struct tagCase {
     std::string host, path, url;
 };
 
-void ExpectURLs(int (*build)(tagWebRequest&), std::initializer_list<tagCase> cases) {
+void ExpectURLs(int (*build)(tagWebRequest*), std::initializer_list<tagCase> cases) {
     for (const tagCase& c : cases) {
         tagWebRequest request{};
         CopyText(request.szHost, c.host);
         CopyText(request.szPath, c.path);
-        EXPECT_EQ(build(request), 0);
+        EXPECT_EQ(build(&request), 0);
         EXPECT_EQ(request.szURL, c.url) << c.szReason;
     }
 }
@@ -64,7 +64,7 @@ TEST(BuildHTTPSURL, TakesTheHostAlone) {
                               });
     tagWebRequest request{};
     CopyText(request.szHost, "a.example:443");
-    BuildHTTPSURL(request);
+    BuildHTTPSURL(&request);
     EXPECT_STREQ(request.szHost, "a.example") << "the checks see the host without port too";
 }
 

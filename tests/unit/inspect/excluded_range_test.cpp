@@ -31,12 +31,12 @@ TEST(IsDestinationExcluded, ComparesWithBothEndsOfEachRange) {
     for (const auto& c : cases) {
         tagPacketInfo info{};
         info.nDstAddr = inet_addr(c.szDestination);
-        EXPECT_EQ(IsDestinationExcluded(info), c.nResult) << c.szDestination;
+        EXPECT_EQ(IsDestinationExcluded(&info), c.nResult) << c.szDestination;
     }
     g_ExcludedRanges = {0, nullptr};
     tagPacketInfo info{};
     info.nDstAddr = inet_addr("10.0.0.0");
-    EXPECT_EQ(IsDestinationExcluded(info), 1) << "empty table";
+    EXPECT_EQ(IsDestinationExcluded(&info), 1) << "empty table";
 }
 
 }  // namespace

@@ -33,7 +33,7 @@ TEST(ExtractFTPArgument, TakesWhatFollowsTheKeyword) {
         const TestSegment segment(c.data);
         tagWebRequest request{};
         request.nMethod = c.nMethod;
-        EXPECT_EQ(ExtractFTPArgument(segment.info, request), 0) << c.szReason;
+        EXPECT_EQ(ExtractFTPArgument(&segment.info, &request), 0) << c.szReason;
         EXPECT_EQ(request.szPath, c.path) << c.szReason;
     }
 }
@@ -42,7 +42,7 @@ TEST(SetFTPServerHost, WritesTheDottedAddress) {
     tagPacketInfo info{};
     info.nDstAddr = inet_addr("198.51.100.255");
     tagWebRequest request{};
-    EXPECT_EQ(SetFTPServerHost(info, request), 0);
+    EXPECT_EQ(SetFTPServerHost(&info, &request), 0);
     EXPECT_STREQ(request.szHost, "198.51.100.255");
 }
 

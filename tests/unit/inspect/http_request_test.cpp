@@ -38,7 +38,7 @@ TEST(ExtractHTTPRequest, TakesHostAndTarget) {
         const TestSegment segment(c.data);
         tagWebRequest request{};
         request.nMethod = c.nMethod;
-        EXPECT_EQ(ExtractHTTPRequest(segment.info, request), 0) << c.szReason;
+        EXPECT_EQ(ExtractHTTPRequest(&segment.info, &request), 0) << c.szReason;
         EXPECT_EQ(request.szHost, c.host) << c.szReason;
         EXPECT_EQ(request.szPath, c.path) << c.szReason;
     }

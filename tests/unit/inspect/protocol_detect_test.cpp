@@ -68,7 +68,7 @@ TEST(IsTLSClientHello, TellsWhatTheRecordIs) {
     for (const auto& c : cases) {
         const TestSegment segment(c.data);
         tagWebRequest request{};
-        EXPECT_EQ(IsTLSClientHello(segment.info, request), c.nResult) << c.szReason;
+        EXPECT_EQ(IsTLSClientHello(&segment.info, &request), c.nResult) << c.szReason;
         EXPECT_EQ(request.nProtocol, c.nResult == 0 ? PROTO_HTTPS : PROTO_NONE) << c.szReason;
     }
 }

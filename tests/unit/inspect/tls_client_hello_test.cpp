@@ -58,7 +58,7 @@ TEST(ExtractTLSServerName, TakesTheFirstHostName) {
         const TestSegment segment(c.data);
         tagWebRequest request{};
         g_bStdoutIsOurs = 0;
-        EXPECT_EQ(ExtractTLSServerName(segment.info, request), c.nResult) << c.szReason;
+        EXPECT_EQ(ExtractTLSServerName(&segment.info, &request), c.nResult) << c.szReason;
         EXPECT_EQ(request.szHost, c.host) << c.szReason;
         g_bStdoutIsOurs = 1;
     }
