@@ -88,22 +88,22 @@ bool TakePayload(const nlmsghdr* pMessage, tagPacketInfo& packet) {
 // Dissects the packet and builds the URL that it asks for; false when there is none to judge.
 bool BuildRequest(tagPacketInfo& packet, tagWebRequest& request) {
     if (ParseIPv4TCP(&packet, &request) != 0) return false;
-    if (IsDestinationExcluded(packet) == 0) return false;
+    if (IsDestinationExcluded(&packet) == 0) return false;
     if (DetectProtocol(&packet, &request) != 0) return false;
     switch (request.nProtocol) {
         case PROTO_HTTP:
-            (void)ExtractHTTPRequest(packet, request);
-            (void)BuildHTTPURL(request);
+            (void)ExtractHTTPRequest(&packet, &request);
+            (void)BuildHTTPURL(&request);
             return true;
         case PROTO_HTTPS:
             // A name of a single character is not inspected.
-            if (ExtractTLSServerName(packet, request) <= 1) return false;
-            (void)BuildHTTPSURL(request);
+            if (ExtractTLSServerName(&packet, &request) <= 1) return false;
+            (void)BuildHTTPSURL(&request);
             return true;
         case PROTO_FTP:
-            (void)ExtractFTPArgument(packet, request);
-            (void)SetFTPServerHost(packet, request);
-            (void)BuildFTPURL(request);
+            (void)ExtractFTPArgument(&packet, &request);
+            (void)SetFTPServerHost(&packet, &request);
+            (void)BuildFTPURL(&request);
             return true;
         default:
             return false;
