@@ -54,8 +54,8 @@ inline uint16_t ReferenceChecksum(std::span<const uint8_t> data, uint32_t nSum =
     return static_cast<uint16_t>(~nSum);
 }
 
-// Puts the right checksums into a packet whose lengths may be anything; a header that is not there whole is
-// left alone.
+// Puts the right checksums into a packet whose lengths may be anything; a header that does not hold
+// its checksum field is left alone.
 inline void SignPacket(std::span<uint8_t> packet) {
     const auto put = [](std::span<uint8_t> part, size_t nOffset, uint32_t nSum) {
         part[nOffset] = part[nOffset + 1] = 0;
@@ -65,7 +65,7 @@ inline void SignPacket(std::span<uint8_t> packet) {
     };
     if (packet.size() < 20) return;
     const size_t nHeader = (packet[0] & 0x0F) * size_t{4};
-    if (nHeader < 20 || nHeader > packet.size()) return;
+    if (nHeader < 12 || nHeader > packet.size()) return;
     put(packet.first(nHeader), 10, 0);
 
     const std::span<uint8_t> segment = packet.subspan(nHeader);
