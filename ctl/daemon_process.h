@@ -1,0 +1,65 @@
+// Finding the running daemon and making it read its settings anew.
+//
+// The daemon keeps no pid file. It is the process named websec, run from a program of that name, in this
+// network namespace: that is the one whose rules and queue see the traffic here.
+#pragma once
+
+#include <sys/types.h>
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "ctl/output.h"
+
+// What /proc/PID/status tells about a process; masks with one bit per signal (signal 1 is bit 0) or
+// capability. Missing lines leave 0.
+struct tagProcessStatus {
+    pid_t nParent;
+    uint64_t nPendingSignals;  // for the thread and for the process
+    uint64_t nBlockedSignals;
+    uint64_t nCaughtSignals;
+    uint64_t nCapabilities;  // effective
+};
+
+// Reads the text of a /proc/PID/status file (proc_pid_status(5)).
+tagProcessStatus ParseProcessStatus(std::string_view text);
+
+struct tagDaemonProcess {
+    pid_t pid;
+    tagProcessStatus status;
+};
+
+// The daemon, or nothing when none runs here. A process whose program and namespace may not be looked at
+// counts when its name fits.
+std::optional<tagDaemonProcess> FindDaemon();
+
+// What became of a reload. Each has its words in DescribeReload.
+enum class ReloadOutcome {
+    NotRunning,    // no daemon
+    Starting,      // it has no handlers yet and reads the settings as it starts
+    Done,          // the handler has returned
+    StillWorking,  // signalled, but not through after RELOAD_WAIT_SECONDS
+    Ended,         // it ended while it was waited for
+    NotPermitted,  // signals to it are refused
+};
+struct tagReloadResult {
+    ReloadOutcome outcome;
+    pid_t pid;  // 0 for NotRunning
+};
+
+constexpr int RELOAD_WAIT_SECONDS = 10;
+
+// Sends SIGHUP to the daemon and waits until it has done what it does then.
+tagReloadResult ReloadDaemon();
+
+// One line for people.
+std::string DescribeReload(const tagReloadResult& result);
+
+// {"outcome": "done", "pid": N} and so on.
+Json ReloadDocument(const tagReloadResult& result);
+
+// After a change that is already stored: reloads, adds "reload" to the document and a line to the text, and
+// prints both. Throws CtlError, with the answer printed, when the daemon could not be told.
+void PrintChange(Json document, std::string text);

@@ -1,0 +1,115 @@
+// websecctl datafile: builds, shows and verifies the protected data files.
+#include <fstream>
+#include <iostream>
+#include <iterator>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "ctl/commands.h"
+#include "ctl/data_file_check.h"
+#include "ctl/data_file_kind.h"
+#include "ctl/data_file_text.h"
+#include "ctl/data_file_writer.h"
+#include "ctl/output.h"
+
+namespace {
+
+struct tagDataFileArguments {
+    std::string kind;
+    std::string file;
+    std::string input = "-";
+};
+using Arguments = std::shared_ptr<tagDataFileArguments>;
+
+void AddBuild(CLI::App& group, const std::vector<std::string>& kinds);
+void AddReading(CLI::App& group, const char* szName, const char* szDescription,
+                const std::vector<std::string>& kinds, void (*Run)(const tagDataFileArguments&));
+void Build(const tagDataFileArguments& arguments);
+void Show(const tagDataFileArguments& arguments);
+void Verify(const tagDataFileArguments& arguments);
+std::string ReadInput(const tagDataFileKind& kind, const std::string& input);
+std::string CountText(const tagDataFileKind& kind, const Records& records);
+
+}  // namespace
+
+void AddDatafileCommand(CLI::App& app) {
+    std::vector<std::string> kinds;
+    for (const auto& kind : DataFileKinds()) kinds.push_back(kind.szName);
+    CLI::App* pGroup = app.add_subcommand("datafile", "Build, show and verify the protected data files");
+    pGroup->footer("Example: websecctl datafile verify /usr/lib/Morvane/Morvane/pcintwl.dat");
+    pGroup->require_subcommand(1);
+    AddBuild(*pGroup, kinds);
+    AddReading(*pGroup, "show", "Print a file's records as text that build reads", kinds, Show);
+    AddReading(*pGroup, "verify", "Say whether a file is sound, and what is wrong with it", kinds, Verify);
+}
+
+namespace {
+
+void AddBuild(CLI::App& group, const std::vector<std::string>& kinds) {
+    const auto pArguments = std::make_shared<tagDataFileArguments>();
+    CLI::App* pBuild = group.add_subcommand("build", "Make a data file of text, one record a line");
+    pBuild->add_option("KIND", pArguments->kind, "What the file holds")->required()->check(CLI::IsMember(kinds));
+    pBuild->add_option("OUT", pArguments->file, "The file to write; replaced as a whole")->required();
+    pBuild->add_option("INPUT", pArguments->input,
+                       "Text file, - for standard input (default); for category-status on or off");
+    pBuild->footer("Records: URL patterns (a leading * finds them anywhere), ranges (10.0.0.0/8), or ports.\n"
+                   "Lines that begin with # are comments.\n"
+                   "Example: websecctl datafile build ranges wsintip.dat ranges.txt");
+    pBuild->final_callback([pArguments] { Build(*pArguments); });
+}
+
+void AddReading(CLI::App& group, const char* szName, const char* szDescription,
+                const std::vector<std::string>& kinds, void (*Run)(const tagDataFileArguments&)) {
+    const auto pArguments = std::make_shared<tagDataFileArguments>();
+    CLI::App* pCommand = group.add_subcommand(szName, szDescription);
+    pCommand->add_option("FILE", pArguments->file, "The data file")->required();
+    pCommand->add_option("--kind", pArguments->kind, "Its kind, if its name does not tell")
+        ->check(CLI::IsMember(kinds));
+    pCommand->footer(std::string("Example: websecctl datafile ") + szName + " pcintwl.dat");
+    pCommand->final_callback([pArguments, Run] { Run(*pArguments); });
+}
+
+void Build(const tagDataFileArguments& arguments) {
+    const tagDataFileKind& kind = FindDataFileKind(arguments.kind);
+    std::vector<std::string> warnings;
+    const Records records = ParseRecords(kind, ReadInput(kind, arguments.input), warnings);
+    for (const auto& warning : warnings) PrintWarning(warning);
+    WriteDataFile(arguments.file, kind, records);
+    PrintAnswer({{"file", arguments.file},
+                 {"kind", kind.szName},
+                 {"records", CountRecords(kind, records)},
+                 {"warnings", warnings}},
+                Printable(arguments.file) + ": written, " + CountText(kind, records));
+}
+
+void Show(const tagDataFileArguments& arguments) {
+    const tagDataFileKind& kind = RecogniseDataFileKind(arguments.file, arguments.kind);
+    const auto lines = FormatRecords(kind, ReadDataFile(arguments.file, kind));
+    std::string text;
+    for (const auto& line : lines) text += (text.empty() ? "" : "\n") + line;
+    PrintAnswer({{"file", arguments.file}, {"kind", kind.szName}, {"records", lines}}, text);
+}
+
+void Verify(const tagDataFileArguments& arguments) {
+    const tagDataFileKind& kind = RecogniseDataFileKind(arguments.file, arguments.kind);
+    const Records records = ReadDataFile(arguments.file, kind);
+    PrintAnswer({{"file", arguments.file}, {"kind", kind.szName}, {"records", CountRecords(kind, records)}},
+                Printable(arguments.file) + ": sound, " + CountText(kind, records));
+}
+
+std::string ReadInput(const tagDataFileKind& kind, const std::string& input) {
+    if (kind.kind == DataFileKind::CategoryStatus && (input == "on" || input == "off")) return input;
+    if (input == "-") return {std::istreambuf_iterator<char>(std::cin), {}};
+    std::ifstream file(input, std::ios::binary);
+    std::string text{std::istreambuf_iterator<char>(file), {}};
+    if (!file) throw CtlError("cannot read " + Quoted(input) + ": " + std::strerror(errno));
+    return text;
+}
+
+std::string CountText(const tagDataFileKind& kind, const Records& records) {
+    if (kind.nCountBytes == 0) return "category filter " + FormatRecords(kind, records)[0];
+    return std::to_string(CountRecords(kind, records)) + " " + kind.szRecords;
+}
+
+}  // namespace

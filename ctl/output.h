@@ -1,0 +1,42 @@
+// How websecctl speaks: for people, aligned and short; with --json one document for programs. Answers go to
+// standard output, warnings and refusals to standard error, so that a program reads only the document.
+#pragma once
+
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include <nlohmann/json.hpp>
+
+// Keeps the order in which the keys were written.
+using Json = nlohmann::ordered_json;
+
+// A refusal or a failure, in words for the administrator. main prints it and ends with status 1.
+class CtlError : public std::runtime_error {
+  public:
+    using std::runtime_error::runtime_error;
+};
+
+// Set once from the command line, before a command runs.
+struct tagOutputOptions {
+    bool bJson;
+};
+extern tagOutputOptions g_OutputOptions;
+
+// One answer: the document with --json, else the text with a line end behind it.
+void PrintAnswer(const Json& document, const std::string& text);
+
+// "websecctl: warning: ..." on standard error, in both forms of output.
+void PrintWarning(std::string_view text);
+
+// The rows with their columns aligned, two blanks between; no blanks at line ends, no line end behind the
+// last.
+std::string AlignColumns(const std::vector<std::vector<std::string>>& rows);
+
+// Text from a file, a list or a command line as it may be shown on a terminal: control characters and bytes
+// outside ASCII as \xHH.
+std::string Printable(std::string_view text);
+
+// Printable, in single quotes and cut to a length that fits a message.
+std::string Quoted(std::string_view text);
