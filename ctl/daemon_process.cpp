@@ -33,7 +33,8 @@ std::optional<tagDaemonProcess> FindDaemon() {
     // A child of the daemon on its way to a shell still looks like the daemon.
     for (const auto& candidate : found) {
         bool bChild = false;
-        for (const auto& other : found) bChild |= candidate.status.nParent == other.pid;
+        for (const auto& other : found)
+            bChild |= candidate.status.nParent == other.pid;
         if (!bChild) return candidate;
     }
     return std::nullopt;

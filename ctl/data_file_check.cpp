@@ -14,7 +14,7 @@
 #include <iterator>
 
 #include "ctl/output.h"
-#include "modules/asapsdk/asapsdk.h"
+#include "modules/asapsdk/check_sum.h"
 #include "policy/data_file.h"
 
 namespace {
@@ -55,11 +55,13 @@ void TakeRecords(Table& table, const Record* pRecords, void (*FreeTable)(Table&)
 Records ReadDataFile(const std::string& path, const tagDataFileKind& kind) {
     const OpenedFile file(path);
     Records records;
-    const int nCode = kind.kind == DataFileKind::CategoryStatus ? ReadCategoryStatusRecord(file, kind, records)
-                                                                : ReadWithDaemonReader(path, kind, records);
+    const int nCode = kind.kind == DataFileKind::CategoryStatus
+                          ? ReadCategoryStatusRecord(file, kind, records)
+                          : ReadWithDaemonReader(path, kind, records);
     if (nCode == 0) return records;
     std::string text;
-    for (const auto& problem : Diagnose(file, kind)) text += (text.empty() ? "" : "; ") + problem;
+    for (const auto& problem : Diagnose(file, kind))
+        text += (text.empty() ? "" : "; ") + problem;
     if (text.empty()) text = "the reader gives up with code " + std::to_string(nCode);
     throw CtlError(Printable(path) + " is damaged: " + text);
 }
@@ -108,8 +110,8 @@ void DiagnoseHeader(const OpenedFile& file, std::vector<std::string>& problems) 
     const Records bytes = file.Read(0, sizeof header);
     std::memcpy(&header, bytes.data(), bytes.size());
     if (std::memcmp(header.szMagic, DATAFILE_MAGIC, sizeof header.szMagic) != 0) {
-        problems.push_back("the magic word is " + Quoted({header.szMagic, sizeof header.szMagic}) + ", not '" +
-                           DATAFILE_MAGIC + "'");
+        problems.push_back("the magic word is " + Quoted({header.szMagic, sizeof header.szMagic}) +
+                           ", not '" + DATAFILE_MAGIC + "'");
     }
     const std::string copyright(header.szCopyright, strnlen(header.szCopyright, sizeof header.szCopyright));
     if (strcasecmp(copyright.c_str(), DATAFILE_COPYRIGHT) != 0) {
@@ -119,7 +121,8 @@ void DiagnoseHeader(const OpenedFile& file, std::vector<std::string>& problems) 
     if (!CalculateCheckSum(file.Descriptor(), &nChecksum)) {
         problems.push_back("its checksum cannot be computed");
     } else if (nChecksum != header.nChecksum) {
-        problems.push_back("the checksum is " + Hex(nChecksum) + ", the header says " + Hex(header.nChecksum));
+        problems.push_back("the checksum is " + Hex(nChecksum) + ", the header says " +
+                           Hex(header.nChecksum));
     }
 }
 
@@ -144,7 +147,8 @@ std::string Hex(uint32_t n) {
     return szText;
 }
 
-OpenedFile::OpenedFile(const std::string& path) : m_fd(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK)) {
+OpenedFile::OpenedFile(const std::string& path)
+    : m_fd(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK)) {
     if (m_fd < 0) throw CtlError("cannot open " + Printable(path) + ": " + std::strerror(errno));
     struct stat info;
     if (fstat(m_fd, &info) != 0 || !S_ISREG(info.st_mode)) {

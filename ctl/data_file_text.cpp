@@ -62,7 +62,8 @@ Records ParseRecords(const tagDataFileKind& kind, std::string_view text, std::ve
         } catch (const CtlError& reason) {
             throw CtlError("refused: " + prefix + reason.what());
         }
-        for (size_t i = nWarnings; i < warnings.size(); ++i) warnings[i].insert(0, prefix);
+        for (size_t i = nWarnings; i < warnings.size(); ++i)
+            warnings[i].insert(0, prefix);
     }
     CheckCount(kind, records, warnings);
     return records;
@@ -155,7 +156,8 @@ void CheckCount(const tagDataFileKind& kind, const Records& records, std::vector
         throw CtlError("refused: " + std::to_string(nCount) + " " + kind.szRecords + ", at most 65535");
     }
     if (kind.kind == DataFileKind::Ports && nCount > MAX_USEFUL_PORTS) {
-        warnings.push_back(std::to_string(nCount) + " ports: iptables refuses a rule with more than 15, the " +
+        warnings.push_back(std::to_string(nCount) +
+                           " ports: iptables refuses a rule with more than 15, the " +
                            "default port included");
     }
 }
@@ -172,7 +174,8 @@ std::string Unescape(std::string_view text) {
             n += 1;
         } else {
             const auto hex = text.substr(n, 4);
-            const auto byte = hex.size() == 4 && hex[1] == 'x' ? ParseNumber(hex.substr(2), 255, 16) : std::nullopt;
+            const auto byte =
+                hex.size() == 4 && hex[1] == 'x' ? ParseNumber(hex.substr(2), 255, 16) : std::nullopt;
             if (!byte || *byte == 0) throw CtlError("has a '\\' that is not \\\\ or \\x01 to \\xFF");
             plain += static_cast<char>(*byte);
             n += 3;

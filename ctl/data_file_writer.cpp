@@ -11,7 +11,7 @@
 
 #include "common/copy_text.h"
 #include "ctl/output.h"
-#include "modules/asapsdk/asapsdk.h"
+#include "modules/asapsdk/check_sum.h"
 #include "policy/data_file.h"
 
 namespace {
@@ -71,7 +71,8 @@ Records BuildImage(const tagDataFileKind& kind, const Records& records) {
 // The inverse of DecryptBuffer.
 void AppendScrambled(std::span<const uint8_t> plain, Records& image) {
     for (const uint8_t byte : plain) {
-        image.push_back(static_cast<uint8_t>((DATAFILE_KEY & 31) ^ ((byte + DATAFILE_KEY * DATAFILE_KEY) & 0xFF)));
+        image.push_back(
+            static_cast<uint8_t>((DATAFILE_KEY & 31) ^ ((byte + DATAFILE_KEY * DATAFILE_KEY) & 0xFF)));
     }
 }
 

@@ -1,4 +1,6 @@
 // websecctl datafile: builds, shows and verifies the protected data files.
+#include <cerrno>
+#include <cstring>
 #include <fstream>
 #include <iostream>
 #include <iterator>
@@ -35,7 +37,8 @@ std::string CountText(const tagDataFileKind& kind, const Records& records);
 
 void AddDatafileCommand(CLI::App& app) {
     std::vector<std::string> kinds;
-    for (const auto& kind : DataFileKinds()) kinds.push_back(kind.szName);
+    for (const auto& kind : DataFileKinds())
+        kinds.push_back(kind.szName);
     CLI::App* pGroup = app.add_subcommand("datafile", "Build, show and verify the protected data files");
     pGroup->footer("Example: websecctl datafile verify /usr/lib/Morvane/Morvane/pcintwl.dat");
     pGroup->require_subcommand(1);
@@ -49,13 +52,16 @@ namespace {
 void AddBuild(CLI::App& group, const std::vector<std::string>& kinds) {
     const auto pArguments = std::make_shared<tagDataFileArguments>();
     CLI::App* pBuild = group.add_subcommand("build", "Make a data file of text, one record a line");
-    pBuild->add_option("KIND", pArguments->kind, "What the file holds")->required()->check(CLI::IsMember(kinds));
+    pBuild->add_option("KIND", pArguments->kind, "What the file holds")
+        ->required()
+        ->check(CLI::IsMember(kinds));
     pBuild->add_option("OUT", pArguments->file, "The file to write; replaced as a whole")->required();
     pBuild->add_option("INPUT", pArguments->input,
                        "Text file, - for standard input (default); for category-status on or off");
-    pBuild->footer("Records: URL patterns (a leading * finds them anywhere), ranges (10.0.0.0/8), or ports.\n"
-                   "Lines that begin with # are comments.\n"
-                   "Example: websecctl datafile build ranges wsintip.dat ranges.txt");
+    pBuild->footer(
+        "Records: URL patterns (a leading * finds them anywhere), ranges (10.0.0.0/8), or ports.\n"
+        "Lines that begin with # are comments.\n"
+        "Example: websecctl datafile build ranges wsintip.dat ranges.txt");
     pBuild->final_callback([pArguments] { Build(*pArguments); });
 }
 
@@ -74,7 +80,8 @@ void Build(const tagDataFileArguments& arguments) {
     const tagDataFileKind& kind = FindDataFileKind(arguments.kind);
     std::vector<std::string> warnings;
     const Records records = ParseRecords(kind, ReadInput(kind, arguments.input), warnings);
-    for (const auto& warning : warnings) PrintWarning(warning);
+    for (const auto& warning : warnings)
+        PrintWarning(warning);
     WriteDataFile(arguments.file, kind, records);
     PrintAnswer({{"file", arguments.file},
                  {"kind", kind.szName},
@@ -87,7 +94,8 @@ void Show(const tagDataFileArguments& arguments) {
     const tagDataFileKind& kind = RecogniseDataFileKind(arguments.file, arguments.kind);
     const auto lines = FormatRecords(kind, ReadDataFile(arguments.file, kind));
     std::string text;
-    for (const auto& line : lines) text += (text.empty() ? "" : "\n") + line;
+    for (const auto& line : lines)
+        text += (text.empty() ? "" : "\n") + line;
     PrintAnswer({{"file", arguments.file}, {"kind", kind.szName}, {"records", lines}}, text);
 }
 

@@ -73,11 +73,13 @@ std::vector<std::string> EntryWarnings(int nList, const tagEntry& entry) {
         warnings.push_back("of an HTTPS request only the host is seen; with a path it matches none");
     }
     if (HasCapitalThatCounts(nList, reading)) {
-        warnings.push_back("capitals are compared as they stand here; browsers ask for hosts in small letters");
+        warnings.push_back(
+            "capitals are compared as they stand here; browsers ask for hosts in small letters");
     }
     const auto isOutsideASCII = [](unsigned char c) { return c >= 0x80; };
     if (std::any_of(reading.text.begin(), reading.text.end(), isOutsideASCII)) {
-        warnings.push_back("browsers send hosts outside ASCII as xn--... and paths as %XX, which it does not match");
+        warnings.push_back(
+            "browsers send hosts outside ASCII as xn--... and paths as %XX, which it does not match");
     }
     return warnings;
 }
@@ -100,12 +102,14 @@ std::string AsItLooks(const tagEntry& entry) {
 
 std::string WhyReadOtherwise(std::string_view text) {
     const size_t nScheme = text.find("://");
-    const bool bKnown = std::any_of(SCHEMES.begin(), SCHEMES.end(), [text](auto s) { return text.starts_with(s); });
+    const bool bKnown =
+        std::any_of(SCHEMES.begin(), SCHEMES.end(), [text](auto s) { return text.starts_with(s); });
     if (nScheme != text.npos && !bKnown) {
         return "; the only schemes are http://, https:// and ftp://, in small letters";
     }
     if (text.find(':', bKnown ? nScheme + 3 : 0) == text.npos) return "";
-    return text.starts_with("ftp://") ? "; a port is left out" : "; a ':' and all that follows it are left out";
+    return text.starts_with("ftp://") ? "; a port is left out"
+                                      : "; a ':' and all that follows it are left out";
 }
 
 // A host that is compared as a whole is compared without regard to case; everything else is not.

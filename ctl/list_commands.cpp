@@ -36,7 +36,8 @@ std::string EntryText(const tagEntry& entry);
 }  // namespace
 
 void AddListCommands(CLI::App& app) {
-    for (const auto& group : LIST_GROUPS) AddListGroup(app, group);
+    for (const auto& group : LIST_GROUPS)
+        AddListGroup(app, group);
 }
 
 namespace {
@@ -51,14 +52,16 @@ void AddListGroup(CLI::App& app, const tagListGroup& group) {
     pGroup->require_subcommand(1);
 
     CLI::App* pAdd = pGroup->add_subcommand("add", "Add entries; all of them, or none if one is refused");
-    pAdd->footer(example + (nList == STORE_LIST_TRUST ? " add a.example/page" : " add a.example --subdomains"));
+    pAdd->footer(example +
+                 (nList == STORE_LIST_TRUST ? " add a.example/page" : " add a.example --subdomains"));
     pAdd->add_option("ENTRY", pArguments->entries, "Host, IPv4 address or URL")->required();
     if (nList != STORE_LIST_TRUST) {
         pAdd->add_flag("--subdomains", pArguments->bSubdomains, "The entries cover all sub-domains too");
     }
     pAdd->final_callback([nList, pArguments] { AddEntries(nList, *pArguments); });
 
-    CLI::App* pRemove = pGroup->add_subcommand("remove", "Remove entries; all of them, or none if one is missing");
+    CLI::App* pRemove =
+        pGroup->add_subcommand("remove", "Remove entries; all of them, or none if one is missing");
     pRemove->footer(example + " remove a.example");
     pRemove->add_option("ENTRY", pArguments->entries, "The entry as the list shows it")->required();
     pRemove->final_callback([nList, pArguments] { RemoveEntries(nList, *pArguments); });
@@ -70,8 +73,10 @@ void AddListGroup(CLI::App& app, const tagListGroup& group) {
 
 void AddEntries(int nList, const tagListArguments& arguments) {
     std::vector<tagEntry> entries;
-    for (const auto& text : arguments.entries) entries.push_back({text, arguments.bSubdomains});
-    for (const auto& entry : entries) RefuseBadEntry(entry);
+    for (const auto& text : arguments.entries)
+        entries.push_back({text, arguments.bSubdomains});
+    for (const auto& entry : entries)
+        RefuseBadEntry(entry);
 
     SettingsStore store(STORE_CREATE);
     Json added = Json::array(), unchanged = Json::array();
@@ -86,7 +91,8 @@ void AddEntries(int nList, const tagListArguments& arguments) {
         const bool bAdded = store.Add(nList, entry);
         (bAdded ? added : unchanged).push_back(std::move(document));
         if (!text.empty()) text += '\n';
-        text += StoreListName(nList) + std::string(bAdded ? ": added " : ": already there: ") + EntryText(entry);
+        text +=
+            StoreListName(nList) + std::string(bAdded ? ": added " : ": already there: ") + EntryText(entry);
     }
     store.Keep();
     const Json answer{{"list", StoreListName(nList)}, {"added", added}, {"unchanged", unchanged}};

@@ -11,7 +11,7 @@ namespace {
 enum : int { EXIT_REFUSED = 1, EXIT_USAGE = 2 };
 
 constexpr void (*COMMAND_GROUPS[])(CLI::App&) = {
-    AddProtectionCommand, AddListCommands,    AddExplainCommand,
+    AddProtectionCommand, AddListCommands,  AddExplainCommand,
     AddStatusCommand,     AddReloadCommand, AddDatafileCommand,
 };
 
@@ -26,7 +26,8 @@ int main(int argc, char** argv) try {
     app.footer("Example: websecctl block add ads.example --subdomains");
     app.require_subcommand(1);
     app.fallthrough();
-    for (const auto AddGroup : COMMAND_GROUPS) AddGroup(app);
+    for (const auto AddGroup : COMMAND_GROUPS)
+        AddGroup(app);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {

@@ -2,12 +2,11 @@
 // standard output, warnings and refusals to standard error, so that a program reads only the document.
 #pragma once
 
+#include <nlohmann/json.hpp>
 #include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
-
-#include <nlohmann/json.hpp>
 
 // Keeps the order in which the keys were written.
 using Json = nlohmann::ordered_json;

@@ -11,7 +11,7 @@
 namespace {
 
 constexpr std::array<const char*, SWITCH_COUNT> SWITCH_MEANINGS = {
-    "harmful sites are blocked",    "phishing sites are blocked", "sites of blocked categories are blocked",
+    "harmful sites are blocked", "phishing sites are blocked", "sites of blocked categories are blocked",
     "the user's block list applies", "blocked requests are reported"};
 
 void ShowSwitches();

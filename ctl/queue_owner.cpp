@@ -1,7 +1,7 @@
 #include "ctl/queue_owner.h"
 
-#include <fcntl.h>
 #include <dirent.h>
+#include <fcntl.h>
 #include <linux/netlink.h>
 #include <unistd.h>
 
@@ -20,44 +20,38 @@ namespace {
 constexpr char QUEUE_LIST_FILE[] = "/proc/net/netfilter/nfnetlink_queue";
 constexpr char NETLINK_LIST_FILE[] = "/proc/net/netlink";
 
+void NameOwner(tagQueueOwner& owner, const std::string& netlinkSockets);
 bool HoldsSocket(pid_t pid, const std::string& socketName);
 
 }  // namespace
 
-std::optional<tagQueueOwner> FindQueueOwner(uint32_t nQueueNum) {
+std::vector<tagQueueOwner> FindQueueOwners() {
     const auto queues = ReadProcText(QUEUE_LIST_FILE);
     if (!queues) {
-        if (errno == ENOENT) return std::nullopt;  // the kernel has no such queues
+        if (errno == ENOENT) return {};  // the kernel has no such queues
         throw CtlError(std::string("cannot read ") + QUEUE_LIST_FILE + ": " + std::strerror(errno));
     }
-    const auto queue = FindBoundQueue(*queues, nQueueNum);
-    if (!queue) return std::nullopt;
-    tagQueueOwner owner{*queue, 0, {}};
-    const auto sockets = ReadProcText(NETLINK_LIST_FILE);
-    const auto inode = sockets ? FindNetlinkInode(*sockets, queue->nPortId) : std::nullopt;
-    if (!inode) return owner;
-    const std::string socketName = "socket:[" + std::to_string(*inode) + "]";
-    for (const pid_t pid : ListProcesses()) {
-        if (!HoldsSocket(pid, socketName)) continue;
-        owner.pid = pid;
-        owner.name = ReadProcText(ProcPath(pid, "comm")).value_or("");
-        while (owner.name.ends_with('\n')) owner.name.pop_back();
-        break;
+    const std::string sockets = ReadProcText(NETLINK_LIST_FILE).value_or("");
+    std::vector<tagQueueOwner> owners;
+    for (const auto& queue : ParseBoundQueues(*queues)) {
+        owners.push_back({queue, 0, {}});
+        NameOwner(owners.back(), sockets);
     }
-    return owner;
+    return owners;
 }
 
-std::optional<tagBoundQueue> FindBoundQueue(std::string_view text, uint32_t nQueueNum) {
+std::vector<tagBoundQueue> ParseBoundQueues(std::string_view text) {
+    std::vector<tagBoundQueue> queues;
     std::istringstream lines{std::string(text)};
     for (std::string line; std::getline(lines, line);) {
         std::istringstream columns(line);
         tagBoundQueue queue{};
-        uint32_t nNumber = 0, nCopyMode = 0, nCopyRange = 0;
-        columns >> nNumber >> queue.nPortId >> queue.nWaiting >> nCopyMode >> nCopyRange >>
+        uint32_t nCopyMode = 0, nCopyRange = 0;
+        columns >> queue.nQueueNum >> queue.nPortId >> queue.nWaiting >> nCopyMode >> nCopyRange >>
             queue.nQueueDropped >> queue.nSocketDropped;
-        if (columns && nNumber == nQueueNum) return queue;
+        if (columns) queues.push_back(queue);
     }
-    return std::nullopt;
+    return queues;
 }
 
 std::optional<uint64_t> FindNetlinkInode(std::string_view text, uint32_t nPortId) {
@@ -67,7 +61,8 @@ std::optional<uint64_t> FindNetlinkInode(std::string_view text, uint32_t nPortId
         std::string socket, skipped;
         uint64_t nProtocol = 0, nPort = 0, nInode = 0;
         columns >> socket >> nProtocol >> nPort;
-        for (int i = 0; i < 6; ++i) columns >> skipped;  // groups, memory, dump, locks, drops
+        for (int i = 0; i < 6; ++i)
+            columns >> skipped;  // groups, memory, dump, locks, drops
         columns >> nInode;
         if (columns && nProtocol == NETLINK_NETFILTER && nPort == nPortId) return nInode;
     }
@@ -75,6 +70,20 @@ std::optional<uint64_t> FindNetlinkInode(std::string_view text, uint32_t nPortId
 }
 
 namespace {
+
+void NameOwner(tagQueueOwner& owner, const std::string& netlinkSockets) {
+    const auto inode = FindNetlinkInode(netlinkSockets, owner.queue.nPortId);
+    if (!inode) return;
+    const std::string socketName = "socket:[" + std::to_string(*inode) + "]";
+    for (const pid_t pid : ListProcesses()) {
+        if (!HoldsSocket(pid, socketName)) continue;
+        owner.pid = pid;
+        owner.name = ReadProcText(ProcPath(pid, "comm")).value_or("");
+        while (owner.name.ends_with('\n'))
+            owner.name.pop_back();
+        return;
+    }
+}
 
 bool HoldsSocket(pid_t pid, const std::string& socketName) {
     const std::string folder = ProcPath(pid, "fd");

@@ -8,17 +8,19 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 // A line of /proc/net/netfilter/nfnetlink_queue (seq_show in net/netfilter/nfnetlink_queue.c).
 struct tagBoundQueue {
+    uint32_t nQueueNum;
     uint32_t nPortId;         // netlink port of the reader
     uint32_t nWaiting;        // packets that wait for a verdict
     uint32_t nQueueDropped;   // dropped because the queue was full
     uint32_t nSocketDropped;  // dropped because the reader's socket was full
 };
 
-// The queue's line in the text of that file, or nothing when nobody is bound to it.
-std::optional<tagBoundQueue> FindBoundQueue(std::string_view text, uint32_t nQueueNum);
+// All queues that the text of that file tells of; lines that are none are left out.
+std::vector<tagBoundQueue> ParseBoundQueues(std::string_view text);
 
 // The inode of the netfilter netlink socket with that port, in the text of /proc/net/netlink
 // (netlink_native_seq_show in net/netlink/af_netlink.c); nothing when there is none.
@@ -30,5 +32,6 @@ struct tagQueueOwner {
     std::string name;  // of the process, with pid
 };
 
-// Nothing when nobody owns the queue. Throws CtlError when the kernel's list cannot be read: no rights.
-std::optional<tagQueueOwner> FindQueueOwner(uint32_t nQueueNum);
+// The queues that are bound in this network namespace, each with its owner. Throws CtlError when the
+// kernel's list may not be read.
+std::vector<tagQueueOwner> FindQueueOwners();

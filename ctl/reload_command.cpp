@@ -20,7 +20,8 @@ namespace {
 void Reload() {
     const tagReloadResult result = ReloadDaemon();
     const std::string text = DescribeReload(result);
-    const bool bReloads = result.outcome == ReloadOutcome::Done || result.outcome == ReloadOutcome::Starting ||
+    const bool bReloads = result.outcome == ReloadOutcome::Done ||
+                          result.outcome == ReloadOutcome::Starting ||
                           result.outcome == ReloadOutcome::StillWorking;
     PrintAnswer(ReloadDocument(result), bReloads ? text : "");
     if (!bReloads) throw CtlError(text);

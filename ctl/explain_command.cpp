@@ -1,0 +1,96 @@
+// websecctl explain: which check would decide about a URL, and with which entry.
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "category/category_engine.h"
+#include "common/product_paths.h"
+#include "common/profile.h"
+#include "ctl/commands.h"
+#include "ctl/entry_check.h"
+#include "ctl/explanation.h"
+#include "ctl/output.h"
+#include "ctl/settings_store.h"
+#include "policy/data_file_lists.h"
+#include "policy/settings_load.h"
+#include "report/report_module.h"
+
+namespace {
+
+void Explain(const std::string& url);
+void LoadPolicy();
+std::vector<tagEntry> FindOrigins(const tagExplanation& explanation);
+
+}  // namespace
+
+void AddExplainCommand(CLI::App& app) {
+    CLI::App* pExplain =
+        app.add_subcommand("explain", "Tell which check decides about a URL, with which entry");
+    pExplain->footer("Example: websecctl explain http://www.a.example/page");
+    const auto pURL = std::make_shared<std::string>();
+    pExplain->add_option("URL", *pURL, "The URL as a browser asks for it")->required();
+    pExplain->final_callback([pURL] { Explain(*pURL); });
+}
+
+namespace {
+
+void Explain(const std::string& url) {
+    LoadPolicy();
+    const tagExplanation explanation = ExplainURL(url);
+    const char* szVerdict = explanation.bBlocked ? "blocked" : "passes";
+    std::vector<std::vector<std::string>> rows = {{"URL", Printable(url)}, {"verdict", szVerdict}};
+    rows.push_back({"check", explanation.check});
+    if (!explanation.checkURL.empty()) rows.push_back({"compared", Printable(explanation.checkURL)});
+    if (!explanation.entry.empty()) rows.push_back({"entry", Printable(explanation.entry)});
+    Json origins = Json::array();
+    for (const auto& origin : FindOrigins(explanation)) {
+        origins.push_back({{"entry", origin.text}, {"subdomains", origin.bSubdomains}});
+        rows.push_back(
+            {"set as", Printable(origin.text) + (origin.bSubdomains ? " and its sub-domains" : "")});
+    }
+    for (const auto& note : explanation.notes)
+        rows.push_back({"note", note});
+    PrintAnswer({{"url", url},
+                 {"verdict", szVerdict},
+                 {"check", explanation.check},
+                 {"compared", explanation.checkURL},
+                 {"list", explanation.list},
+                 {"entry", explanation.entry},
+                 {"set_as", origins},
+                 {"notes", explanation.notes}},
+                AlignColumns(rows));
+}
+
+// What the daemon loads as it starts, in its order.
+void LoadPolicy() {
+    unsigned int nError = 0;
+    const int nMode =
+        GetPrivateProfileInt("ServiceConfigurations", "catEngine", 0, SERVICE_CONFIG_FILE, &nError);
+    g_bUseCatServer = static_cast<uint8_t>(nError == 0 ? nMode : 0);
+    (void)StartCategoryEngine();
+    LoadReportModule();
+    if (!g_bReportModuleLoaded) {
+        throw CtlError(std::string("cannot load ") + REPORT_MODULE_FILE +
+                       ": websec would run without any policy");
+    }
+    if (LoadPolicySettings() != 0) {
+        // The module does not say why; the store does, if it is the one behind it.
+        SettingsStore store(STORE_OPEN_EXISTING);
+        throw CtlError(std::string(REPORT_MODULE_FILE) + " gives no settings");
+    }
+    LoadDataFileLists();
+}
+
+// The stored entries that the daemon reads as the deciding one. An address of a listed name has none.
+std::vector<tagEntry> FindOrigins(const tagExplanation& explanation) {
+    std::vector<tagEntry> origins;
+    for (int nList = 0; nList < STORE_LIST_COUNT; ++nList) {
+        if (explanation.list != std::string(StoreListName(nList)) + " list") continue;
+        for (const auto& entry : SettingsStore(STORE_OPEN_EXISTING).Entries(nList)) {
+            if (ReadAsDaemon(entry).text == explanation.entry) origins.push_back(entry);
+        }
+    }
+    return origins;
+}
+
+}  // namespace
