@@ -2,6 +2,7 @@
 
 #include <signal.h>
 #include <time.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cstdlib>
@@ -20,7 +21,8 @@ struct tagQueuedReport {
 };
 
 namespace {
-constexpr size_t BATCH_MAX = 256;          // records in one transaction
+constexpr size_t BATCH_MAX = 512;          // records in one transaction
+constexpr int GAP_MS = 10;                 // between transactions: the other module and the tool write too
 constexpr int BUSY_MS = 200;               // one attempt waits no longer for a lock
 constexpr int RETRY_MS = 500;              // between attempts
 constexpr int RETRY_MS_STOPPING = 50;      // between attempts once a stop was asked for
@@ -41,7 +43,7 @@ int WaitForBatch(tagReportWriter* pWriter, tagStore* pStore, tagBatch* pBatch);
 int MustEnd(const tagReportWriter* pWriter);
 int StoreBatch(tagStore* pStore, const tagBatch& batch);
 int StoreRows(tagStore* pStore, const tagBatch& batch);
-void RemoveBatch(tagReportWriter* pWriter, const tagBatch& batch);
+int RemoveBatch(tagReportWriter* pWriter, const tagBatch& batch);
 void PauseBeforeRetry(tagReportWriter* pWriter);
 void DropQueue(tagReportWriter* pWriter);
 int64_t NowMs();
@@ -65,12 +67,12 @@ int QueueReport(tagReportWriter* pWriter, int nType, const void* pRecord) {
 
 void StopReportWriter(tagReportWriter* pWriter, int nWaitMs) {
     pthread_mutex_lock(&pWriter->lock);
+    pWriter->nWaitMs = nWaitMs;
     pWriter->nStopAt = NowMs() + nWaitMs;
     pWriter->bStopping = 1;
     pthread_cond_broadcast(&pWriter->changed);
     // One attempt may still be under way at nStopAt.
-    const int64_t nGiveUpAt = pWriter->nStopAt + 2 * BUSY_MS;
-    while (pWriter->bStarted && !pWriter->bEnded && WaitUntil(pWriter, nGiveUpAt)) {
+    while (pWriter->bStarted && !pWriter->bEnded && WaitUntil(pWriter, pWriter->nStopAt + 2 * BUSY_MS)) {
     }
     const int bStuck = pWriter->bStarted && !pWriter->bEnded;  // in a disk that does not answer
     const int64_t nLeft = pWriter->nLost + static_cast<int64_t>(pWriter->nCount);
@@ -117,7 +119,7 @@ void* WriteReports(void* pArgument) {
     tagBatch batch;
     while (WaitForBatch(pWriter, &store, &batch)) {
         if (StoreBatch(&store, batch) == STORE_OK) {
-            RemoveBatch(pWriter, batch);
+            if (RemoveBatch(pWriter, batch) != 0) usleep(GAP_MS * 1000);
         } else {
             CloseStore(&store);
             PauseBeforeRetry(pWriter);
@@ -186,14 +188,18 @@ int StoreRows(tagStore* pStore, const tagBatch& batch) {
     return nResult;
 }
 
-void RemoveBatch(tagReportWriter* pWriter, const tagBatch& batch) {
+// Answers 1 when more records wait.
+int RemoveBatch(tagReportWriter* pWriter, const tagBatch& batch) {
     pthread_mutex_lock(&pWriter->lock);
     pWriter->nFirst = (pWriter->nFirst + batch.nReports) % REPORT_QUEUE_MAX;
     pWriter->nCount -= batch.nReports;
     pWriter->nLost -= batch.nLost;
+    if (pWriter->bStopping) pWriter->nStopAt = NowMs() + pWriter->nWaitMs;
+    const int bMore = pWriter->nCount != 0;
     pthread_mutex_unlock(&pWriter->lock);
     for (size_t n = 0; n < batch.nReports; ++n)
         std::free(batch.apReports[n]);
+    return bMore;
 }
 
 // A stop asked for meanwhile ends the pause.

@@ -23,8 +23,9 @@ struct tagReportWriter {
     pthread_t thread{};                                 // valid while bStarted is 1
     uint8_t bStarted = 0;
     uint8_t bStopping = 0;
-    uint8_t bEnded = 0;                               // the thread touches nothing of this any more
-    int64_t nStopAt = 0;                              // with bStopping: no attempt after this, see NowMs
+    uint8_t bEnded = 0;   // the thread touches nothing of this any more
+    int64_t nStopAt = 0;  // with bStopping: no attempt after this, in ms of the monotonic clock
+    int nWaitMs = 0;      // with bStopping: how far each stored batch puts that off
     tagQueuedReport* apQueue[REPORT_QUEUE_MAX] = {};  // a ring; a record leaves it once it is stored
     size_t nFirst = 0;
     size_t nCount = 0;
@@ -36,8 +37,8 @@ struct tagReportWriter {
 // counted. Any thread, also one that may be cancelled.
 int QueueReport(tagReportWriter* pWriter, int nType, const void* pRecord);
 
-// Stores what waits and ends the thread. When the store cannot be written it gives up after nWaitMs; what is
-// left is counted lost beside the store. One thread, once; records that come later are not taken.
+// Stores what waits and ends the thread. Once nothing could be stored for nWaitMs it gives up; what is left
+// is counted lost beside the store. One thread, once; records that come later are not taken.
 void StopReportWriter(tagReportWriter* pWriter, int nWaitMs);
 
 // How long a module waits when it is unloaded. There are two, and they stop one after the other.

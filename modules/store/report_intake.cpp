@@ -46,17 +46,21 @@ int TrimReports(tagStore* pStore, int64_t nKept, int64_t nBytes) {
 
 namespace {
 // The id of the row that this record completes, or 0. The two records of a block read the clock one after the
-// other, so their times may be a second apart; the same second goes first.
+// other, so their times may be a second apart; the same second goes first. Each search ends at the first
+// entry of the index, however many blocks of one URL wait for their other half.
 int64_t FindOtherHalf(tagStore* pStore, const tagDecodedReport& report, int* pResult) {
-    sqlite3_stmt* pStatement =
-        PrepareSql(pStore,
-                   "SELECT id FROM reports WHERE parts <> 3 AND url = ?1 AND time BETWEEN ?2 - 1 AND ?2 + 1 "
-                   "AND user = ?3 AND parts = ?4 ORDER BY abs(time - ?2), id LIMIT 1");
+    sqlite3_stmt* pStatement = PrepareSql(pStore,
+                                          "SELECT id FROM reports WHERE parts <> 3 AND url = ? AND user = ? "
+                                          "AND parts = ? AND time = ? ORDER BY id LIMIT 1");
     BindText(pStatement, 1, report.szURL);
-    BindNumber(pStatement, 2, report.nTime);
-    BindText(pStatement, 3, report.szUser);
-    BindNumber(pStatement, 4, REPORT_PARTS_ALL - report.nParts);
-    const int64_t nId = StepRow(pStatement) ? sqlite3_column_int64(pStatement, 0) : 0;
+    BindText(pStatement, 2, report.szUser);
+    BindNumber(pStatement, 3, REPORT_PARTS_ALL - report.nParts);
+    int64_t nId = 0;
+    for (const int64_t nApart : {0, 1, -1}) {
+        BindNumber(pStatement, 4, report.nTime + nApart);
+        if (StepRow(pStatement)) nId = sqlite3_column_int64(pStatement, 0);
+        if (nId != 0 || sqlite3_reset(pStatement) != SQLITE_OK) break;
+    }
     *pResult = FinishSql(pStore, pStatement);
     return nId;
 }

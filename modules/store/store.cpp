@@ -15,6 +15,7 @@
 
 namespace {
 int ConnectStore(tagStore* pStore, int nMode, int nBusyMs);
+int WaitForLock(void* pBusyMs, int nCalls);
 int CreateFileOf(tagStore* pStore);
 int SystemRefusal(tagStore* pStore, int nErrno);
 int CheckVersion(tagStore* pStore, int nMode);
@@ -64,8 +65,16 @@ int ConnectStore(tagStore* pStore, int nMode, int nBusyMs) {
     const int nOpened =
         sqlite3_open_v2(pStore->szPath, &pStore->pDb, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX, nullptr);
     if (nOpened != SQLITE_OK) return StoreError(pStore, nOpened);
-    sqlite3_busy_timeout(pStore->pDb, nBusyMs);
+    sqlite3_busy_handler(pStore->pDb, WaitForLock, reinterpret_cast<void*>(static_cast<intptr_t>(nBusyMs)));
     return CheckVersion(pStore, nMode);
+}
+
+// SQLite's own time-out sleeps longer and longer, and so loses every race against a busy writer.
+int WaitForLock(void* pBusyMs, int nCalls) {
+    constexpr intptr_t STEP_MS = 4;
+    if (nCalls * STEP_MS >= reinterpret_cast<intptr_t>(pBusyMs)) return 0;
+    usleep(STEP_MS * 1000);
+    return 1;
 }
 
 // The file is made before SQLite opens it so that its mode is right from the start, whatever the umask; the

@@ -38,16 +38,16 @@ struct tagReportRow {
     uint32_t nParts;       // REPORT_PART_*: which of the two records have come
 };
 
-// Which rows are meant. A zeroed record means all of them, newest first; null and 0 stand for no condition.
+// Which rows are meant. An empty record means all of them, newest first; null and 0 stand for no condition.
 struct tagReportFilter {
-    int64_t nAfterId;       // only rows with a larger id
-    int64_t nFrom;          // only at or after this time, seconds since 1970
-    int64_t nUntil;         // only before this time
-    const char* szUser;     // only this user
-    const char* szHost;     // only this host and its sub-domains
-    uint32_t nResultMask;   // bit n set: only rows whose nResult is one of those n (below 32)
-    int64_t nLimit;         // at most so many rows
-    uint32_t bOldestFirst;  // 1: in the order of storing
+    int64_t nAfterId = 0;          // only rows with a larger id
+    int64_t nFrom = 0;             // only at or after this time, seconds since 1970
+    int64_t nUntil = 0;            // only before this time
+    const char* szUser = nullptr;  // only this user
+    const char* szHost = nullptr;  // only this host and its sub-domains
+    uint32_t nResultMask = 0;      // bit n set: only rows whose nResult is one of those n (below 32)
+    int64_t nLimit = 0;            // at most so many rows
+    uint32_t bOldestFirst = 0;     // 1: in the order of storing
 };
 
 // Called for each row; its texts are valid during the call. A result other than 0 ends the walk. It must not

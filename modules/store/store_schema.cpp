@@ -42,7 +42,7 @@ CREATE TABLE reports (
     type INTEGER NOT NULL
 );
 -- Where the second record of a block looks for the first; complete rows are not in it.
-CREATE INDEX reports_incomplete ON reports (url, time) WHERE parts <> 3;
+CREATE INDEX reports_incomplete ON reports (url, user, parts, time) WHERE parts <> 3;
 
 CREATE TABLE counters (
     name TEXT PRIMARY KEY,

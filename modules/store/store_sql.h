@@ -1,5 +1,5 @@
-// Statements on a store, for the store's own files and the writer of reports. A step that fails leaves the store's error text and
-// answers a STORE_* code, so that an operation is a short chain of steps.
+// Statements on a store, for the store's own files and the writer of reports. A step that fails leaves the
+// store's error text and answers a STORE_* code, so that an operation is a short chain of steps.
 #pragma once
 
 #include <sqlite3.h>

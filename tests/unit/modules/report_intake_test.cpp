@@ -59,7 +59,8 @@ TEST_F(ReportIntakeTest, EachTypeFillsItsColumns) {
     EXPECT_EQ(rows[3].time, "05-Mar-2024 14:07:09");
     EXPECT_EQ(rows[3].nType, 0u);
 
-    struct tm march = {.tm_sec = 9, .tm_min = 7, .tm_hour = 14, .tm_mday = 5, .tm_mon = 2, .tm_year = 124};
+    struct tm march = {};
+    strptime("2024-03-05 14:07:09", "%Y-%m-%d %H:%M:%S", &march);
     march.tm_isdst = -1;
     const int64_t nMarch = std::mktime(&march);
     EXPECT_EQ(CountTimes(nMarch, nMarch + 1), 2) << "the typed record's text and the client record's numbers";

@@ -88,9 +88,9 @@ TEST_F(ReportModulesTest, SaysThatTheSettingsCannotBeFetched) {
     EXPECT_EQ(nStatus, static_cast<uint32_t>(STORE_MISSING));
     EXPECT_FALSE(std::filesystem::exists(m_file));
     CreateStore();
-    Sql("DROP TABLE categories");
+    RunOn(m_file, "DROP TABLE categories");
     EXPECT_FALSE(m_pfnSettings(&m_settings, nullptr));
-    Sql("PRAGMA user_version = 9");
+    RunOn(m_file, "PRAGMA user_version = 9");
     EXPECT_FALSE(m_pfnSettings(&m_settings, &nStatus));
     EXPECT_EQ(nStatus, static_cast<uint32_t>(STORE_NEWER));
 }

@@ -31,20 +31,20 @@ TEST_F(StoreTest, RefusesWhatItCannotRead) {
         int nExpected;
         const char* szText;  // in the message
         int nMode;
-        void (*pfnSpoil)(StoreTest*, const std::string& file);
+        void (*pfnSpoil)(const std::string& file);
     } const rows[] = {
         {STORE_MISSING, "no such store", STORE_OPEN_EXISTING,
-         [](StoreTest*, const std::string& file) { std::filesystem::remove(file); }},
+         [](const std::string& file) { std::filesystem::remove(file); }},
         {STORE_MISSING, "no such store", STORE_OPEN_EXISTING,
-         [](StoreTest*, const std::string& file) { Write(file, ""); }},
+         [](const std::string& file) { Write(file, ""); }},
         {STORE_CORRUPT, "damaged", STORE_CREATE,
-         [](StoreTest*, const std::string& file) { Write(file, std::string(5000, 'x')); }},
+         [](const std::string& file) { Write(file, std::string(5000, 'x')); }},
         {STORE_NEWER, "version 2, known up to 1", STORE_CREATE,
-         [](StoreTest* t, const std::string&) { t->Sql("PRAGMA user_version = 2"); }},
+         [](const std::string& file) { RunOn(file, "PRAGMA user_version = 2"); }},
         {STORE_CORRUPT, "another program", STORE_CREATE,
-         [](StoreTest* t, const std::string&) { t->Sql("PRAGMA user_version = 0"); }},
+         [](const std::string& file) { RunOn(file, "PRAGMA user_version = 0"); }},
         {STORE_FAILED, "cannot be used", STORE_CREATE,
-         [](StoreTest*, const std::string& file) {
+         [](const std::string& file) {
              std::filesystem::remove(file);
              std::filesystem::create_directory(file);
          }},
@@ -53,7 +53,7 @@ TEST_F(StoreTest, RefusesWhatItCannotRead) {
         std::filesystem::remove_all(m_directory + "/own");
         CreateStore();
         CloseStore(&m_store);
-        row.pfnSpoil(this, m_file);
+        row.pfnSpoil(m_file);
         EXPECT_EQ(OpenStore(&m_store, row.nMode, 100), row.nExpected) << m_store.szError;
         EXPECT_EQ(m_store.pDb, nullptr);
         EXPECT_THAT(m_store.szError,

@@ -14,6 +14,14 @@
 #include "modules/store/store_reports.h"
 #include "report/report_records.h"
 
+// Runs statements over a connection of the test's own.
+inline void RunOn(const std::string& file, const char* szSql) {
+    sqlite3* pDb = nullptr;
+    ASSERT_EQ(sqlite3_open(file.c_str(), &pDb), SQLITE_OK);
+    EXPECT_EQ(sqlite3_exec(pDb, szSql, nullptr, nullptr, nullptr), SQLITE_OK) << sqlite3_errmsg(pDb);
+    sqlite3_close(pDb);
+}
+
 class TempStoreTest : public testing::Test {
   protected:
     void SetUp() override {
@@ -29,14 +37,6 @@ class TempStoreTest : public testing::Test {
         std::filesystem::remove_all(m_directory);
     }
     void CreateStore() { ASSERT_EQ(OpenStore(&m_store, STORE_CREATE, 100), STORE_OK) << m_store.szError; }
-
-    // Statements over a connection of the test's own.
-    void Sql(const char* szSql) {
-        sqlite3* pDb = nullptr;
-        ASSERT_EQ(sqlite3_open(m_file.c_str(), &pDb), SQLITE_OK);
-        EXPECT_EQ(sqlite3_exec(pDb, szSql, nullptr, nullptr, nullptr), SQLITE_OK) << sqlite3_errmsg(pDb);
-        sqlite3_close(pDb);
-    }
 
     std::string m_directory;
     std::string m_file;
@@ -74,7 +74,7 @@ inline ReportRecordBlock BlockRecord(const char* szURL, const char* szTime = "05
 }
 
 inline ClientReportRecord ClientRecord(const char* szURL, uint16_t nSecond = 9) {
-    ClientReportRecord record = {.nLocalTime = {2024, 3, 2, 5, 14, 7, nSecond, 0}};
+    ClientReportRecord record = {{2024, 3, 2, 5, 14, 7, nSecond, 0}, {}, {}, 0, {}};
     WidenText(record.wszURL, szURL);
     WidenText(record.wszName, "Custom blocked");
     WidenText(record.wszUser, "alice");
