@@ -9,8 +9,6 @@
 #include "policy/settings_load.h"
 #include "policy/worker_pause_hook.h"
 
-uint8_t g_bFirstFTPAddrMatch = 1;
-
 namespace {
 
 void LoadSettingsForFirstFTPMatch();

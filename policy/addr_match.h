@@ -3,14 +3,7 @@
 // Any worker, inside its own lock.
 #pragma once
 
-#include <cstdint>
-
 #include "inspect/web_request.h"
-
-// 1 from process start until the first FTP request is matched here, never set again. Before that one match
-// the settings are loaded again with all workers kept out (policy/worker_pause_hook.h), so any worker may
-// read it inside its own lock.
-extern uint8_t g_bFirstFTPAddrMatch;
 
 // Walks g_pAllowAddrList when bAllowListPass is 1, else g_pBlockAddrList. An entry hits an FTP request when
 // it occurs anywhere in szCheckURL, any other request when it equals szCheckURL; case does not matter. A hit

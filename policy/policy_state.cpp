@@ -20,3 +20,5 @@ tagListEntry* g_pTrustedSiteList = nullptr;
 tagPatternTable g_ExclusionPatterns = {0, nullptr};
 tagAddrRangeTable g_ExcludedRanges = {0, nullptr};
 tagPatternTable g_TrustedURLPatterns = {0, nullptr};
+
+uint8_t g_bFirstFTPAddrMatch = 1;

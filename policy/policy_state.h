@@ -28,3 +28,7 @@ extern tagListEntry* g_pTrustedSiteList;  // every trusted entry
 extern tagPatternTable g_ExclusionPatterns;
 extern tagAddrRangeTable g_ExcludedRanges;
 extern tagPatternTable g_TrustedURLPatterns;
+
+// 1 from process start until an FTP request is first matched against an address list (policy/addr_match.h),
+// never set again.
+extern uint8_t g_bFirstFTPAddrMatch;
