@@ -1,0 +1,19 @@
+// Takes the place of the system's resolver in a test program that links it: answers depend on the script
+// alone, not on the network.
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace scripted_resolver {
+
+// A name without a script is not known (EAI_NONAME).
+void Answer(const std::string& name, std::vector<std::string> numericAddresses);
+void Fail(const std::string& name, int nError);
+
+// The names asked for since the last Reset, in order.
+const std::vector<std::string>& Asked();
+
+void Reset();
+
+}  // namespace scripted_resolver
