@@ -89,6 +89,7 @@ TEST(ParseClientHello, TellsWhyThereIsNoName) {
         {"extensions run past the record", Changed(hello, nExtensions + 1, kName.size() + 1), -5},
         {"extensions empty", Hello(""), -2},
         {"no server_name", Hello(Extension(16, "xx")), -2},
+        {"last extension without a body", Hello(Extension(23, "")), -2},
         {"half an extension header", Hello(Extension(16, "xx") + "\0\0\0"s), -5},
         {"other extension runs out", Hello(Cut(Extension(16, "xx"), 1)), -5},
         {"server_name runs out", Hello(Cut(kName, 1)), -5},
