@@ -85,7 +85,7 @@ std::string FindExcludedRange(uint32_t nAddress) {
     for (uint32_t i = 0; i < g_ExcludedRanges.nCount; ++i) {
         const tagAddrRange range = g_ExcludedRanges.pRanges[i];
         const Substitute one(g_ExcludedRanges, {1, g_ExcludedRanges.pRanges + i});
-        if (IsDestinationExcluded(packet) != 0) continue;
+        if (IsDestinationExcluded(&packet) != 0) continue;
         const auto* pBytes = reinterpret_cast<const uint8_t*>(&range);
         return FormatRecords(FindDataFileKind("ranges"), Records(pBytes, pBytes + sizeof range))[0];
     }

@@ -46,9 +46,11 @@ void RefuseBadEntry(const tagEntry& entry) {
     if (std::any_of(entry.text.begin(), entry.text.end(), isBlankOrControl)) {
         refuse("contains a blank or a control character");
     }
-    const std::string reading = ReadAsDaemon(entry).text;
-    if (reading.empty() || reading == "." || reading[0] == '/' || reading.starts_with("./")) {
-        refuse("names no host: websec would read " + Quoted(reading));
+    const tagEntryReading reading = ReadAsDaemon(entry);
+    std::string_view host = reading.text;
+    if (host.starts_with('.')) host.remove_prefix(1);
+    if (host.empty() || host.starts_with('/')) {
+        refuse("names no host: websec would read " + Quoted(reading.text));
     }
 }
 

@@ -76,14 +76,14 @@ bool BuildRequest(const tagURLParts& url, uint32_t nDstAddr, tagWebRequest& requ
     packet.nDataLen = static_cast<uint16_t>(data.size());
     if (DetectProtocol(&packet, &request) != 0) return false;
     if (request.nProtocol == PROTO_HTTP) {
-        (void)ExtractHTTPRequest(packet, request);
-        (void)BuildHTTPURL(request);
+        (void)ExtractHTTPRequest(&packet, &request);
+        (void)BuildHTTPURL(&request);
         return true;
     }
     if (request.nProtocol != PROTO_FTP) return false;
-    (void)ExtractFTPArgument(packet, request);
-    (void)SetFTPServerHost(packet, request);
-    (void)BuildFTPURL(request);
+    (void)ExtractFTPArgument(&packet, &request);
+    (void)SetFTPServerHost(&packet, &request);
+    (void)BuildFTPURL(&request);
     return true;
 }
 
@@ -102,7 +102,7 @@ bool BuildHTTPSRequest(const tagURLParts& url, tagWebRequest& request) {
     if (url.host.size() <= 1) return false;
     request.nProtocol = PROTO_HTTPS;
     (void)CopyText(request.szHost, url.host);
-    (void)BuildHTTPSURL(request);
+    (void)BuildHTTPSURL(&request);
     return true;
 }
 
