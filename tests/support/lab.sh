@@ -6,7 +6,7 @@
 # or outlives COMMAND; its exit status is passed on. 77: the machine cannot do it, and why.
 #
 #   this host   192.0.2.1 on client0, and loopback
-#   server      192.0.2.2 to 192.0.2.5 on server0, in the network namespace "server"
+#   server      192.0.2.2 to 192.0.2.6 on server0, in the network namespace "server"
 #               nginx on 80, 8080, 3128 and (TLS) 443; vsftpd on 21 when it is installed
 #
 # LAB_DIR, in the environment of COMMAND, holds what the servers write: access.log has one line per request
@@ -66,7 +66,7 @@ network() {
     ip link add client0 type veth peer name server0 netns server
     ip address add 192.0.2.1/24 dev client0
     ip link set client0 up
-    for last in 2 3 4 5; do ip -n server address add 192.0.2.$last/24 dev server0; done
+    for last in 2 3 4 5 6; do ip -n server address add 192.0.2.$last/24 dev server0; done
     ip -n server link set lo up
     ip -n server link set server0 up
     # A first run of iptables loads what it needs; without the queue target nothing here makes sense.
