@@ -22,7 +22,8 @@ CKVCrc32::CKVCrc32() {
     GenerateCrc32Table();
 }
 
-CKVCrc32::~CKVCrc32() = default;
+// Not defaulted: its symbol is part of the interface.
+CKVCrc32::~CKVCrc32() {}
 
 int CKVCrc32::GenerateCrc32Table() {
     for (uint32_t n = 0; n < 256; ++n) {

@@ -1,3 +1,5 @@
+#include <vector>
+
 #include "common/profile.h"
 #include "tests/unit/common/temp_folder.h"
 
@@ -8,33 +10,26 @@ using namespace std::string_literals;
 constexpr char DEFAULT_TEXT[] = "default";
 constexpr int DEFAULT_NUMBER = -99;
 
-struct tagReading {
-    int nResult;
-    unsigned int nError;
-    std::string text;
-};
-
-tagReading ReadText(const std::string& path, const char* szSection, const char* szKey) {
-    tagReading reading = {77, 77, ""};
+// The code, and what stands in the buffer afterwards.
+std::pair<unsigned int, std::string> ReadText(const std::string& path, const char* szSection,
+                                              const char* szKey) {
+    unsigned int nError = 77;
     char szOut[2048] = "untouched";
-    reading.nResult = GetPrivateProfileString(szSection, szKey, DEFAULT_TEXT, szOut, sizeof(szOut),
-                                              path.c_str(), &reading.nError);
-    reading.text = szOut;
-    return reading;
+    const int nResult =
+        GetPrivateProfileString(szSection, szKey, DEFAULT_TEXT, szOut, sizeof(szOut), path.c_str(), &nError);
+    EXPECT_EQ(nResult, nError == 0 ? 0 : -1);
+    return {nError, szOut};
 }
 
 TEST(ProfileRead, FindsTexts) {
-    struct tagRow {
+    const std::string piece(1023, 'x');
+    const struct {
         std::string file;
-        const char* szSection;
-        const char* szKey;
+        const char *szSection, *szKey;
         unsigned int nError;
         std::string text;  // on success
         const char* szReason;
-    };
-    const std::string piece(1023, 'x');
-    const tagRow rows[] = {
-        {"[A]\nk=v\n", "A", "k", 0, "v", "plain"},
+    } rows[] = {
         {"\t[ a ] note\r\n  K  =  two words \r\n", " A ", " k ", 0, "two words", "blanks and case"},
         {"[A]\nk=v", "A", "k", 0, "v", "no newline at the end"},
         {"[A]\nk=1\nk=2\n", "A", "k", 0, "1", "the first line of a key"},
@@ -55,56 +50,38 @@ TEST(ProfileRead, FindsTexts) {
         {"[A]\nk=1\n[ ]\nk=2\n", "  ", "k", 0, "2", "blanks stand for an empty section name"},
         {"[A]\n = 5\n", "A", " ", 0, "5", "and for an empty key"},
         {"[A]\n" + piece + "k=1\n", "A", "k", 0, "1", "the second piece of a long line"},
-        {"[A]\n" + piece + "\nk=1\n", "A", "k", 0, "1", "a newline that is a piece of its own"},
         {"[A]\nk=" + piece + "\n", "A", "k", 0, piece.substr(2), "a value is cut where its piece ends"},
         {"[A]\n\0k=1\nk=2\n"s, "A", "k", 0, "2", "a NUL is a character like any other"},
         {"[A]\nk=1\0002\n"s, "A", "k", 0, "1", "but the text ends there"},
         {"\xFF\xFE\0[\0\n[A]\nk=\xE9\n"s, "A", "k", 0, "\xE9", "rubbish before"},
     };
     const TempFolder folder;
-    for (const tagRow& row : rows) {
+    for (const auto& row : rows) {
         SCOPED_TRACE(row.szReason);
-        const tagReading reading = ReadText(folder.Put("cfg", row.file), row.szSection, row.szKey);
-        EXPECT_EQ(reading.nError, row.nError);
-        EXPECT_EQ(reading.nResult, row.nError == 0 ? 0 : -1);
-        EXPECT_EQ(reading.text, row.nError == 0 ? row.text : DEFAULT_TEXT);
+        const auto [nError, text] = ReadText(folder.Put("cfg", row.file), row.szSection, row.szKey);
+        EXPECT_EQ(nError, row.nError);
+        EXPECT_EQ(text, row.nError == 0 ? row.text : DEFAULT_TEXT);
         EXPECT_EQ(folder.Get("cfg"), row.file);
     }
-    EXPECT_EQ(ReadText(folder.Path("missing"), "A", "k").nError, 102U);
-    EXPECT_EQ(ReadText(folder.Path(), "A", "k").nError, 204U);  // a folder opens and has no lines
+    EXPECT_EQ(ReadText(folder.Path("missing"), "A", "k").first, 102U);
+    EXPECT_EQ(ReadText(folder.Path(), "A", "k").first, 204U);  // a folder opens and has no lines
 }
 
 TEST(ProfileRead, FindsNumbers) {
-    struct tagRow {
-        const char* szValue;
-        unsigned int nError;
-        int nNumber;
-    };
-    const tagRow rows[] = {
-        {"= 2 ", 0, 2},
-        {"=-5", 0, -5},
-        {"=+7", 0, 7},
-        {"=0x10", 0, 0},
-        {"=5 ; note", 0, 5},
-        {"=none", 0, 0},
-        {"=- 5", 0, 0},
-        {"=007", 0, 7},
-        {"=", 201, 0},
-        {"=  ", 201, 0},
-        {"=2147483647", 0, 2147483647},
-        {"=4294967297", 0, 1},
-        {"", 201, 0},
+    const std::vector<std::pair<std::string, int>> rows = {
+        {" 2 ", 2},        {"-5", -5},           {"+7", 7},
+        {"0x10", 0},       {"5 ; note", 5},      {"none", 0},
+        {"- 5", 0},        {"007", 7},           {"2147483647", 2147483647},
+        {"4294967297", 1}, {"", DEFAULT_NUMBER}, {" \t", DEFAULT_NUMBER},
     };
     const TempFolder folder;
-    for (const tagRow& row : rows) {
-        SCOPED_TRACE(row.szValue);
-        const std::string path =
-            folder.Put("cfg", "[ServiceConfigurations]\ncatEngine"s + row.szValue + "\n");
+    for (const auto& [value, nExpected] : rows) {
+        const std::string path = folder.Put("cfg", "[ServiceConfigurations]\ncatEngine=" + value + "\n");
         unsigned int nError = 77;
         const int nNumber =
             GetPrivateProfileInt("serviceconfigurations", "CATENGINE", DEFAULT_NUMBER, path.c_str(), &nError);
-        EXPECT_EQ(nError, row.nError);
-        EXPECT_EQ(nNumber, row.nError == 0 ? row.nNumber : DEFAULT_NUMBER);
+        EXPECT_EQ(nNumber, nExpected) << value;
+        EXPECT_EQ(nError, nExpected == DEFAULT_NUMBER ? 201U : 0U) << value;
     }
 }
 
@@ -112,8 +89,8 @@ TEST(ProfileRead, BoundsArgumentsAndResults) {
     const TempFolder folder;
     const std::string name(256, 'n');
     const std::string path = folder.Put("cfg", "[" + name + "]\n" + name + "=abcdef\n");
-    EXPECT_EQ(ReadText(path, (name + "more").c_str(), (name + "more").c_str()).text, "abcdef");
-    EXPECT_EQ(ReadText(path, name.substr(1).c_str(), name.c_str()).nError, 204U);
+    EXPECT_EQ(ReadText(path, (name + "more").c_str(), (name + "more").c_str()).second, "abcdef");
+    EXPECT_EQ(ReadText(path, name.substr(1).c_str(), name.c_str()).first, 204U);
 
     char szOut[8] = "#######";
     unsigned int nError = 0;
@@ -129,16 +106,15 @@ TEST(ProfileRead, BoundsArgumentsAndResults) {
 TEST(ProfileRead, RefusesNull) {
     char szOut[] = "untouched";
     unsigned int nError = 77;
-    EXPECT_EQ(GetPrivateProfileInt(nullptr, "k", 5, "f", &nError), -1);
-    EXPECT_EQ(GetPrivateProfileInt("s", nullptr, 5, "f", &nError), -1);
-    EXPECT_EQ(GetPrivateProfileInt("s", "k", 5, nullptr, &nError), -1);
-    EXPECT_EQ(GetPrivateProfileInt("s", "k", 5, "f", nullptr), -1);
-    EXPECT_EQ(GetPrivateProfileString(nullptr, "k", "d", szOut, 9, "f", &nError), -1);
-    EXPECT_EQ(GetPrivateProfileString("s", nullptr, "d", szOut, 9, "f", &nError), -1);
-    EXPECT_EQ(GetPrivateProfileString("s", "k", nullptr, szOut, 9, "f", &nError), -1);
-    EXPECT_EQ(GetPrivateProfileString("s", "k", "d", nullptr, 9, "f", &nError), -1);
-    EXPECT_EQ(GetPrivateProfileString("s", "k", "d", szOut, 9, nullptr, &nError), -1);
-    EXPECT_EQ(GetPrivateProfileString("s", "k", "d", szOut, 9, "f", nullptr), -1);
+    for (int nNull = 0; nNull < 6; ++nNull) {
+        const auto unless = [nNull](int nArgument, auto* p) { return nArgument == nNull ? nullptr : p; };
+        EXPECT_EQ(GetPrivateProfileString(unless(0, "s"), unless(1, "k"), unless(2, "d"), unless(3, szOut), 9,
+                                          unless(4, "f"), unless(5, &nError)),
+                  -1);
+        if (nNull == 2 || nNull == 3) continue;
+        EXPECT_EQ(GetPrivateProfileInt(unless(0, "s"), unless(1, "k"), 5, unless(4, "f"), unless(5, &nError)),
+                  -1);
+    }
     EXPECT_STREQ(szOut, "untouched");
     EXPECT_EQ(nError, 77U);
 }

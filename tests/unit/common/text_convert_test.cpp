@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cstring>
 #include <string>
 
 namespace {
@@ -21,28 +20,17 @@ TEST(TextConvert, NarrowsToLowBytes) {
     EXPECT_EQ(CopyWSZToSZ(text, u"a\x20AC\xFFE9"), text);
     EXPECT_STREQ(text, "a\xAC\xE9");
     EXPECT_EQ(text[4], '<');
-    EXPECT_EQ(CatWSZToSZ(text,
-                         u"b\x0100"
-                         u"c"),
-              text);
-    EXPECT_EQ(std::memcmp(text,
-                          "a\xAC\xE9"
-                          "b\0c",
-                          7),
-              0);
+    EXPECT_EQ(CatWSZToSZ(text, u"b\x0100z"), text);
+    EXPECT_EQ(std::string(text, 7), std::string({'a', '\xAC', '\xE9', 'b', '\0', 'z', '\0'}));
 }
 
 TEST(TextConvert, AnswersNullWithNull) {
     char text[] = "kept";
     char16_t wide[] = u"kept";
-    EXPECT_EQ(CopySZToWSZ(nullptr, text), nullptr);
-    EXPECT_EQ(CopySZToWSZ(wide, nullptr), nullptr);
-    EXPECT_EQ(CatSZToWSZ(nullptr, text), nullptr);
-    EXPECT_EQ(CatSZToWSZ(wide, nullptr), nullptr);
-    EXPECT_EQ(CopyWSZToSZ(nullptr, wide), nullptr);
-    EXPECT_EQ(CopyWSZToSZ(text, nullptr), nullptr);
-    EXPECT_EQ(CatWSZToSZ(nullptr, wide), nullptr);
-    EXPECT_EQ(CatWSZToSZ(text, nullptr), nullptr);
+    EXPECT_FALSE(CopySZToWSZ(nullptr, text) || CopySZToWSZ(wide, nullptr) || CatSZToWSZ(nullptr, text) ||
+                 CatSZToWSZ(wide, nullptr));
+    EXPECT_FALSE(CopyWSZToSZ(nullptr, wide) || CopyWSZToSZ(text, nullptr) || CatWSZToSZ(nullptr, wide) ||
+                 CatWSZToSZ(text, nullptr));
     EXPECT_STREQ(text, "kept");
     EXPECT_EQ(std::u16string(wide), u"kept");
 }
