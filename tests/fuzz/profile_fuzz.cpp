@@ -1,6 +1,5 @@
 // A profile file of any bytes is read and rewritten. The input's first line names section, key and value,
-// with
-// "|" between them; what follows is the file. Nothing may go out of bounds, and a plain value that was
+// with "|" between them; what follows is the file. Nothing may go out of bounds, and a plain value that was
 // written is read back.
 #include <stdlib.h>
 #include <unistd.h>
