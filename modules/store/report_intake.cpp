@@ -56,12 +56,16 @@ int64_t FindOtherHalf(tagStore* pStore, const tagDecodedReport& report, int* pRe
     BindText(pStatement, 2, report.szUser);
     BindNumber(pStatement, 3, REPORT_PARTS_ALL - report.nParts);
     int64_t nId = 0;
+    int nStepped = SQLITE_OK;
     for (const int64_t nApart : {0, 1, -1}) {
         BindNumber(pStatement, 4, report.nTime + nApart);
         if (StepRow(pStatement)) nId = sqlite3_column_int64(pStatement, 0);
-        if (nId != 0 || sqlite3_reset(pStatement) != SQLITE_OK) break;
+        nStepped = sqlite3_reset(pStatement);
+        if (nId != 0 || nStepped != SQLITE_OK) break;
     }
-    *pResult = FinishSql(pStore, pStatement);
+    const int nFailed = StoreError(pStore, nStepped);
+    const int nFinished = FinishSql(pStore, pStatement);
+    *pResult = nFailed != STORE_OK ? nFailed : nFinished;
     return nId;
 }
 
