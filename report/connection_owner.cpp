@@ -59,11 +59,12 @@ size_t PasswordEntryBytes() {
     return nBytes == -1 ? DEFAULT_PASSWORD_BYTES : static_cast<size_t>(nBytes);
 }
 
-// False for a line that does not yield all three numbers, such as the heading. The compiler takes offence at
-// the sizes of the columns that are passed over.
+// False for a line that does not yield all three numbers, such as the heading. A number beyond its type
+// becomes one that is no port. The compiler takes offence at the sizes of the columns that are passed over.
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wformat"
 bool ParseTableLine(const char* szLine, tagTableLine& line) {
+    // NOLINTNEXTLINE(cert-err34-c)
     return sscanf(szLine, "%*u: %*x:%lx %*08lx:%lx %*x %*x:%*x %*x:%*x %*x %d %*d %*lu", &line.nLocalPort,
                   &line.nRemotePort, &line.nUid) == 3;
 }
