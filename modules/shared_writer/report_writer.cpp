@@ -72,7 +72,8 @@ void StopReportWriter(tagReportWriter* pWriter, int nWaitMs) {
     pWriter->bStopping = 1;
     pthread_cond_broadcast(&pWriter->changed);
     // One attempt may still be under way at nStopAt.
-    while (pWriter->bStarted && !pWriter->bEnded && WaitUntil(pWriter, pWriter->nStopAt + 2 * BUSY_MS)) {
+    while (pWriter->bStarted && !pWriter->bEnded &&
+           WaitUntil(pWriter, pWriter->nStopAt + int64_t{2} * BUSY_MS)) {
     }
     const int bStuck = pWriter->bStarted && !pWriter->bEnded;  // in a disk that does not answer
     const int64_t nLeft = pWriter->nLost + static_cast<int64_t>(pWriter->nCount);

@@ -20,7 +20,8 @@ void DecodeHarmful(const void* pRecord, tagDecodedReport* pReport);
 void DecodePhishing(const void* pRecord, tagDecodedReport* pReport);
 void DecodeClient(const void* pRecord, tagDecodedReport* pReport);
 void SetHost(tagDecodedReport* pReport);
-int64_t TimeOfText(const char* szTime);
+int64_t TimeOfText(std::string_view time);
+int DigitsAt(std::string_view text, size_t nAt, size_t nCount);
 int64_t TimeOfParts(int nYear, int nMonth, int nDay, int nHour, int nMinute, int nSecond);
 uint32_t ResultOfClientCategory(uint32_t nCategory);
 }  // namespace
@@ -117,7 +118,7 @@ void DecodeClient(const void* pRecord, tagDecodedReport* pReport) {
     pReport->nTime = TimeOfParts(t[0], t[1], t[3], t[4], t[5], t[6]);
     if (pReport->nTime == -1) return;
     std::snprintf(pReport->szTime, sizeof pReport->szTime, "%02u-%.3s-%u %02u:%02u:%02u", t[3],
-                  &MONTHS[3 * (t[1] - 1)], t[0], t[4], t[5], t[6]);
+                  &MONTHS[size_t{3} * (t[1] - 1u)], t[0], t[4], t[5], t[6]);
 }
 
 void SetHost(tagDecodedReport* pReport) {
@@ -129,22 +130,28 @@ void SetHost(tagDecodedReport* pReport) {
 }
 
 // "05-Mar-2024 14:07:09", whatever the locale of the process.
-int64_t TimeOfText(const char* szTime) {
-    int nDay, nYear, nHour, nMinute, nSecond;
-    char szMonth[4];
-    if (std::sscanf(szTime, "%2d-%3[A-Za-z]-%4d %2d:%2d:%2d", &nDay, szMonth, &nYear, &nHour, &nMinute,
-                    &nSecond) != 6) {
-        return -1;
+int64_t TimeOfText(std::string_view time) {
+    if (time.size() != 20) return -1;
+    const size_t nMonth = std::string_view(MONTHS).find(time.substr(3, 3));
+    if (nMonth == std::string_view::npos || nMonth % 3 != 0) return -1;
+    return TimeOfParts(DigitsAt(time, 7, 4), static_cast<int>(nMonth / 3) + 1, DigitsAt(time, 0, 2),
+                       DigitsAt(time, 12, 2), DigitsAt(time, 15, 2), DigitsAt(time, 18, 2));
+}
+
+// -1 when there are others than digits.
+int DigitsAt(std::string_view text, size_t nAt, size_t nCount) {
+    int nNumber = 0;
+    for (const char c : text.substr(nAt, nCount)) {
+        if (c < '0' || c > '9') return -1;
+        nNumber = nNumber * 10 + (c - '0');
     }
-    const size_t nAt = std::string_view(MONTHS).find(szMonth);
-    if (std::strlen(szMonth) != 3 || nAt == std::string_view::npos || nAt % 3 != 0) return -1;
-    return TimeOfParts(nYear, static_cast<int>(nAt / 3) + 1, nDay, nHour, nMinute, nSecond);
+    return nNumber;
 }
 
 // Local time to seconds since 1970; -1 for what is no time.
 int64_t TimeOfParts(int nYear, int nMonth, int nDay, int nHour, int nMinute, int nSecond) {
     if (nYear < 1970 || nMonth < 1 || nMonth > 12 || nDay < 1 || nDay > 31) return -1;
-    if (nHour > 23 || nMinute > 59 || nSecond > 60) return -1;
+    if (nHour < 0 || nHour > 23 || nMinute < 0 || nMinute > 59 || nSecond < 0 || nSecond > 60) return -1;
     struct tm local = {};
     local.tm_year = nYear - 1900;
     local.tm_mon = nMonth - 1;

@@ -65,14 +65,15 @@ int ConnectStore(tagStore* pStore, int nMode, int nBusyMs) {
     const int nOpened =
         sqlite3_open_v2(pStore->szPath, &pStore->pDb, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX, nullptr);
     if (nOpened != SQLITE_OK) return StoreError(pStore, nOpened);
-    sqlite3_busy_handler(pStore->pDb, WaitForLock, reinterpret_cast<void*>(static_cast<intptr_t>(nBusyMs)));
+    pStore->nBusyMs = nBusyMs;
+    sqlite3_busy_handler(pStore->pDb, WaitForLock, &pStore->nBusyMs);
     return CheckVersion(pStore, nMode);
 }
 
 // SQLite's own time-out sleeps longer and longer, and so loses every race against a busy writer.
 int WaitForLock(void* pBusyMs, int nCalls) {
-    constexpr intptr_t STEP_MS = 4;
-    if (nCalls * STEP_MS >= reinterpret_cast<intptr_t>(pBusyMs)) return 0;
+    constexpr int STEP_MS = 4;
+    if (nCalls >= *static_cast<const int*>(pBusyMs) / STEP_MS) return 0;
     usleep(STEP_MS * 1000);
     return 1;
 }

@@ -41,8 +41,10 @@ constexpr int STORE_SCHEMA_VERSION = 1;
 constexpr char STORE_FILE[] = "/var/lib/websec/websec.db";
 constexpr int STORE_BUSY_MS_SETTINGS = 2000;  // a reload of settings waits no longer for a lock
 
+// An open one stays where it is: SQLite knows its address.
 struct tagStore {
     sqlite3* pDb;        // null: closed
+    int nBusyMs;         // as given to OpenStore
     int bInChange;       // 1 between BeginStoreChange and EndStoreChange
     char szPath[512];    // the file, set by OpenStore
     char szError[1024];  // cause of the last failure, for people; empty before the first

@@ -15,8 +15,8 @@ class ReportModulesTest : public TempStoreTest {
   protected:
     void SetUp() override {
         TempStoreTest::SetUp();
-        m_pDbMod = dlopen(DBMOD_FILE, RTLD_LAZY);
-        m_pClRptMod = dlopen(CLRPTMOD_FILE, RTLD_LAZY);
+        m_pDbMod = OpenCopy(DBMOD_FILE);
+        m_pClRptMod = OpenCopy(CLRPTMOD_FILE);
         ASSERT_TRUE(m_pDbMod && m_pClRptMod) << dlerror();
         m_pfnSettings = Symbol<AvGetClientAllSettingDataFn>(m_pDbMod, "AvGetClientAllSettingData");
         m_pfnTyped = Symbol<AvInsertClientReportDataFn>(m_pDbMod, "AvInsertClientReportData");
@@ -26,6 +26,12 @@ class ReportModulesTest : public TempStoreTest {
         CloseModules();
         ReleaseSettings(m_settings);
         TempStoreTest::TearDown();
+    }
+    // A copy is loaded beside one that the program is linked with, and unloaded for certain.
+    void* OpenCopy(const std::filesystem::path& module) {
+        const std::filesystem::path copy = std::filesystem::path(m_directory) / module.filename();
+        std::filesystem::copy_file(module, copy);
+        return dlopen(copy.c_str(), RTLD_LAZY);
     }
     void CloseModules() {
         if (m_pDbMod) dlclose(m_pDbMod);
