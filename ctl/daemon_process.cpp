@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "ctl/proc_file.h"
+#include "ctl/read_file.h"
 
 namespace {
 
@@ -114,7 +115,7 @@ tagProcessStatus ParseProcessStatus(std::string_view text) {
 namespace {
 
 bool IsDaemonHere(pid_t pid) {
-    if (ReadProcText(ProcPath(pid, "comm")) != std::string(DAEMON_NAME) + "\n") return false;
+    if (ReadTextFile(ProcPath(pid, "comm")) != std::string(DAEMON_NAME) + "\n") return false;
     if (const auto program = ReadProcLink(ProcPath(pid, "exe"))) {
         std::string_view name = *program;
         name.remove_prefix(name.rfind('/') + 1);
@@ -130,7 +131,7 @@ bool IsDaemonHere(pid_t pid) {
 }
 
 std::optional<tagProcessStatus> ReadProcessStatus(pid_t pid) {
-    const auto text = ReadProcText(ProcPath(pid, "status"));
+    const auto text = ReadTextFile(ProcPath(pid, "status"));
     if (!text || text->empty()) return std::nullopt;
     return ParseProcessStatus(*text);
 }

@@ -10,8 +10,6 @@
 #include <cinttypes>
 #include <cstdio>
 #include <cstring>
-#include <fstream>
-#include <iterator>
 
 #include "ctl/output.h"
 #include "modules/asapsdk/check_sum.h"
@@ -52,18 +50,18 @@ void TakeRecords(Table& table, const Record* pRecords, void (*FreeTable)(Table&)
 
 }  // namespace
 
-Records ReadDataFile(const std::string& path, const tagDataFileKind& kind) {
+tagDataFileContent ReadDataFile(const std::string& path, const tagDataFileKind& kind) {
     const OpenedFile file(path);
     Records records;
     const int nCode = kind.kind == DataFileKind::CategoryStatus
                           ? ReadCategoryStatusRecord(file, kind, records)
                           : ReadWithDaemonReader(path, kind, records);
-    if (nCode == 0) return records;
-    std::string text;
-    for (const auto& problem : Diagnose(file, kind))
-        text += (text.empty() ? "" : "; ") + problem;
-    if (text.empty()) text = "the reader gives up with code " + std::to_string(nCode);
-    throw CtlError(Printable(path) + " is damaged: " + text);
+    if (nCode == 0) return {records, {}};
+    tagDataFileContent content{{}, Diagnose(file, kind)};
+    if (content.problems.empty()) {
+        content.problems.push_back("the reader gives up with code " + std::to_string(nCode));
+    }
+    return content;
 }
 
 namespace {

@@ -7,5 +7,10 @@
 
 #include "ctl/data_file_kind.h"
 
-// The records as the daemon would take them. Throws CtlError that names the file and what is wrong with it.
-Records ReadDataFile(const std::string& path, const tagDataFileKind& kind);
+struct tagDataFileContent {
+    Records records;                    // as the daemon would take them; none with a problem
+    std::vector<std::string> problems;  // in words; at least one when the daemon refuses the file
+};
+
+// Throws CtlError when the file cannot be opened at all.
+tagDataFileContent ReadDataFile(const std::string& path, const tagDataFileKind& kind);

@@ -1,9 +1,8 @@
 // websecctl datafile: builds, shows and verifies the protected data files.
+#include <unistd.h>
+
 #include <cerrno>
 #include <cstring>
-#include <fstream>
-#include <iostream>
-#include <iterator>
 #include <memory>
 #include <string>
 #include <vector>
@@ -14,6 +13,7 @@
 #include "ctl/data_file_text.h"
 #include "ctl/data_file_writer.h"
 #include "ctl/output.h"
+#include "ctl/read_file.h"
 
 namespace {
 
@@ -30,6 +30,7 @@ void AddReading(CLI::App& group, const char* szName, const char* szDescription,
 void Build(const tagDataFileArguments& arguments);
 void Show(const tagDataFileArguments& arguments);
 void Verify(const tagDataFileArguments& arguments);
+std::string DamageText(const std::string& path, const tagDataFileContent& content);
 std::string ReadInput(const tagDataFileKind& kind, const std::string& input);
 std::string CountText(const tagDataFileKind& kind, const Records& records);
 
@@ -92,7 +93,9 @@ void Build(const tagDataFileArguments& arguments) {
 
 void Show(const tagDataFileArguments& arguments) {
     const tagDataFileKind& kind = RecogniseDataFileKind(arguments.file, arguments.kind);
-    const auto lines = FormatRecords(kind, ReadDataFile(arguments.file, kind));
+    const tagDataFileContent content = ReadDataFile(arguments.file, kind);
+    if (!content.problems.empty()) throw CtlError(DamageText(arguments.file, content));
+    const auto lines = FormatRecords(kind, content.records);
     std::string text;
     for (const auto& line : lines)
         text += (text.empty() ? "" : "\n") + line;
@@ -101,18 +104,31 @@ void Show(const tagDataFileArguments& arguments) {
 
 void Verify(const tagDataFileArguments& arguments) {
     const tagDataFileKind& kind = RecogniseDataFileKind(arguments.file, arguments.kind);
-    const Records records = ReadDataFile(arguments.file, kind);
-    PrintAnswer({{"file", arguments.file}, {"kind", kind.szName}, {"records", CountRecords(kind, records)}},
-                Printable(arguments.file) + ": sound, " + CountText(kind, records));
+    const tagDataFileContent content = ReadDataFile(arguments.file, kind);
+    const bool bSound = content.problems.empty();
+    const Json document{{"file", arguments.file},
+                        {"kind", kind.szName},
+                        {"sound", bSound},
+                        {"records", CountRecords(kind, content.records)},
+                        {"problems", content.problems}};
+    PrintAnswer(document,
+                bSound ? Printable(arguments.file) + ": sound, " + CountText(kind, content.records) : "");
+    if (!bSound) throw CtlError(DamageText(arguments.file, content));
+}
+
+std::string DamageText(const std::string& path, const tagDataFileContent& content) {
+    std::string text;
+    for (const auto& problem : content.problems)
+        text += (text.empty() ? "" : "; ") + problem;
+    return Printable(path) + " is damaged: " + text;
 }
 
 std::string ReadInput(const tagDataFileKind& kind, const std::string& input) {
-    if (kind.kind == DataFileKind::CategoryStatus && (input == "on" || input == "off")) return input;
-    if (input == "-") return {std::istreambuf_iterator<char>(std::cin), {}};
-    std::ifstream file(input, std::ios::binary);
-    std::string text{std::istreambuf_iterator<char>(file), {}};
-    if (!file) throw CtlError("cannot read " + Quoted(input) + ": " + std::strerror(errno));
-    return text;
+    const bool bValue = input == "on" || input == "off" || input == "1" || input == "0";
+    if (kind.kind == DataFileKind::CategoryStatus && bValue) return input;
+    const auto text = input == "-" ? ReadDescriptor(STDIN_FILENO) : ReadTextFile(input);
+    if (!text) throw CtlError("cannot read " + Quoted(input) + ": " + std::strerror(errno));
+    return *text;
 }
 
 std::string CountText(const tagDataFileKind& kind, const Records& records) {

@@ -28,6 +28,7 @@ struct tagListArguments {
 
 void AddListGroup(CLI::App& app, const tagListGroup& group);
 void AddEntries(int nList, const tagListArguments& arguments);
+const char* AddEntry(SettingsStore& store, int nList, const tagEntry& entry);
 void RemoveEntries(int nList, const tagListArguments& arguments);
 void ListEntries(int nList);
 Json EntryDocument(const tagEntry& entry);
@@ -52,7 +53,7 @@ void AddListGroup(CLI::App& app, const tagListGroup& group) {
     pGroup->require_subcommand(1);
 
     CLI::App* pAdd = pGroup->add_subcommand("add", "Add entries; all of them, or none if one is refused");
-    pAdd->footer(example +
+    pAdd->footer("A URL stands for that very page; of HTTPS only the host is seen.\n" + example +
                  (nList == STORE_LIST_TRUST ? " add a.example/page" : " add a.example --subdomains"));
     pAdd->add_option("ENTRY", pArguments->entries, "Host, IPv4 address or URL")->required();
     if (nList != STORE_LIST_TRUST) {
@@ -83,20 +84,29 @@ void AddEntries(int nList, const tagListArguments& arguments) {
     std::string text;
     store.Begin();
     for (const auto& entry : entries) {
-        Json document = EntryDocument(entry);
-        document["warnings"] = EntryWarnings(nList, entry);
-        for (const auto& warning : EntryWarnings(nList, entry)) {
+        const std::vector<std::string> warnings = EntryWarnings(nList, entry);
+        for (const auto& warning : warnings)
             PrintWarning(Quoted(entry.text) + ": " + warning);
-        }
-        const bool bAdded = store.Add(nList, entry);
-        (bAdded ? added : unchanged).push_back(std::move(document));
-        if (!text.empty()) text += '\n';
-        text +=
-            StoreListName(nList) + std::string(bAdded ? ": added " : ": already there: ") + EntryText(entry);
+        const char* szAction = AddEntry(store, nList, entry);
+        Json document = EntryDocument(entry);
+        document["warnings"] = warnings;
+        (szAction ? added : unchanged).push_back(std::move(document));
+        text += (text.empty() ? "" : "\n") + std::string(StoreListName(nList)) + ": " +
+                (szAction ? szAction : "already there:") + " " + EntryText(entry);
     }
     store.Keep();
     const Json answer{{"list", StoreListName(nList)}, {"added", added}, {"unchanged", unchanged}};
     added.empty() ? PrintAnswer(answer, text) : PrintChange(answer, text);
+}
+
+// What was done, or null when the entry stood there already just so.
+const char* AddEntry(SettingsStore& store, int nList, const tagEntry& entry) {
+    bool bOtherFlag = false;
+    for (const auto& there : store.Entries(nList)) {
+        bOtherFlag |= there.text == entry.text && there.bSubdomains != entry.bSubdomains;
+    }
+    if (!store.Add(nList, entry)) return nullptr;
+    return bOtherFlag ? "changed to" : "added";
 }
 
 void RemoveEntries(int nList, const tagListArguments& arguments) {

@@ -6,17 +6,7 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <fstream>
-#include <iterator>
 #include <memory>
-
-std::optional<std::string> ReadProcText(const std::string& path) {
-    std::ifstream file(path, std::ios::binary);
-    if (!file) return std::nullopt;
-    std::string text{std::istreambuf_iterator<char>(file), {}};
-    if (file.bad()) return std::nullopt;
-    return text;
-}
 
 std::optional<std::string> ReadProcLink(const std::string& path) {
     char szTarget[PATH_MAX];

@@ -1,4 +1,4 @@
-// Reading what the kernel tells in /proc: small text files and the links that name a process's program,
+// What the kernel tells about processes in /proc: which there are, and the links that name their program,
 // namespaces and open files.
 #pragma once
 
@@ -7,10 +7,6 @@
 #include <optional>
 #include <string>
 #include <vector>
-
-// The whole text, or nothing when the file cannot be read (the process may have ended, or its owner is
-// another).
-std::optional<std::string> ReadProcText(const std::string& path);
 
 // Where the link points, or nothing when it cannot be read.
 std::optional<std::string> ReadProcLink(const std::string& path);

@@ -14,6 +14,7 @@
 
 #include "ctl/output.h"
 #include "ctl/proc_file.h"
+#include "ctl/read_file.h"
 
 namespace {
 
@@ -26,12 +27,12 @@ bool HoldsSocket(pid_t pid, const std::string& socketName);
 }  // namespace
 
 std::vector<tagQueueOwner> FindQueueOwners() {
-    const auto queues = ReadProcText(QUEUE_LIST_FILE);
+    const auto queues = ReadTextFile(QUEUE_LIST_FILE);
     if (!queues) {
         if (errno == ENOENT) return {};  // the kernel has no such queues
         throw CtlError(std::string("cannot read ") + QUEUE_LIST_FILE + ": " + std::strerror(errno));
     }
-    const std::string sockets = ReadProcText(NETLINK_LIST_FILE).value_or("");
+    const std::string sockets = ReadTextFile(NETLINK_LIST_FILE).value_or("");
     std::vector<tagQueueOwner> owners;
     for (const auto& queue : ParseBoundQueues(*queues)) {
         owners.push_back({queue, 0, {}});
@@ -78,7 +79,7 @@ void NameOwner(tagQueueOwner& owner, const std::string& netlinkSockets) {
     for (const pid_t pid : ListProcesses()) {
         if (!HoldsSocket(pid, socketName)) continue;
         owner.pid = pid;
-        owner.name = ReadProcText(ProcPath(pid, "comm")).value_or("");
+        owner.name = ReadTextFile(ProcPath(pid, "comm")).value_or("");
         while (owner.name.ends_with('\n'))
             owner.name.pop_back();
         return;
