@@ -1,5 +1,7 @@
 #include "ctl/entry_check.h"
 
+#include <arpa/inet.h>
+
 #include <algorithm>
 #include <array>
 #include <string_view>
@@ -14,7 +16,12 @@ namespace {
 constexpr std::array<std::string_view, 3> SCHEMES = {"http://", "https://", "ftp://"};
 constexpr size_t MAX_ENTRY_LENGTH = sizeof(tagListEntryBuf::szSource) - 1;
 
+std::string_view BehindScheme(std::string_view text);
+std::string_view AuthorityOf(std::string_view text);
+bool NamesIPv6Address(std::string_view authority);
+std::string HostOf(const tagEntryReading& reading);
 std::string AsItLooks(const tagEntry& entry);
+void WarnOfAddress(const tagEntry& entry, const tagEntryReading& reading, std::vector<std::string>& warnings);
 std::string WhyReadOtherwise(std::string_view text);
 bool HasCapitalThatCounts(int nList, const tagEntryReading& reading);
 
@@ -46,11 +53,14 @@ void RefuseBadEntry(const tagEntry& entry) {
     if (std::any_of(entry.text.begin(), entry.text.end(), isBlankOrControl)) {
         refuse("contains a blank or a control character");
     }
+    const std::string_view authority = AuthorityOf(entry.text);
+    if (authority.find('@') != authority.npos) refuse("holds a user name, which no request shows");
+    if (NamesIPv6Address(authority)) refuse("names an IPv6 address; websec sees IPv4 only");
     const tagEntryReading reading = ReadAsDaemon(entry);
-    std::string_view host = reading.text;
-    if (host.starts_with('.')) host.remove_prefix(1);
-    if (host.empty() || host.starts_with('/')) {
-        refuse("names no host: websec would read " + Quoted(reading.text));
+    const std::string host = HostOf(reading);
+    if (host.empty()) refuse("names no host: websec would read " + Quoted(reading.text));
+    if (host.find_first_not_of("0123456789.") == host.npos && IsDottedIPv4(host.c_str()) != 0) {
+        refuse("is not an IPv4 address");
     }
 }
 
@@ -68,9 +78,7 @@ std::vector<std::string> EntryWarnings(int nList, const tagEntry& entry) {
         warnings.push_back("with sub-domains it is read as the URL " + Quoted(reading.text) +
                            ", which no request has; leave the path or --subdomains out");
     }
-    if (entry.bSubdomains && IsDottedIPv4(reading.text.c_str() + 1) == 0) {
-        warnings.push_back("an address has no sub-domains; it is read as the host " + Quoted(reading.text));
-    }
+    WarnOfAddress(entry, reading, warnings);
     if (reading.nType == ENTRY_URL && entry.text.starts_with("https://")) {
         warnings.push_back("of an HTTPS request only the host is seen; with a path it matches none");
     }
@@ -88,14 +96,51 @@ std::vector<std::string> EntryWarnings(int nList, const tagEntry& entry) {
 
 namespace {
 
+std::string_view BehindScheme(std::string_view text) {
+    for (const auto scheme : SCHEMES) {
+        if (text.starts_with(scheme)) return text.substr(scheme.size());
+    }
+    return text;
+}
+
+std::string_view AuthorityOf(std::string_view text) {
+    text = BehindScheme(text);
+    return text.substr(0, text.find('/'));
+}
+
+bool NamesIPv6Address(std::string_view authority) {
+    return authority.starts_with('[') || std::count(authority.begin(), authority.end(), ':') > 1;
+}
+
+std::string HostOf(const tagEntryReading& reading) {
+    std::string host = reading.text.substr(0, reading.text.find('/'));
+    if (host.starts_with('.')) host.erase(0, 1);
+    return host;
+}
+
+void WarnOfAddress(const tagEntry& entry, const tagEntryReading& reading,
+                   std::vector<std::string>& warnings) {
+    const std::string host = HostOf(reading);
+    const in_addr address{inet_addr(host.c_str())};
+    if (address.s_addr == INADDR_NONE) return;
+    char szPlain[INET_ADDRSTRLEN] = {};
+    (void)inet_ntop(AF_INET, &address, szPlain, sizeof szPlain);
+    if (host != szPlain) {
+        warnings.push_back("addresses are compared as text and requests carry " + Quoted(szPlain));
+    }
+    if (entry.bSubdomains && reading.nType == ENTRY_HOST) {
+        warnings.push_back("an address has no sub-domains; it is read as the host " + Quoted(reading.text));
+    }
+    const size_t nSlash = reading.text.find('/');
+    if (nSlash != std::string::npos &&
+        reading.text.find_first_not_of("0123456789.", nSlash + 1) == std::string::npos) {
+        warnings.push_back("lists know no ranges of addresses; it is read as a URL");
+    }
+}
+
 // The entry without its scheme and trailing separators: what somebody who typed it expects to be compared.
 std::string AsItLooks(const tagEntry& entry) {
-    std::string text = entry.text;
-    for (const auto scheme : SCHEMES) {
-        if (!text.starts_with(scheme)) continue;
-        text.erase(0, scheme.size());
-        break;
-    }
+    std::string text(BehindScheme(entry.text));
     if (entry.bSubdomains && !text.starts_with('.')) text.insert(0, 1, '.');
     const size_t nLast = text.find_last_not_of("/?#");
     text.resize(nLast == text.npos ? 1 : nLast + 1);
@@ -117,7 +162,7 @@ std::string WhyReadOtherwise(std::string_view text) {
 // A host that is compared as a whole is compared without regard to case; everything else is not.
 bool HasCapitalThatCounts(int nList, const tagEntryReading& reading) {
     if (nList != STORE_LIST_TRUST && reading.nType == ENTRY_HOST && reading.text[0] != '.') return false;
-    const std::string host = reading.text.substr(0, reading.text.find('/'));
+    const std::string host = HostOf(reading);
     return std::any_of(host.begin(), host.end(), [](char c) { return c >= 'A' && c <= 'Z'; });
 }
 

@@ -1,9 +1,12 @@
 // websecctl explain: which check would decide about a URL, and with which entry.
+#include <arpa/inet.h>
+
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "category/category_engine.h"
+#include "common/copy_text.h"
 #include "common/product_paths.h"
 #include "common/profile.h"
 #include "ctl/commands.h"
@@ -12,6 +15,8 @@
 #include "ctl/output.h"
 #include "ctl/settings_store.h"
 #include "policy/data_file_lists.h"
+#include "policy/list_entry.h"
+#include "policy/list_resolve.h"
 #include "policy/settings_load.h"
 #include "report/report_module.h"
 
@@ -20,6 +25,7 @@ namespace {
 void Explain(const std::string& url);
 void LoadPolicy();
 std::vector<tagEntry> FindOrigins(const tagExplanation& explanation);
+bool LeadsTo(const tagEntryReading& reading, const std::string& addrEntry);
 
 }  // namespace
 
@@ -35,8 +41,9 @@ void AddExplainCommand(CLI::App& app) {
 namespace {
 
 void Explain(const std::string& url) {
+    const tagURLParts parts = SplitURL(url);
     LoadPolicy();
-    const tagExplanation explanation = ExplainURL(url);
+    const tagExplanation explanation = ExplainRequest(parts, ResolveHost(parts.host));
     const char* szVerdict = explanation.bBlocked ? "blocked" : "passes";
     std::vector<std::vector<std::string>> rows = {{"URL", Printable(url)}, {"verdict", szVerdict}};
     rows.push_back({"check", explanation.check});
@@ -81,16 +88,34 @@ void LoadPolicy() {
     LoadDataFileLists();
 }
 
-// The stored entries that the daemon reads as the deciding one. An address of a listed name has none.
+// The stored entries that the daemon reads as the deciding one, or that give it by their address.
 std::vector<tagEntry> FindOrigins(const tagExplanation& explanation) {
     std::vector<tagEntry> origins;
     for (int nList = 0; nList < STORE_LIST_COUNT; ++nList) {
         if (explanation.list != std::string(StoreListName(nList)) + " list") continue;
         for (const auto& entry : SettingsStore(STORE_OPEN_EXISTING).Entries(nList)) {
-            if (ReadAsDaemon(entry).text == explanation.entry) origins.push_back(entry);
+            const tagEntryReading reading = ReadAsDaemon(entry);
+            const bool bByAddress = nList != STORE_LIST_TRUST && LeadsTo(reading, explanation.entry);
+            if (reading.text == explanation.entry || bByAddress) origins.push_back(entry);
         }
     }
     return origins;
+}
+
+// Whether the daemon derives this address entry from that entry.
+bool LeadsTo(const tagEntryReading& reading, const std::string& addrEntry) {
+    const bool bURL = reading.nType == ENTRY_URL;
+    const in_addr_t nAddress = inet_addr(addrEntry.substr(0, addrEntry.find('/')).c_str());
+    if (nAddress == INADDR_NONE || reading.nType == ENTRY_ADDRESS) return false;
+    tagListEntry one{};
+    (void)CopyText(one.szEntry, reading.text);
+    tagListEntry* pAddrs = nullptr;
+    (void)(bURL ? ResolveURLList(&one, &pAddrs) : ResolveHostList(&one, &pAddrs));
+    bool bFound = false;
+    for (const tagListEntry* p = pAddrs; p; p = p->pNext)
+        bFound |= p->szEntry == addrEntry;
+    FreeList(&pAddrs);
+    return bFound;
 }
 
 }  // namespace

@@ -5,7 +5,6 @@
 #include <memory>
 
 #include "ctl/output.h"
-#include "ctl/request_of_url.h"
 #include "inspect/decision_flow.h"
 #include "policy/policy_switches.h"
 
@@ -16,26 +15,24 @@ void PassUnjudged(const char* szWhy, tagExplanation& explanation);
 
 }  // namespace
 
-tagExplanation ExplainURL(const std::string& url) {
-    const tagURLParts parts = SplitURL(url);
-    const std::vector<uint32_t> addresses = ResolveHost(parts.host);
-    if (parts.scheme == "ftp" && addresses.empty()) {
-        throw CtlError("refused: " + Quoted(parts.host) +
+tagExplanation ExplainRequest(const tagURLParts& url, const std::vector<uint32_t>& addresses) {
+    if (url.scheme == "ftp" && addresses.empty()) {
+        throw CtlError("refused: " + Quoted(url.host) +
                        " does not resolve, and of an FTP server only the address is seen");
     }
     tagExplanation explanation{};
     if (addresses.empty()) {
-        explanation.notes.push_back(Quoted(parts.host) + " does not resolve; excluded ranges are left out");
+        explanation.notes.push_back(Quoted(url.host) + " does not resolve; excluded ranges are left out");
     }
     if (PassesByRange(addresses, explanation)) return explanation;
 
     const auto pRequest = std::make_unique<tagWebRequest>();
     tagWebRequest& request = *pRequest;
-    if (!BuildRequest(parts, addresses.empty() ? 0 : addresses[0], request)) {
+    if (!BuildRequest(url, addresses.empty() ? 0 : addresses[0], request)) {
         PassUnjudged("not judged: no request that is looked at", explanation);
         return explanation;
     }
-    if (parts.scheme == "http" && request.nProtocol == PROTO_FTP) {
+    if (url.scheme == "http" && request.nProtocol == PROTO_FTP) {
         explanation.notes.push_back("it holds CWD or RETR and is taken for an FTP command");
     }
     explanation.bBlocked = JudgeRequest(request) == NF_DROP;

@@ -4,9 +4,11 @@
 // Works on the policy that is loaded into this process (policy/policy_state.h); one thread.
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
+#include "ctl/request_of_url.h"
 #include "inspect/web_request.h"
 
 struct tagExplanation {
@@ -18,8 +20,9 @@ struct tagExplanation {
     std::vector<std::string> notes;  // whole sentences
 };
 
-// Throws CtlError for a text that is no URL, or when an FTP server's name does not resolve.
-tagExplanation ExplainURL(const std::string& url);
+// The request for the URL, sent to a server with these addresses (network order; none: the name does not
+// resolve, which for an FTP server throws CtlError).
+tagExplanation ExplainRequest(const tagURLParts& url, const std::vector<uint32_t>& addresses);
 
 // Fills check, list and entry for a request that was judged.
 void FindDecidingEntry(const tagWebRequest& request, tagExplanation& explanation);

@@ -149,7 +149,8 @@ void JudgeQueue(tagStatus& status, const std::optional<tagDaemonProcess>& daemon
         status.problems.push_back("queue " + number + " is owned by " + OwnerText(*pOwner) +
                                   (daemon ? ": websec sees no packets" : ": websec cannot have it"));
     } else if (pOwner) {
-        status.problems.push_back("queue " + number + " is owned by a process that cannot be seen from here");
+        status.problems.push_back("queue " + number + " is owned by a process that cannot be seen from here" +
+                                  (geteuid() == 0 ? "" : "; run websecctl as root"));
     } else if (daemon) {
         status.problems.push_back("nobody reads queue " + number + ": websec has not got it");
     }

@@ -1,0 +1,67 @@
+// Runs the built websecctl as an administrator would, on a settings store and a folder of its own.
+#pragma once
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <stdlib.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <string>
+#include <vector>
+
+struct tagRun {
+    int nStatus;
+    std::string out;
+    std::string err;
+};
+
+class WebsecctlTest : public ::testing::Test {
+  protected:
+    WebsecctlTest() {
+        char szFolder[] = "/tmp/websecctl-test-XXXXXX";
+        m_folder = mkdtemp(szFolder);
+        setenv("WEBSEC_DB", Path("websec.db").c_str(), 1);
+    }
+    ~WebsecctlTest() override { std::filesystem::remove_all(m_folder); }
+
+    std::string Path(const std::string& name) const { return m_folder + "/" + name; }
+
+    tagRun Run(std::vector<std::string> arguments, const std::string& input = "") {
+        WriteFile("stdin", input);
+        const pid_t pid = fork();
+        if (pid == 0) {
+            Redirect("stdin", STDIN_FILENO, O_RDONLY);
+            Redirect("stdout", STDOUT_FILENO, O_WRONLY | O_CREAT | O_TRUNC);
+            Redirect("stderr", STDERR_FILENO, O_WRONLY | O_CREAT | O_TRUNC);
+            arguments.insert(arguments.begin(), WEBSECCTL);
+            std::vector<char*> argv;
+            for (auto& argument : arguments)
+                argv.push_back(argument.data());
+            argv.push_back(nullptr);
+            execv(WEBSECCTL, argv.data());
+            _exit(127);
+        }
+        int nStatus = 0;
+        waitpid(pid, &nStatus, 0);
+        return {WIFEXITED(nStatus) ? WEXITSTATUS(nStatus) : -1, ReadFile("stdout"), ReadFile("stderr")};
+    }
+
+    void WriteFile(const std::string& name, const std::string& bytes) {
+        std::ofstream(Path(name), std::ios::binary) << bytes;
+    }
+    std::string ReadFile(const std::string& name) {
+        std::ifstream file(Path(name), std::ios::binary);
+        return {std::istreambuf_iterator<char>(file), {}};
+    }
+
+  private:
+    void Redirect(const char* szName, int fd, int nFlags) {
+        dup2(open(Path(szName).c_str(), nFlags, 0600), fd);
+    }
+
+    std::string m_folder;
+};

@@ -1,0 +1,48 @@
+// The switches, and what is said of a settings store that cannot be used.
+#include <gmock/gmock.h>
+#include <sqlite3.h>
+
+#include <nlohmann/json.hpp>
+
+#include "run_websecctl.h"
+
+namespace {
+
+using nlohmann::json;
+using testing::HasSubstr;
+
+class SettingsStoreUse : public WebsecctlTest {};
+
+TEST_F(SettingsStoreUse, SwitchesKeepTheirStates) {
+    EXPECT_EQ(Run({"protection", "category", "on"}).nStatus, 0);
+    EXPECT_THAT(Run({"protection", "phishing", "off"}).out, HasSubstr("phishing is off"));
+    const json expected = {
+        {"browsing", true}, {"phishing", false}, {"category", true}, {"blocklist", true}, {"report", true}};
+    EXPECT_EQ(json::parse(Run({"--json", "protection"}).out), expected);
+    EXPECT_EQ(json::parse(Run({"protection", "list", "--json"}).out), expected);
+}
+
+TEST_F(SettingsStoreUse, NamesTheCauseOfAnUnusableStore) {
+    EXPECT_THAT(Run({"block", "list"}).err, HasSubstr("no settings store at " + Path("websec.db")));
+    EXPECT_EQ(Run({"block", "list"}).nStatus, 1);
+    EXPECT_FALSE(std::filesystem::exists(Path("websec.db"))) << "reading must not make a store";
+
+    WriteFile("websec.db", std::string(5000, 'x'));
+    const tagRun corrupt = Run({"block", "add", "a.example"});
+    EXPECT_EQ(corrupt.nStatus, 1);
+    EXPECT_THAT(corrupt.err, HasSubstr(Path("websec.db")));
+    EXPECT_EQ(ReadFile("websec.db"), std::string(5000, 'x'));
+}
+
+TEST_F(SettingsStoreUse, GivesUpOnALockedStore) {
+    ASSERT_EQ(Run({"block", "add", "a.example"}).nStatus, 0);
+    sqlite3* pDb = nullptr;
+    ASSERT_EQ(sqlite3_open(Path("websec.db").c_str(), &pDb), SQLITE_OK);
+    ASSERT_EQ(sqlite3_exec(pDb, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr), SQLITE_OK);
+    const tagRun run = Run({"block", "add", "b.example"});
+    sqlite3_close(pDb);
+    EXPECT_EQ(run.nStatus, 1);
+    EXPECT_THAT(run.err, HasSubstr("lock"));
+}
+
+}  // namespace
