@@ -3,7 +3,8 @@
 #
 # Runs COMMAND as a host of its own: private mount, network and process namespaces, in which the product of
 # BUILD_DIR is installed and a second host with real servers is reachable. Nothing of it touches the machine
-# or outlives COMMAND; its exit status is passed on. 77: the machine cannot do it, and why.
+# or outlives COMMAND; its exit status is passed on. 77: the machine cannot do it, and why; with
+# WEBSEC_REQUIRE_E2E=1 in the environment that is a failure, 1.
 #
 #   this host   192.0.2.1 on client0, and loopback
 #   server      192.0.2.2 to 192.0.2.6 on server0, in the network namespace "server"
@@ -18,6 +19,10 @@ shift
 self=$(realpath "$0")
 
 skip() {
+    if [ "${WEBSEC_REQUIRE_E2E:-0}" = 1 ]; then
+        echo "required, but: $1" >&2
+        exit 1
+    fi
     echo "skipped: $1" >&2
     exit 77
 }

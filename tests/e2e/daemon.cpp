@@ -1,0 +1,143 @@
+#include "tests/e2e/daemon.h"
+
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <filesystem>
+#include <string_view>
+#include <vector>
+
+#include "tests/e2e/lab.h"
+
+namespace {
+constexpr int CONTROL_SIGNALS[] = {SIGHUP, SIGUSR2, SIGTERM};
+
+std::vector<pid_t> s_Daemons;  // started and not collected yet
+
+std::vector<pid_t> Children();
+unsigned long long SignalMask(pid_t pid, std::string_view name);
+int ExitStatus(int nWait);
+size_t CountEntries(const std::string& folder);
+}  // namespace
+
+tagDaemon LaunchDaemon(const std::string& prefix) {
+    prctl(PR_SET_CHILD_SUBREAPER, 1);
+    const std::vector<pid_t> before = Children();
+    const std::string command = "exec " + prefix + " " + DAEMON;
+    const pid_t parent = fork();
+    if (parent == 0) {
+        execl("/bin/sh", "sh", "-c", command.c_str(), nullptr);
+        _exit(127);
+    }
+    tagDaemon daemon;
+    int nWait = 0;
+    if (waitpid(parent, &nWait, 0) == parent) daemon.nParentStatus = ExitStatus(nWait);
+    for (const pid_t pid : Children()) {
+        if (std::find(before.begin(), before.end(), pid) == before.end()) daemon.pid = pid;
+    }
+    if (daemon.pid != 0) s_Daemons.push_back(daemon.pid);
+    return daemon;
+}
+
+tagDaemon StartDaemon(const std::string& prefix) {
+    const tagDaemon daemon = LaunchDaemon(prefix);
+    EXPECT_EQ(daemon.nParentStatus, 0);
+    EXPECT_TRUE(Within(30000, [&] { return LetsSignalsIn(daemon.pid) && QueueRules() == 3; }))
+        << ChainRules();
+    // The watchdog's first pass is through when no command of it runs any more.
+    int nQuiet = 0;
+    EXPECT_TRUE(Within(30000, [&] {
+        const bool bQuiet = Shell("pgrep -P " + std::to_string(daemon.pid)).nStatus != 0;
+        nQuiet = bQuiet && ThreadCount(daemon.pid) >= ALL_THREADS ? nQuiet + 1 : 0;
+        return nQuiet == 5;
+    }));
+    return daemon;
+}
+
+bool HasHandlers(pid_t pid) {
+    const auto nCaught = SignalMask(pid, "SigCgt:");
+    return std::all_of(std::begin(CONTROL_SIGNALS), std::end(CONTROL_SIGNALS),
+                       [nCaught](int nSignal) { return nCaught >> (nSignal - 1) & 1; });
+}
+
+bool LetsSignalsIn(pid_t pid) {
+    if (!HasHandlers(pid)) return false;
+    const auto nBlocked = SignalMask(pid, "SigBlk:");
+    return std::none_of(std::begin(CONTROL_SIGNALS), std::end(CONTROL_SIGNALS),
+                        [nBlocked](int nSignal) { return nBlocked >> (nSignal - 1) & 1; });
+}
+
+int AwaitEnd(tagDaemon& daemon, int nMilliseconds) {
+    if (daemon.pid <= 0) return NOT_ENDED;
+    int nWait = 0;
+    if (!Within(nMilliseconds, [&] { return waitpid(daemon.pid, &nWait, WNOHANG) == daemon.pid; }))
+        return NOT_ENDED;
+    std::erase(s_Daemons, daemon.pid);
+    daemon.pid = 0;
+    return ExitStatus(nWait);
+}
+
+int StopDaemon(tagDaemon& daemon, int nMilliseconds) {
+    if (daemon.pid > 0) kill(daemon.pid, SIGTERM);
+    return AwaitEnd(daemon, nMilliseconds);
+}
+
+size_t ThreadCount(pid_t pid) {
+    return CountEntries("/proc/" + std::to_string(pid) + "/task");
+}
+
+size_t DescriptorCount(pid_t pid) {
+    return CountEntries("/proc/" + std::to_string(pid) + "/fd");
+}
+
+bool EndLeftDaemons() {
+    bool bNone = true;
+    for (const pid_t pid : s_Daemons) {
+        bNone = false;
+        kill(pid, SIGKILL);
+        waitpid(pid, nullptr, 0);
+    }
+    s_Daemons.clear();
+    return bNone;
+}
+
+namespace {
+// Field 4 of /proc/PID/stat; the name before it may hold anything, but no line ends it later than its last
+// ')'.
+std::vector<pid_t> Children() {
+    std::vector<pid_t> children;
+    for (const auto& entry : std::filesystem::directory_iterator("/proc")) {
+        const pid_t pid = std::atoi(entry.path().filename().c_str());
+        if (pid <= 0) continue;
+        const std::string stat = ReadFile(entry.path().string() + "/stat");
+        const size_t nName = stat.rfind(')');
+        pid_t parent = 0;
+        char cState = 0;
+        if (nName == stat.npos || std::sscanf(stat.c_str() + nName + 1, " %c %d", &cState, &parent) != 2)
+            continue;
+        if (parent == getpid()) children.push_back(pid);
+    }
+    return children;
+}
+
+unsigned long long SignalMask(pid_t pid, std::string_view name) {
+    const std::string status = ReadFile("/proc/" + std::to_string(pid) + "/status");
+    const size_t nLine = status.find(name);
+    return nLine == status.npos ? 0 : std::strtoull(status.c_str() + nLine + name.size(), nullptr, 16);
+}
+
+int ExitStatus(int nWait) {
+    return WIFEXITED(nWait) ? WEXITSTATUS(nWait) : 128 + WTERMSIG(nWait);
+}
+
+size_t CountEntries(const std::string& folder) {
+    std::error_code error;
+    std::filesystem::directory_iterator entries(folder, error);
+    return static_cast<size_t>(std::distance(begin(entries), end(entries)));
+}
+}  // namespace

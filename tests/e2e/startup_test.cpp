@@ -1,0 +1,158 @@
+// How the service starts and ends, seen on the real process: exit statuses, missing rights, a queue that is
+// somebody else's, and every moment at which a stop may come.
+#include <gmock/gmock.h>
+#include <signal.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <string>
+
+#include "tests/e2e/daemon.h"
+#include "tests/e2e/lab.h"
+#include "tests/e2e/queue_taker.h"
+#include "tests/e2e/web_client.h"
+
+using testing::HasSubstr;
+
+namespace {
+// A user without a password entry, so that its processes can be counted by a limit. It has what it takes to
+// read the queue, but not what it takes to pass the limit.
+constexpr char LIMITED_USER[] =
+    "prlimit --nproc=%:100 setpriv --reuid 54321 --inh-caps +net_admin,+net_raw --ambient-caps "
+    "+net_admin,+net_raw";
+
+std::string LimitProcesses(int nProcesses) {
+    std::string prefix = LIMITED_USER;
+    return prefix.replace(prefix.find('%'), 1, std::to_string(nProcesses));
+}
+
+std::string Status() {
+    return Shell("websecctl status").output;
+}
+}  // namespace
+
+class Startup : public LabTest {};
+
+TEST_F(Startup, EachFailureHasItsExitStatus) {
+    const struct {
+        const char* szReason;
+        std::string before, after;  // commands around it
+        std::string prefix;
+        int nParent, nDaemon;
+    } rows[] = {
+        {"no iptables in any of its places", "mv /usr/sbin/iptables /tmp/iptables.away",
+         "mv /tmp/iptables.away /usr/sbin/iptables", "", 0, 255},
+        {"cannot detach", "", "", LimitProcesses(1), 1, NOT_ENDED},
+        {"no worker thread", "", "", LimitProcesses(2), 0, 255},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.szReason);
+        MustRun(row.before.empty() ? "true" : row.before);
+        tagDaemon daemon = LaunchDaemon(row.prefix);
+        EXPECT_EQ(daemon.nParentStatus, row.nParent);
+        EXPECT_EQ(AwaitEnd(daemon), row.nDaemon);
+        EXPECT_EQ(QueueRules(), 0u);
+        MustRun(row.after.empty() ? "true" : row.after);
+    }
+}
+
+// One worker does for the service; a signal re-creates the others as soon as the system has threads again.
+TEST_F(Startup, RunsWithTheWorkersThatStarted) {
+    tagDaemon daemon = LaunchDaemon(LimitProcesses(3));
+    ASSERT_TRUE(Within(5000, [&] { return LetsSignalsIn(daemon.pid); }));
+    EXPECT_EQ(ThreadCount(daemon.pid), 3u);
+    // Its own commands did not find a process either; these rules are what it would have made.
+    MustRun(
+        "iptables -t mangle -I POSTROUTING -p tcp --tcp-flags ALL PSH,ACK --dport 80 -j NFQUEUE --queue-num "
+        "0");
+    WebClient client;
+    for (int nTry = 0; nTry < 50; ++nTry)
+        EXPECT_EQ(client.Get("one.worker").nStatus, 200);
+
+    MustRun("setpriv --reuid 54321 --clear-groups prlimit --nproc=100 --pid " + std::to_string(daemon.pid));
+    kill(daemon.pid, SIGHUP);
+    EXPECT_TRUE(Within(3000, [&] { return ThreadCount(daemon.pid) == 6; })) << ThreadCount(daemon.pid);
+    EXPECT_EQ(client.Get("four.workers").nStatus, 200);
+    MustRun("iptables -t mangle -F POSTROUTING");
+    EXPECT_EQ(StopDaemon(daemon), 0);
+}
+
+TEST_F(Startup, QueueOfAnotherProcess) {
+    QueueTaker other;
+    tagDaemon daemon = LaunchDaemon();
+    // The two answers to its requests for the queue cost it two workers.
+    EXPECT_TRUE(
+        Within(5000, [&] { return QueueRules() == 3 && ThreadCount(daemon.pid) == ALL_THREADS - 2; }));
+    EXPECT_EQ(Get("allowed.example").nStatus, 200);
+    EXPECT_THAT(Status(),
+                HasSubstr("queue 0 is owned by other-filter (pid " + std::to_string(other.Pid()) + ")"));
+    EXPECT_EQ(StopDaemon(daemon), 0);
+}
+
+TEST_F(Startup, MissingRights) {
+    tagDaemon daemon = LaunchDaemon("setpriv --inh-caps -net_admin --bounding-set -net_admin");
+    // All four requests are refused.
+    EXPECT_TRUE(Within(
+        5000, [&] { return LetsSignalsIn(daemon.pid) && ThreadCount(daemon.pid) == ALL_THREADS - 4; }));
+    EXPECT_EQ(Get("allowed.example").nStatus, 200);
+    EXPECT_THAT(Status(), HasSubstr("websec lacks the right CAP_NET_ADMIN"));
+    EXPECT_EQ(StopDaemon(daemon), 0);
+}
+
+// A message that does not fit the receiver's buffer ends it, and with it the service.
+TEST_F(Startup, EndOfTheReceiverEndsTheService) {
+    tagDaemon daemon = StartDaemon();
+    WebClient client("127.0.0.1");
+    ASSERT_TRUE(client.Send("long.example", "/", 8000));
+    EXPECT_EQ(AwaitEnd(daemon), 0);
+    EXPECT_EQ(QueueRules(), 0u);
+    EXPECT_EQ(Get("long.example", "/", "127.0.0.1").nStatus, 200);
+    EXPECT_THAT(Status(), HasSubstr("not running"));
+}
+
+// From the moment the handlers are there: while the signals are still kept back, as they are let in, while
+// the watchdog starts and makes its first pass.
+TEST_F(Startup, StopInTheFirstMilliseconds) {
+    constexpr int TRIES = 30;
+    for (int nTry = 0; nTry < TRIES; ++nTry) {
+        SCOPED_TRACE(nTry);
+        tagDaemon daemon = LaunchDaemon();
+        const bool bKeptBack = nTry < TRIES / 5;
+        while (!(bKeptBack ? HasHandlers(daemon.pid) : LetsSignalsIn(daemon.pid))) {
+        }
+        usleep(static_cast<useconds_t>(bKeptBack ? nTry * 5000 : (nTry - TRIES / 5) * 300));
+        ASSERT_EQ(StopDaemon(daemon), 0);
+        ASSERT_EQ(QueueRules(), 0u);
+    }
+}
+
+TEST_F(Startup, StopInAPassOfTheWatchdog) {
+    for (const int nDelay : {0, 60, 220}) {
+        SCOPED_TRACE(nDelay);
+        UseIptables("nft", "sleep 0.1");
+        tagDaemon daemon = LaunchDaemon();
+        ASSERT_TRUE(Within(10000, [&] { return LetsSignalsIn(daemon.pid); }));
+        usleep(static_cast<useconds_t>(nDelay * 1000));
+        EXPECT_EQ(StopDaemon(daemon), 0);
+        EXPECT_EQ(QueueRules(), 0u);
+    }
+}
+
+// Reload and refresh keep coming from before the signals are let in until the process is gone.
+TEST_F(Startup, OtherSignalsAroundStartAndStop) {
+    for (int nTry = 0; nTry < 6; ++nTry) {
+        SCOPED_TRACE(nTry);
+        tagDaemon daemon = LaunchDaemon();
+        while (!HasHandlers(daemon.pid)) {
+        }
+        const pid_t pid = daemon.pid;
+        for (int nSent = 0; nSent < 200; ++nSent) {
+            kill(pid, nSent % 2 == 0 ? SIGHUP : SIGUSR2);
+            usleep(1000);
+            if (nSent == 30 * nTry) kill(pid, SIGTERM);
+        }
+        EXPECT_EQ(AwaitEnd(daemon), 0);
+        EXPECT_EQ(QueueRules(), 0u);
+    }
+}

@@ -1,0 +1,74 @@
+#include "tests/e2e/web_client.h"
+
+#include <arpa/inet.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <chrono>
+#include <cstdlib>
+#include <string_view>
+
+namespace {
+// Reads one answer with a Content-Length. Its status; 0 when the connection ended first.
+int ReadAnswer(int fd) {
+    std::string answer;
+    char block[4096];
+    for (;;) {
+        const size_t nHead = answer.find("\r\n\r\n");
+        if (nHead != answer.npos) {
+            const size_t nField = answer.find("Content-Length: ");
+            const size_t nBody = nField < nHead ? std::strtoul(answer.c_str() + nField + 16, nullptr, 10) : 0;
+            if (answer.size() >= nHead + 4 + nBody) return std::atoi(answer.c_str() + answer.find(' ') + 1);
+        }
+        const ssize_t nRead = recv(fd, block, sizeof block, 0);
+        if (nRead <= 0) {
+            if (nRead == 0) errno = 0;
+            return 0;
+        }
+        answer.append(block, static_cast<size_t>(nRead));
+    }
+}
+}  // namespace
+
+WebClient::WebClient(const std::string& address, in_port_t nPort) {
+    sockaddr_in server{};
+    server.sin_family = AF_INET;
+    server.sin_port = htons(nPort);
+    inet_pton(AF_INET, address.c_str(), &server.sin_addr);
+    m_fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    const timeval timeout{REPLY_TIMEOUT_MS / 1000, 0};
+    setsockopt(m_fd, SOL_SOCKET, SO_RCVTIMEO, &timeout, sizeof timeout);
+    if (connect(m_fd, reinterpret_cast<const sockaddr*>(&server), sizeof server) == 0) return;
+    close(m_fd);
+    m_fd = -1;
+}
+
+WebClient::~WebClient() {
+    if (m_fd >= 0) close(m_fd);
+}
+
+bool WebClient::Send(const std::string& host, const std::string& path, size_t nPadding) {
+    std::string request = "GET " + path + " HTTP/1.1\r\nHost: " + host + "\r\n";
+    if (nPadding != 0) request += "Cookie: a=" + std::string(nPadding, 'x') + "\r\n";
+    request += "\r\n";
+    return send(m_fd, request.data(), request.size(), MSG_NOSIGNAL) == static_cast<ssize_t>(request.size());
+}
+
+tagReply WebClient::Get(const std::string& host, const std::string& path, size_t nPadding) {
+    tagReply reply;
+    if (!IsOpen()) return reply;
+    const auto start = std::chrono::steady_clock::now();
+    if (Send(host, path, nPadding)) {
+        reply.nStatus = ReadAnswer(m_fd);
+        reply.bReset = reply.nStatus == 0 && errno == ECONNRESET;
+    }
+    reply.nMilliseconds = static_cast<int>(
+        std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - start)
+            .count());
+    return reply;
+}
+
+tagReply Get(const std::string& host, const std::string& path, const std::string& address, in_port_t nPort) {
+    return WebClient(address, nPort).Get(host, path);
+}
