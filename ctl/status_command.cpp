@@ -24,6 +24,7 @@ constexpr char SECTION[] = "IPTABLEConfigurations";
 // What websec.cfg says, read as the daemon reads it.
 struct tagQueueConfig {
     uint32_t nQueueNum;
+    uint32_t nServedQueueNum;  // of the running daemon, which may have started before a change; else the same
     std::string chain;
     std::string table;
 };
@@ -37,11 +38,12 @@ struct tagStatus {
 tagQueueConfig ReadQueueConfig();
 void ShowStatus();
 void AddDaemon(tagStatus& status, const std::optional<tagDaemonProcess>& daemon);
-void AddQueue(tagStatus& status, const std::optional<tagDaemonProcess>& daemon, const tagQueueConfig& config);
+void AddQueue(tagStatus& status, const std::optional<tagDaemonProcess>& daemon, tagQueueConfig& config);
 void JudgeQueue(tagStatus& status, const std::optional<tagDaemonProcess>& daemon,
-                const std::vector<tagQueueOwner>& owners, const tagQueueConfig& config);
+                const std::vector<tagQueueOwner>& owners, tagQueueConfig& config);
 void AddRules(tagStatus& status, const std::optional<tagDaemonProcess>& daemon, const tagQueueConfig& config);
 void AddPolicy(tagStatus& status);
+bool HasCapability(const tagDaemonProcess& daemon, int nCapability);
 std::string OwnerText(const tagQueueOwner& owner);
 
 }  // namespace
@@ -57,7 +59,7 @@ namespace {
 void ShowStatus() {
     tagStatus status;
     const auto daemon = FindDaemon();
-    const tagQueueConfig config = ReadQueueConfig();
+    tagQueueConfig config = ReadQueueConfig();
     AddDaemon(status, daemon);
     // Each section may fail by itself; the others are told all the same.
     const auto attempt = [&status](const char* szSection, const std::function<void()>& add) {
@@ -81,7 +83,8 @@ void ShowStatus() {
 tagQueueConfig ReadQueueConfig() {
     unsigned int nError = 0;
     const int nQueue = GetPrivateProfileInt(SECTION, "queueNum", 0, SERVICE_CONFIG_FILE, &nError);
-    tagQueueConfig config{nError == 0 ? static_cast<uint32_t>(nQueue) : 0, {}, {}};
+    const uint32_t nQueueNum = nError == 0 ? static_cast<uint32_t>(nQueue) : 0;
+    tagQueueConfig config{nQueueNum, nQueueNum, {}, {}};
     const auto readText = [](const char* szKey, const char* szDefault) {
         char szValue[512] = {};
         unsigned int nIgnored = 0;
@@ -101,16 +104,13 @@ void AddDaemon(tagStatus& status, const std::optional<tagDaemonProcess>& daemon)
         status.problems.push_back("websec is not running: nothing is blocked");
         return;
     }
-    const auto has = [&daemon](int nCapability) {
-        return (daemon->status.nCapabilities >> nCapability & 1) != 0;
-    };
     status.rows.push_back({"daemon", "running (pid " + std::to_string(daemon->pid) + ")"});
     status.document["daemon"] = {{"pid", daemon->pid}};
-    if (!has(CAP_NET_ADMIN)) {
+    if (!HasCapability(*daemon, CAP_NET_ADMIN)) {
         status.problems.push_back(
             "websec lacks the right CAP_NET_ADMIN: it can neither read a queue nor set rules");
     }
-    if (!has(CAP_NET_RAW)) {
+    if (!HasCapability(*daemon, CAP_NET_RAW)) {
         status.problems.push_back("websec lacks the right CAP_NET_RAW: blocked clients wait for a time-out");
     }
 }
@@ -133,7 +133,7 @@ void AddQueue(tagStatus& status, const std::optional<tagDaemonProcess>& daemon,
 }
 
 void JudgeQueue(tagStatus& status, const std::optional<tagDaemonProcess>& daemon,
-                const std::vector<tagQueueOwner>& owners, const tagQueueConfig& config) {
+                const std::vector<tagQueueOwner>& owners, tagQueueConfig& config) {
     const std::string number = std::to_string(config.nQueueNum);
     const tagQueueOwner* pOwner = nullptr;
     const tagQueueOwner* pServed = nullptr;
@@ -143,6 +143,7 @@ void JudgeQueue(tagStatus& status, const std::optional<tagDaemonProcess>& daemon
     }
     if (pOwner && pOwner == pServed) return;
     if (pServed) {
+        config.nServedQueueNum = pServed->queue.nQueueNum;
         status.problems.push_back("websec reads queue " + std::to_string(pServed->queue.nQueueNum) +
                                   "; the queue " + number + " of websec.cfg holds from its next start");
     } else if (pOwner && pOwner->pid != 0) {
@@ -152,22 +153,27 @@ void JudgeQueue(tagStatus& status, const std::optional<tagDaemonProcess>& daemon
         status.problems.push_back("queue " + number + " is owned by a process that cannot be seen from here" +
                                   (geteuid() == 0 ? "" : "; run websecctl as root"));
     } else if (daemon) {
-        status.problems.push_back("nobody reads queue " + number + ": websec has not got it");
+        status.problems.push_back("nobody reads queue " + number +
+                                  ": websec has not got it, and requests that match its rules get lost");
     }
 }
 
 void AddRules(tagStatus& status, const std::optional<tagDaemonProcess>& daemon,
               const tagQueueConfig& config) {
     if (geteuid() != 0) throw CtlError("only root can see the firewall rules; run websecctl as root");
-    const uint32_t nRules = CountInstalledRules(config.table, config.chain, config.nQueueNum);
+    const uint32_t nRules = CountInstalledRules(config.table, config.chain, config.nServedQueueNum);
     const std::string place = config.table + " " + config.chain;
     status.document["rules"] = {{"table", config.table}, {"chain", config.chain}, {"count", nRules}};
     status.rows.push_back({"rules", std::to_string(nRules) + " in " + place});
-    const std::string found =
-        std::to_string(nRules) + " rules in " + place + " send to queue " + std::to_string(config.nQueueNum);
-    if (daemon && nRules != RULE_GROUPS) {
+    const std::string found = std::to_string(nRules) + " rules in " + place + " send to queue " +
+                              std::to_string(config.nServedQueueNum);
+    if (daemon && nRules < RULE_GROUPS) {
+        const bool bCanRepair = HasCapability(*daemon, CAP_NET_ADMIN);
+        status.problems.push_back(found + ", " + std::to_string(RULE_GROUPS) + " should" +
+                                  (bCanRepair ? "; websec puts missing rules back within a minute" : ""));
+    } else if (daemon && nRules > RULE_GROUPS) {
         status.problems.push_back(found + ", " + std::to_string(RULE_GROUPS) +
-                                  " should; websec puts missing rules back within a minute");
+                                  " should; of a rule that it finds twice websec clears the whole chain");
     } else if (!daemon && nRules != 0) {
         status.problems.push_back(found +
                                   " although websec is not running: requests that match them get lost");
@@ -194,6 +200,10 @@ void AddPolicy(tagStatus& status) {
     status.rows.push_back({"entries", text + "blocked categories " + std::to_string(nCategories)});
     status.document["settings"] = {
         {"protections", switches}, {"lists", lists}, {"blocked_categories", nCategories}};
+}
+
+bool HasCapability(const tagDaemonProcess& daemon, int nCapability) {
+    return (daemon.status.nCapabilities >> nCapability & 1) != 0;
 }
 
 std::string OwnerText(const tagQueueOwner& owner) {
