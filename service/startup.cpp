@@ -4,6 +4,7 @@
 #include <span>
 
 #include "category/category_engine.h"
+#include "category/translate.h"
 #include "common/control_signals.h"
 #include "common/product_paths.h"
 #include "common/profile.h"
@@ -117,6 +118,7 @@ void LoadPolicy() {
         StopCategoryEngine();
     }
     LoadDataFileLists();
+    (void)TranslateText("Blocked");  // sets the locale up while this thread is the only one
     (void)GetSessionUser(g_szSessionUser, sizeof g_szSessionUser);
 }
 
