@@ -115,8 +115,7 @@ void AddDaemon(tagStatus& status, const std::optional<tagDaemonProcess>& daemon)
     }
 }
 
-void AddQueue(tagStatus& status, const std::optional<tagDaemonProcess>& daemon,
-              const tagQueueConfig& config) {
+void AddQueue(tagStatus& status, const std::optional<tagDaemonProcess>& daemon, tagQueueConfig& config) {
     const auto owners = FindQueueOwners();
     Json& document = status.document["queue"] = {{"number", config.nQueueNum}, {"owner", nullptr}};
     std::string text = std::to_string(config.nQueueNum) + ", read by nobody";
