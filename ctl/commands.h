@@ -10,3 +10,4 @@ void AddReloadCommand(CLI::App& app);
 void AddStatusCommand(CLI::App& app);
 void AddDatafileCommand(CLI::App& app);
 void AddExplainCommand(CLI::App& app);
+void AddReportCommand(CLI::App& app);

@@ -11,8 +11,8 @@ namespace {
 enum : int { EXIT_REFUSED = 1, EXIT_USAGE = 2 };
 
 constexpr void (*COMMAND_GROUPS[])(CLI::App&) = {
-    AddProtectionCommand, AddListCommands,  AddExplainCommand,
-    AddStatusCommand,     AddReloadCommand, AddDatafileCommand,
+    AddProtectionCommand, AddListCommands,    AddExplainCommand, AddStatusCommand,
+    AddReloadCommand,     AddDatafileCommand, AddReportCommand,
 };
 
 int Refuse(const char* szReason);
@@ -20,7 +20,7 @@ int Refuse(const char* szReason);
 }  // namespace
 
 int main(int argc, char** argv) try {
-    CLI::App app("Sets and explains what websec blocks.", "websecctl");
+    CLI::App app("Sets, explains and reports what websec blocks.", "websecctl");
     app.set_version_flag("--version", "websecctl " WEBSEC_VERSION);
     app.add_flag("--json", g_OutputOptions.bJson, "Answer with a JSON document");
     app.footer("Example: websecctl block add ads.example --subdomains");

@@ -7,10 +7,14 @@
 
 tagOutputOptions g_OutputOptions;
 
+std::string JsonText(const Json& document, int nIndent) {
+    // A list entry may hold bytes that are no UTF-8; they must not end the program.
+    return document.dump(nIndent, ' ', false, Json::error_handler_t::replace);
+}
+
 void PrintAnswer(const Json& document, const std::string& text) {
     if (g_OutputOptions.bJson) {
-        // A list entry may hold bytes that are no UTF-8; they must not end the program.
-        std::cout << document.dump(2, ' ', false, Json::error_handler_t::replace) << '\n';
+        std::cout << JsonText(document, 2) << '\n';
     } else if (!text.empty()) {
         std::cout << text << '\n';
     }

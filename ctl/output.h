@@ -23,6 +23,10 @@ struct tagOutputOptions {
 };
 extern tagOutputOptions g_OutputOptions;
 
+// The document as UTF-8 text, with nIndent blanks for each level, or on one line for -1. Bytes that are no
+// UTF-8 give U+FFFD.
+std::string JsonText(const Json& document, int nIndent);
+
 // One answer: the document with --json, else the text with a line end behind it.
 void PrintAnswer(const Json& document, const std::string& text);
 

@@ -1,20 +1,5 @@
 #include "ctl/settings_store.h"
 
-#include "ctl/output.h"
-
-SettingsStore::SettingsStore(int nMode) {
-    const int nCode = OpenStore(&m_store, nMode, STORE_BUSY_MS_SETTINGS);
-    if (nCode == STORE_MISSING) {
-        throw CtlError("there is no settings store at " + std::string(StorePath()) +
-                       " yet; the first change of a setting makes it");
-    }
-    Succeeded(nCode);
-}
-
-SettingsStore::~SettingsStore() {
-    CloseStore(&m_store);
-}
-
 bool SettingsStore::IsOn(int nSwitch) {
     uint32_t bOn = 0;
     Succeeded(ReadSwitch(&m_store, nSwitch, &bOn));
@@ -60,10 +45,4 @@ size_t SettingsStore::CountBlockedCategories() {
     };
     Succeeded(ForEachStoredCategory(&m_store, count, &nBlocked));
     return nBlocked;
-}
-
-bool SettingsStore::Succeeded(int nCode, int nExpected) {
-    if (nCode == STORE_OK) return true;
-    if (nCode == nExpected) return false;
-    throw CtlError("settings store: " + Printable(m_store.szError));
 }

@@ -1,11 +1,11 @@
-// The settings store as websecctl uses it: a connection that closes itself, and answers in place of codes.
-// Every failure is a CtlError that names the file and the cause.
+// The settings in the store as websecctl uses them.
 #pragma once
 
 #include <cstdint>
 #include <string>
 #include <vector>
 
+#include "ctl/store_connection.h"
 #include "modules/store/store_settings.h"
 
 struct tagEntry {
@@ -13,13 +13,9 @@ struct tagEntry {
     bool bSubdomains;
 };
 
-class SettingsStore {
+class SettingsStore : StoreConnection {
   public:
-    // STORE_OPEN_EXISTING to read, STORE_CREATE to change.
-    explicit SettingsStore(int nMode);
-    ~SettingsStore();
-    SettingsStore(const SettingsStore&) = delete;
-    SettingsStore& operator=(const SettingsStore&) = delete;
+    using StoreConnection::StoreConnection;
 
     bool IsOn(int nSwitch);
     void SetSwitch(int nSwitch, bool bOn);
@@ -36,10 +32,4 @@ class SettingsStore {
 
     // How many categories are blocked.
     size_t CountBlockedCategories();
-
-  private:
-    // False for nExpected, true for STORE_OK; throws for every other code.
-    bool Succeeded(int nCode, int nExpected = STORE_OK);
-
-    tagStore m_store;
 };

@@ -7,9 +7,10 @@
 #include "modules/store/store_sql.h"
 
 namespace {
-// The conditions of a filter; one whose parameter is null holds for every row.
+// The conditions of a filter; one whose parameter is null holds for every row. Ids count from 1; asked like
+// this, only the rows behind the id are read.
 constexpr char CONDITIONS[] =
-    " FROM reports WHERE (?1 IS NULL OR id > ?1) AND (?2 IS NULL OR time >= ?2)"
+    " FROM reports WHERE id > ifnull(?1, 0) AND (?2 IS NULL OR time >= ?2)"
     " AND (?3 IS NULL OR time < ?3) AND (?4 IS NULL OR user = ?4)"
     " AND (?5 IS NULL OR host = lower(?5) OR substr(host, -length(?5) - 1) = '.' || lower(?5))"
     " AND (?6 IS NULL OR (?6 >> result) & 1)";

@@ -9,7 +9,6 @@ namespace {
 constexpr size_t FIELD_UNITS_MAX = 1024;  // of the widest field of any record
 
 size_t EncodeUnit(char16_t unit, char* pTo);
-size_t PlainCharacter(std::string_view text);
 }  // namespace
 
 int IsPlainText(std::string_view text) {
@@ -19,6 +18,22 @@ int IsPlainText(std::string_view text) {
         text.remove_prefix(nLen);
     }
     return 1;
+}
+
+size_t PlainCharacter(std::string_view text) {
+    const auto byte = [&](size_t n) { return static_cast<uint8_t>(text[n]); };
+    const uint8_t nFirst = byte(0);
+    if (nFirst < 0x80) return nFirst >= 0x20 && nFirst != 0x7F;
+    const size_t nLen = nFirst >= 0xF0 ? 4 : nFirst >= 0xE0 ? 3 : 2;
+    if (nFirst < 0xC2 || nFirst > 0xF4 || text.size() < nLen) return 0;
+    uint32_t nCharacter = nFirst & (0x7Fu >> nLen);
+    for (size_t n = 1; n < nLen; ++n) {
+        if ((byte(n) & 0xC0) != 0x80) return 0;
+        nCharacter = nCharacter << 6 | (byte(n) & 0x3F);
+    }
+    constexpr uint32_t SMALLEST[] = {0, 0, 0xA0, 0x800, 0x10000};  // below 0xA0: control characters
+    if (nCharacter < SMALLEST[nLen] || nCharacter > 0x10FFFF) return 0;
+    return nCharacter >= 0xD800 && nCharacter <= 0xDFFF ? 0 : nLen;
 }
 
 void DecodeWideText(std::span<char> szTo, std::span<const char16_t> wszFrom) {
@@ -59,23 +74,5 @@ size_t EncodeUnit(char16_t unit, char* pTo) {
     pTo[1] = static_cast<char>(0x80 | (unit >> 6 & 0x3F));
     pTo[2] = static_cast<char>(0x80 | (unit & 0x3F));
     return 3;
-}
-
-// Length of the character at the start of a text that is not empty; 0 when it is no valid UTF-8 (RFC 3629) or
-// a control character.
-size_t PlainCharacter(std::string_view text) {
-    const auto byte = [&](size_t n) { return static_cast<uint8_t>(text[n]); };
-    const uint8_t nFirst = byte(0);
-    if (nFirst < 0x80) return nFirst >= 0x20 && nFirst != 0x7F;
-    const size_t nLen = nFirst >= 0xF0 ? 4 : nFirst >= 0xE0 ? 3 : 2;
-    if (nFirst < 0xC2 || nFirst > 0xF4 || text.size() < nLen) return 0;
-    uint32_t nCharacter = nFirst & (0x7Fu >> nLen);
-    for (size_t n = 1; n < nLen; ++n) {
-        if ((byte(n) & 0xC0) != 0x80) return 0;
-        nCharacter = nCharacter << 6 | (byte(n) & 0x3F);
-    }
-    constexpr uint32_t SMALLEST[] = {0, 0, 0xA0, 0x800, 0x10000};  // below 0xA0: control characters
-    if (nCharacter < SMALLEST[nLen] || nCharacter > 0x10FFFF) return 0;
-    return nCharacter >= 0xD800 && nCharacter <= 0xDFFF ? 0 : nLen;
 }
 }  // namespace

@@ -10,6 +10,10 @@ constexpr size_t DecodedSize(size_t nUnits) {
     return 3 * (nUnits - 1) + 1;
 }
 
+// Length in bytes of the character at the start of a text that is not empty; 0 when it is no valid UTF-8 (RFC
+// 3629) or a control character.
+size_t PlainCharacter(std::string_view text);
+
 // 1: valid UTF-8 without control characters, so that it can be shown and written to JSON as it is.
 int IsPlainText(std::string_view text);
 

@@ -1,0 +1,13 @@
+// The fields of a row as programs read them: the keys of the JSON objects and the columns of the CSV table.
+#pragma once
+
+#include <array>
+
+#include "ctl/output.h"
+#include "modules/store/store_reports.h"
+
+struct tagReportField {
+    const char* szName;
+    Json (*pfnValue)(const tagReportRow& row);  // a text or a number
+};
+extern const std::array<tagReportField, 11> REPORT_FIELDS;

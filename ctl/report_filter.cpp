@@ -1,0 +1,50 @@
+#include "ctl/report_filter.h"
+
+#include <vector>
+
+#include "ctl/report_reason.h"
+#include "ctl/time_argument.h"
+
+namespace {
+
+std::string ReasonNames(uint32_t nResultMask);
+
+}  // namespace
+
+tagReportFilter FilterOf(const tagReportChoice& choice) {
+    tagReportFilter filter;
+    filter.nFrom = choice.nSince;
+    filter.nUntil = choice.nUntil;
+    if (choice.user) filter.szUser = choice.user->c_str();
+    if (choice.host) filter.szHost = choice.host->c_str();
+    filter.nResultMask = choice.nResultMask;
+    filter.nLimit = choice.nLimit;
+    return filter;
+}
+
+std::string DescribeChoice(const tagReportChoice& choice) {
+    std::vector<std::string> parts;
+    if (choice.nSince != 0) parts.push_back("since " + LocalTimeText(choice.nSince));
+    if (choice.nUntil != 0) parts.push_back("until " + LocalTimeText(choice.nUntil));
+    if (choice.user) parts.push_back("user " + *choice.user);
+    if (choice.host) parts.push_back("host " + *choice.host);
+    if (choice.nResultMask != 0) parts.push_back("reason " + ReasonNames(choice.nResultMask));
+    std::string text;
+    for (const auto& part : parts)
+        text += (text.empty() ? "" : ", ") + part;
+    return text;
+}
+
+namespace {
+
+std::string ReasonNames(uint32_t nResultMask) {
+    std::string names, previous;
+    for (uint32_t nResult = 0; nResult < 32; ++nResult) {
+        if ((nResultMask >> nResult & 1) == 0 || ReasonName(nResult) == previous) continue;
+        previous = ReasonName(nResult);
+        names += (names.empty() ? "" : " or ") + previous;
+    }
+    return names;
+}
+
+}  // namespace

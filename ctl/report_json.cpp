@@ -1,0 +1,21 @@
+#include "ctl/report_json.h"
+
+#include "ctl/report_fields.h"
+
+void JsonWriter::Begin() {
+    if (!m_bLines) m_out << '[';
+}
+
+void JsonWriter::Write(const tagReportRow& row) {
+    Json object;
+    for (const auto& field : REPORT_FIELDS)
+        object[field.szName] = field.pfnValue(row);
+    if (!m_bLines) m_out << (m_bFirst ? "\n  " : ",\n  ");
+    m_out << JsonText(object, -1);
+    if (m_bLines) m_out << '\n';
+    m_bFirst = false;
+}
+
+void JsonWriter::End() {
+    if (!m_bLines) m_out << (m_bFirst ? "]\n" : "\n]\n");
+}

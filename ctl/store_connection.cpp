@@ -1,0 +1,24 @@
+#include "ctl/store_connection.h"
+
+#include <string>
+
+#include "ctl/output.h"
+
+StoreConnection::StoreConnection(int nMode) {
+    const int nCode = OpenStore(&m_store, nMode, STORE_BUSY_MS_SETTINGS);
+    if (nCode == STORE_MISSING) {
+        throw CtlError("there is no settings store at " + std::string(StorePath()) +
+                       " yet; the first change of a setting makes it");
+    }
+    Succeeded(nCode);
+}
+
+StoreConnection::~StoreConnection() {
+    CloseStore(&m_store);
+}
+
+bool StoreConnection::Succeeded(int nCode, int nExpected) {
+    if (nCode == STORE_OK) return true;
+    if (nCode == nExpected) return false;
+    throw CtlError("settings store: " + Printable(m_store.szError));
+}
