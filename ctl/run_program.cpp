@@ -41,6 +41,7 @@ namespace {
 
 void BecomeProgram(const std::vector<std::string>& arguments, int fdOutput) {
     std::vector<char*> argv;
+    argv.reserve(arguments.size() + 1);
     for (const auto& argument : arguments)
         argv.push_back(const_cast<char*>(argument.c_str()));
     argv.push_back(nullptr);
