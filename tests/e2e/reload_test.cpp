@@ -1,0 +1,138 @@
+// Reload and refresh while requests flow, and workers that come back.
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <chrono>
+#include <cstdlib>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "tests/e2e/daemon.h"
+#include "tests/e2e/lab.h"
+#include "tests/e2e/web_client.h"
+
+namespace {
+// Packets that the kernel has queued and nobody has answered.
+bool IsNothingWaiting() {
+    return Shell("awk '$1 == 0 {print $3}' /proc/net/netfilter/nfnetlink_queue").output == "0\n";
+}
+
+// Runs something again and again on threads of its own, with a pause between, until it goes out of scope.
+class Background {
+  public:
+    template <class Step>
+    Background(int nThreads, int nPauseMs, Step makeStep) {
+        for (int nThread = 0; nThread < nThreads; ++nThread) {
+            m_threads.emplace_back([this, nPauseMs, step = makeStep()]() mutable {
+                while (!m_bStop) {
+                    step();
+                    usleep(static_cast<useconds_t>(nPauseMs * 1000));
+                }
+            });
+        }
+    }
+    ~Background() {
+        m_bStop = true;
+        for (std::thread& thread : m_threads)
+            thread.join();
+    }
+    Background(const Background&) = delete;
+    Background& operator=(const Background&) = delete;
+
+  private:
+    std::atomic<bool> m_bStop = false;
+    std::vector<std::thread> m_threads;
+};
+}  // namespace
+
+class Reload : public LabTest {};
+
+TEST_F(Reload, UnderLoad) {
+    constexpr auto DURATION = std::chrono::seconds(15);
+    tagDaemon daemon = StartDaemon();
+    const pid_t pid = daemon.pid;
+    const size_t nDescriptors = DescriptorCount(pid);
+    std::atomic<int> nAnswered = 0, nFailed = 0;
+    Background clients(8, 38, [&] {
+        return [&, pClient = std::make_shared<WebClient>()] {
+            ++(pClient->Get("allowed.example", "/load").nStatus == 200 ? nAnswered : nFailed);
+        };
+    });
+    {
+        Background signals(1, 100, [pid] {
+            return [pid, nSent = 0]() mutable { kill(pid, ++nSent % 2 == 0 ? SIGHUP : SIGUSR2); };
+        });
+        const auto end = std::chrono::steady_clock::now() + DURATION;
+        for (int nRound = 0; std::chrono::steady_clock::now() < end; ++nRound) {
+            MustRun("websecctl block add toggled.example");
+            EXPECT_TRUE(Get("toggled.example", "/load/listed").bReset) << nRound;
+            MustRun("websecctl block remove toggled.example");
+            EXPECT_EQ(Get("toggled.example", "/load/free").nStatus, 200) << nRound;
+        }
+    }
+    EXPECT_EQ(nFailed, 0);
+    EXPECT_GT(nAnswered, 1500);
+    EXPECT_EQ(ServersSaw("/load/listed"), 0u);
+    EXPECT_TRUE(Within(1000, IsNothingWaiting));
+    EXPECT_EQ(ThreadCount(pid), ALL_THREADS + 2);  // and the two report writers
+    EXPECT_TRUE(Within(5000, [&] { return DescriptorCount(pid) == nDescriptors; })) << DescriptorCount(pid);
+
+    EXPECT_EQ(StopDaemon(daemon, 2000), 0);  // in the middle of it
+    EXPECT_EQ(QueueRules(), 0u);
+}
+
+// The kernel forgets a packet whose device goes; the verdict for it comes back as an error, which costs the
+// worker that finds it. Here all four. The next signal brings them back.
+TEST_F(Reload, BringsEndedWorkersBack) {
+    constexpr int WORKERS = 4;
+    MustRun("websecctl block add blocked.example");
+    for (const int nSignal : {SIGHUP, SIGUSR2}) {
+        SCOPED_TRACE(nSignal);
+        MustRun(
+            "ip link add gone0 type veth peer name gone1 netns server && ip address add 198.51.100.1/24 dev "
+            "gone0 && "
+            "ip link set gone0 up && ip -n server address add 198.51.100.2/24 dev gone1 && "
+            "ip -n server link set gone1 up");
+        tagDaemon daemon = StartDaemon();
+        {
+            WebClient clients[WORKERS] = {WebClient("198.51.100.2"), WebClient("198.51.100.2"),
+                                          WebClient("198.51.100.2"), WebClient("198.51.100.2")};
+            kill(daemon.pid, SIGSTOP);
+            for (WebClient& client : clients)
+                EXPECT_TRUE(client.Send("allowed.example"));
+            MustRun("ip link del gone0");
+            kill(daemon.pid, SIGCONT);
+            EXPECT_TRUE(Within(3000, [&] { return ThreadCount(daemon.pid) == ALL_THREADS - WORKERS; }))
+                << ThreadCount(daemon.pid);
+        }
+        kill(daemon.pid, nSignal);
+        EXPECT_TRUE(Within(3000, [&] { return ThreadCount(daemon.pid) == ALL_THREADS; }))
+            << ThreadCount(daemon.pid);
+        EXPECT_EQ(Get("allowed.example").nStatus, 200);
+        EXPECT_TRUE(Get("blocked.example").bReset);
+        EXPECT_EQ(StopDaemon(daemon), 0);
+    }
+}
+
+TEST_F(Reload, StopWithoutAnyWorker) {
+    tagDaemon daemon = LaunchDaemon("setpriv --inh-caps -net_admin --bounding-set -net_admin");
+    ASSERT_TRUE(Within(
+        5000, [&] { return LetsSignalsIn(daemon.pid) && ThreadCount(daemon.pid) == ALL_THREADS - 4; }));
+    EXPECT_EQ(StopDaemon(daemon, 2000), 0);
+}
+
+// The tables of the data files come with SIGUSR2, not with SIGHUP.
+TEST_F(Reload, RefreshLoadsTheBuiltInTables) {
+    MustRun("websecctl block add excluded.example");
+    tagDaemon daemon = StartDaemon();
+    EXPECT_TRUE(Get("excluded.example").bReset);
+    MustRun("echo 'excluded.example' | websecctl datafile build exclusion " + ProductFile("pcintwl.dat"));
+    MustRun("websecctl reload");
+    EXPECT_TRUE(Get("excluded.example").bReset);
+    kill(daemon.pid, SIGUSR2);
+    EXPECT_TRUE(Within(2000, [] { return Get("excluded.example").nStatus == 200; }));
+    EXPECT_EQ(StopDaemon(daemon), 0);
+}
