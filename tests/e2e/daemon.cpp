@@ -87,6 +87,12 @@ int StopDaemon(tagDaemon& daemon, int nMilliseconds) {
     return AwaitEnd(daemon, nMilliseconds);
 }
 
+void HoldDaemon(const tagDaemon& daemon) {
+    kill(daemon.pid, SIGSTOP);
+    const std::string running = "grep -L 'State:.T' /proc/" + std::to_string(daemon.pid) + "/task/*/status";
+    EXPECT_TRUE(Within(2000, [&] { return Shell(running).output.empty(); }));
+}
+
 size_t ThreadCount(pid_t pid) {
     return CountEntries("/proc/" + std::to_string(pid) + "/task");
 }

@@ -32,6 +32,9 @@ int AwaitEnd(tagDaemon& daemon, int nMilliseconds = 3000);
 // SIGTERM, then the same.
 int StopDaemon(tagDaemon& daemon, int nMilliseconds = 3000);
 
+// SIGSTOP, and waits until every thread has stopped: until then one may still take a packet.
+void HoldDaemon(const tagDaemon& daemon);
+
 size_t ThreadCount(pid_t pid);
 size_t DescriptorCount(pid_t pid);
 

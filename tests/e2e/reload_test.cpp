@@ -100,7 +100,7 @@ TEST_F(Reload, BringsEndedWorkersBack) {
         {
             WebClient clients[WORKERS] = {WebClient("198.51.100.2"), WebClient("198.51.100.2"),
                                           WebClient("198.51.100.2"), WebClient("198.51.100.2")};
-            kill(daemon.pid, SIGSTOP);
+            HoldDaemon(daemon);
             for (WebClient& client : clients)
                 EXPECT_TRUE(client.Send("allowed.example"));
             MustRun("ip link del gone0");
