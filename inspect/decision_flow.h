@@ -1,8 +1,9 @@
 // The decision flow: what happens to one queued packet, and the one place where the order of the checks is
 // settled. Every failure on the way lets the packet pass.
 //
-// Runs on four workers at a time, each on its own records and under its own lock; whoever replaces lists,
-// switches or tables takes all four locks first, so the flow reads them without one.
+// Runs on four workers at a time, each on its own records and under its own lock, which only the first FTP
+// address match gives up on the way (policy/addr_match.h). Whoever replaces lists, switches or tables takes
+// all four locks first, so the flow reads them without one.
 #pragma once
 
 #include <libmnl/libmnl.h>

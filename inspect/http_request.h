@@ -3,8 +3,7 @@
 //
 // Deliberately lenient about line ends. A line ends at a CR, or one byte before an LF, whichever comes first:
 // the byte before an LF is taken for its CR. The very last byte of the data never belongs to a line.
-// Allocates nothing; works on the arguments only, none of them
-// null; any worker.
+// Allocates nothing; works on the arguments only, none of them null; any worker.
 #pragma once
 
 #include <cstdint>

@@ -2,8 +2,9 @@
 // an enciphered connection shows. A ClientHello that spans records or segments yields nothing: neither is put
 // together.
 //
-// The parsers check each length against what encloses it and never read behind their span. All work
-// on their arguments only; any worker.
+// The parsers check each length against what encloses it and never read behind their span. All work on their
+// arguments only, but for a message about unknown name types while standard output is the process's own; any
+// worker.
 #pragma once
 
 #include <cstdint>

@@ -17,7 +17,7 @@ enum { CHANNEL_NO_SOCKET = 12, CHANNEL_NO_BIND = 13, CHANNEL_NO_CONFIG = 14 };
 struct tagQueueReceiver {
     uint32_t nQueueNum;   // netfilter queue served
     pthread_t thread;     // valid while nLife is not THREAD_NONE
-    mnl_socket* pSocket;  // owned; closed by StopQueueReceivers
+    mnl_socket* pSocket;  // owned; closed when no thread uses it any more
     uint32_t nPortId;     // the socket's netlink port id
     uint8_t nLife;        // THREAD_*
     sem_t semEnded;       // posted once, when the thread ends

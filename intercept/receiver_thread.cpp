@@ -4,7 +4,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <atomic>
 #include <cerrno>
 #include <cstring>
 
@@ -16,15 +15,10 @@
 tagQueueReceiver g_QueueReceivers[NUM_QUEUE_RECEIVERS];
 
 namespace {
-// Set while the main thread is inside pthread_join on a receiver. A handler that runs on the main thread then
-// must not join the same thread once more. Until that join goes on, the thread's record stays valid.
-std::atomic<bool> s_bJoinUnderWay{false};
-
 void* QueueReceiverThread(void* pArgument);
 void MarkReceiverEnded(void* pArgument);
 void ReceivePackets(tagQueueReceiver& receiver);
 bool AnswerWithDrop(const tagQueueReceiver& receiver, const void* pMessage, size_t nBytes);
-void WaitForEnd(tagQueueReceiver& receiver);
 }  // namespace
 
 tagQueueReceiver& ReceiverOfQueue(uint32_t nQueueNum) {
@@ -42,23 +36,26 @@ int StartQueueReceiver(tagQueueReceiver& receiver) {
     return nCreated;
 }
 
-void JoinQueueReceivers() {
+void AwaitQueueReceivers() {
     for (tagQueueReceiver& receiver : g_QueueReceivers) {
         if (GetThreadLife(receiver.nLife) == THREAD_NONE) continue;
-        s_bJoinUnderWay = true;
-        pthread_join(receiver.thread, nullptr);
+        while (sem_wait(&receiver.semEnded) != 0 && errno == EINTR) {
+        }
+    }
+}
+
+void JoinQueueReceivers() {
+    for (tagQueueReceiver& receiver : g_QueueReceivers) {
+        if (GetThreadLife(receiver.nLife) != THREAD_NONE) pthread_join(receiver.thread, nullptr);
         SetThreadLife(receiver.nLife, THREAD_NONE);
-        s_bJoinUnderWay = false;
     }
 }
 
 void StopQueueReceivers() {
     for (tagQueueReceiver& receiver : g_QueueReceivers) {
-        // A thread that has ended is not cancelled: the interrupted join may have released it already.
-        if (GetThreadLife(receiver.nLife) == THREAD_RUNNING) pthread_cancel(receiver.thread);
+        if (GetThreadLife(receiver.nLife) != THREAD_NONE) pthread_cancel(receiver.thread);
     }
-    for (tagQueueReceiver& receiver : g_QueueReceivers)
-        WaitForEnd(receiver);
+    JoinQueueReceivers();
     if (!IsAnyWorkerAlive()) CloseIdleChannels();
 }
 
@@ -71,17 +68,6 @@ void CloseIdleChannels() {
 }
 
 namespace {
-void WaitForEnd(tagQueueReceiver& receiver) {
-    if (GetThreadLife(receiver.nLife) == THREAD_NONE) return;
-    if (s_bJoinUnderWay) {
-        while (sem_wait(&receiver.semEnded) != 0 && errno == EINTR) {
-        }
-    } else {
-        pthread_join(receiver.thread, nullptr);
-        SetThreadLife(receiver.nLife, THREAD_NONE);
-    }
-}
-
 void* QueueReceiverThread(void* pArgument) {
     pthread_cleanup_push(MarkReceiverEnded, pArgument);
     ReceivePackets(*static_cast<tagQueueReceiver*>(pArgument));

@@ -16,13 +16,17 @@ tagQueueReceiver& ReceiverOfQueue(uint32_t nQueueNum);
 // caller's signal mask. 0, the channel's result, or the error number of pthread_create. Main thread.
 int StartQueueReceiver(tagQueueReceiver& receiver);
 
-// Waits until every receiver has ended by itself. Main thread; signal handlers run meanwhile.
+// Waits until every receiver has announced its end. Main thread; signal handlers run meanwhile, while this
+// thread holds no lock, and may stop and join the receivers themselves.
+void AwaitQueueReceivers();
+
+// Joins the receivers. Main thread, with the control signals blocked: a join takes locks of the C library
+// that a handler would take as well.
 void JoinQueueReceivers();
 
-// Cancels the receivers, waits for their end and closes their channels; while workers may still answer on a
-// channel, its closing is left to StopWorkerThreads. Main thread, also from a signal handler that interrupts
-// JoinQueueReceivers: the thread is then left to that join, and only its end is waited for. Safe on receivers
-// that never started or have ended.
+// Cancels and joins the receivers and closes their channels; while workers may still answer on a channel, its
+// closing is left to StopWorkerThreads. Main thread, also from a signal handler. Safe on receivers that never
+// started or have ended.
 void StopQueueReceivers();
 
 // Closes the channels of receivers that do not run. No worker may be alive. Main thread.

@@ -7,6 +7,19 @@ namespace {
 pthread_mutex_t s_PauseLock = PTHREAD_MUTEX_INITIALIZER;
 }
 
+int StartAllWorkers() {
+    pthread_mutex_lock(&s_PauseLock);
+    int nFailed = 0;
+    uint32_t nIndex = 0;
+    for (tagWorkerThread& worker : g_WorkerThreads) {
+        worker = {};
+        worker.nIndex = nIndex++;
+        if (StartWorkerThread(worker) != 0) ++nFailed;
+    }
+    pthread_mutex_unlock(&s_PauseLock);
+    return nFailed;
+}
+
 void PauseWorkers() {
     pthread_mutex_lock(&s_PauseLock);
     uint32_t nIndex = 0;

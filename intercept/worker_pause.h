@@ -5,6 +5,10 @@
 // workers' locks in index order, so that neither meets a worker lock that the other is about to make anew.
 #pragma once
 
+// Starts all workers; none of them can pause the others before all are there. Returns how many failed; the
+// service runs with the rest. Main thread, at start-up.
+int StartAllWorkers();
+
 // Re-creates each worker that has ended, and takes its lock: on return no worker is in the decision flow. A
 // worker that cannot be re-created stays ended. Main thread, with the control signals blocked.
 void PauseWorkers();

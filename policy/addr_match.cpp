@@ -1,10 +1,9 @@
 #include "policy/addr_match.h"
 
-#include <pthread.h>
-
 #include <string_view>
 
 #include "common/ascii_case.h"
+#include "common/cancellation_off.h"
 #include "policy/policy_state.h"
 #include "policy/settings_load.h"
 #include "policy/worker_pause_hook.h"
@@ -33,8 +32,7 @@ namespace {
 
 // Must not be cancelled half-way: it holds other workers' locks and lists in the making.
 void LoadSettingsForFirstFTPMatch() {
-    int nOldState = 0;
-    pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &nOldState);
+    const CancellationOff cancellationOff;
     if (g_pfnPauseWorkersFromWorker) g_pfnPauseWorkersFromWorker();
     // The own lock was given up on the way: another worker may have come first.
     if (g_bFirstFTPAddrMatch == 1) {
@@ -42,7 +40,6 @@ void LoadSettingsForFirstFTPMatch() {
         g_bFirstFTPAddrMatch = 0;
     }
     if (g_pfnResumeWorkersFromWorker) g_pfnResumeWorkersFromWorker();
-    pthread_setcancelstate(nOldState, nullptr);
 }
 
 bool AddrMatches(std::string_view entry, const tagWebRequest& request) {

@@ -59,7 +59,7 @@ struct tagClientSettingData {
 static_assert(sizeof(tagClientSettingData) == 6 * 4 + 4 * 24);
 
 // Fills an empty record. Non-zero low byte: success. pReserved may be written and is not read.
-using AvGetClientAllSettingDataFn = bool (*)(tagClientSettingData* pSettings, uint32_t* pReserved);
+using AvGetClientAllSettingDataFn = uint8_t (*)(tagClientSettingData* pSettings, uint32_t* pReserved);
 
 template <class T>
 std::span<const T> Elements(const tagSequence<T>& seq) {

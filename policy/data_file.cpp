@@ -11,6 +11,7 @@
 #include <string_view>
 
 #include "common/ascii_case.h"
+#include "common/cancellation_off.h"
 #include "modules/asapsdk/check_sum.h"
 
 // Records of numbers are used as they stand in the file.
@@ -113,6 +114,7 @@ void FreePortTable(tagPortTable& table) {
 namespace {
 
 int ReadBodyFile(const char* szPath, const tagBodyLayout& layout, tagBody& body) {
+    const CancellationOff cancellationOff;
     const int fd = open(szPath, O_RDONLY | O_CLOEXEC);
     if (fd < 0) return errno;
     const int nResult = ReadOpenBody(fd, layout, body);

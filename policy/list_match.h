@@ -1,8 +1,8 @@
 // The checks of a request against the user's lists, and how a list entry is compared with a host or a URL.
 // Addresses have rules of their own (policy/addr_match.h), built-in patterns too (policy/pattern_match.h).
 //
-// Any worker, inside its own lock; the lists do not change meanwhile. Each check returns 0 when it ran and
-// writes nResult only when it found something.
+// Any worker, inside its own lock. The lists do not change meanwhile, but for the address match, which may
+// replace them all once. Each check returns 0 when it ran and writes nResult only when it found something.
 #pragma once
 
 #include <cstdint>

@@ -45,7 +45,7 @@ namespace {
 int FetchSettings(tagClientSettingData& settings) {
     if (g_bReportModuleLoaded == 0) return 1;
     uint32_t nReserved = 0;
-    return g_pfnGetClientAllSettingData(&settings, &nReserved) ? 0 : 1;
+    return g_pfnGetClientAllSettingData(&settings, &nReserved) != 0 ? 0 : 1;
 }
 
 void ApplySwitches(const tagClientSettingData& settings) {

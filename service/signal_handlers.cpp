@@ -31,7 +31,7 @@ bool UsesDefinedPorts() {
     unsigned int nError = 0;
     const int nValue =
         GetPrivateProfileInt("IPTABLEConfigurations", "UseDefinedPorts", 0, SERVICE_CONFIG_FILE, &nError);
-    return nError == 0 && nValue != 0;
+    return nError == 0 && static_cast<uint8_t>(nValue) != 0;
 }
 }  // namespace
 

@@ -52,15 +52,14 @@ constexpr CleanupStep NO_WORKER[] = {StopQueueReceivers, StopRunningCategoryEngi
 constexpr CleanupStep NO_SIGNALS[] = {
     RemoveRules,     StopQueueReceivers, StopWorkerThreads, DestroyPacketStoreSync,
     FreePolicyLists, FreeDataFileLists,  UnloadReportModule};
-constexpr CleanupStep RECEIVER_ENDED[] = {StopWatchdog,    StopWorkerThreads,  DestroyPacketStoreSync,
-                                          RemoveRules,     UnloadReportModule, FreeDataFileLists,
-                                          FreePolicyLists, StopLibraryEngine};
+constexpr CleanupStep RECEIVER_ENDED[] = {JoinQueueReceivers,     StopWatchdog,    StopWorkerThreads,
+                                          DestroyPacketStoreSync, RemoveRules,     UnloadReportModule,
+                                          FreeDataFileLists,      FreePolicyLists, StopLibraryEngine};
 
 int Leave(std::span<const CleanupStep> steps, int nStatus);
 int InstallHandlers();
 void LoadPolicy();
 bool StartReceivers();
-bool StartWorkers();
 int StartInterception(const sigset_t& saved);
 }  // namespace
 
@@ -78,7 +77,7 @@ int RunService() {
     if (nStarted != 0) return nStarted;
 
     (void)StartRuleWatchdog();
-    JoinQueueReceivers();
+    AwaitQueueReceivers();
     (void)sigprocmask(SIG_BLOCK, &control, nullptr);
     return Leave(RECEIVER_ENDED, 0);
 }
@@ -99,6 +98,8 @@ int Leave(std::span<const CleanupStep> steps, int nStatus) {
 }
 
 int InstallHandlers() {
+    // A starter that ignores SIGCHLD would make every exit status of iptables unknown.
+    if (signal(SIGCHLD, SIG_DFL) == SIG_ERR) return -1;
     if (signal(SIGHUP, OnReloadSignal) == SIG_ERR) return -1;
     if (signal(SIGUSR2, OnRefreshSignal) == SIG_ERR) return -1;
     return signal(SIGTERM, OnStopSignal) == SIG_ERR ? -1 : 0;
@@ -133,7 +134,7 @@ int StartInterception(const sigset_t& saved) {
     g_pfnResumeWorkersFromWorker = ResumeOtherWorkers;
 
     if (!StartReceivers()) return Leave(NO_RECEIVER, -1);
-    if (!StartWorkers()) return Leave(NO_WORKER, -1);
+    if (StartAllWorkers() == NUM_WORKER_THREADS) return Leave(NO_WORKER, -1);
     (void)ManageIptableRules(RULE_ADD);
     if (sigprocmask(SIG_SETMASK, &saved, nullptr) != 0) return Leave(NO_SIGNALS, -1);
     return 0;
@@ -151,15 +152,4 @@ bool StartReceivers() {
     return nFailed < NUM_QUEUE_RECEIVERS;
 }
 
-// False when none started; the service runs with those that did.
-bool StartWorkers() {
-    int nFailed = 0;
-    uint32_t nIndex = 0;
-    for (tagWorkerThread& worker : g_WorkerThreads) {
-        worker = {};
-        worker.nIndex = nIndex++;
-        if (StartWorkerThread(worker) != 0) ++nFailed;
-    }
-    return nFailed < NUM_WORKER_THREADS;
-}
 }  // namespace

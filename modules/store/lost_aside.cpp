@@ -10,6 +10,9 @@
 #include "modules/store/store_reports.h"
 
 namespace {
+constexpr int LOCK_TRIES = 50;
+constexpr useconds_t LOCK_TRY_US = 4000;
+
 int OpenAside(const char* szStore, int nFlags);
 int64_t SizeOf(int fd);
 int MoveIntoStore(tagStore* pStore, int fd);
@@ -40,13 +43,19 @@ int TakeLostAside(tagStore* pStore) {
 }
 
 namespace {
-// Locked until closed, since two modules may come here at once. -1 when it is not there or cannot be opened.
+// Locked until closed, since two modules may come here at once. -1 when it is not there, cannot be opened, or
+// stays locked by the other one: a stop must not wait for it.
 int OpenAside(const char* szStore, int nFlags) {
     char szAside[sizeof tagStore::szPath + 8];
     std::snprintf(szAside, sizeof szAside, "%s-lost", szStore);
     const int fd = open(szAside, nFlags | O_CLOEXEC | O_NOFOLLOW, 0600);
-    if (fd != -1) flock(fd, LOCK_EX);
-    return fd;
+    if (fd == -1) return -1;
+    for (int nTry = 0; nTry < LOCK_TRIES; ++nTry) {
+        if (flock(fd, LOCK_EX | LOCK_NB) == 0) return fd;
+        usleep(LOCK_TRY_US);
+    }
+    close(fd);
+    return -1;
 }
 
 int64_t SizeOf(int fd) {

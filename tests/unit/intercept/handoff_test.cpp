@@ -55,14 +55,7 @@ class Handoff : public testing::Test {
         g_bCustomBlockList = 0;
         fake_kernel::Reset();
     }
-    static void StartWorkers() {
-        uint32_t nIndex = 0;
-        for (tagWorkerThread& worker : g_WorkerThreads) {
-            worker = {};
-            worker.nIndex = nIndex++;
-            ASSERT_EQ(StartWorkerThread(worker), 0);
-        }
-    }
+    static void StartWorkers() { ASSERT_EQ(StartAllWorkers(), 0); }
     static void StartAll() {
         ASSERT_EQ(StartQueueReceiver(g_QueueReceivers[0]), 0);
         StartWorkers();
@@ -95,6 +88,7 @@ TEST_F(Handoff, WhatHoldsNoPacketIsNotAnswered) {
     ASSERT_TRUE(verdict);
     EXPECT_EQ(verdict->nPacketId, 11u);
     EXPECT_EQ(verdict->nVerdict, static_cast<uint32_t>(NF_ACCEPT)) << "no payload to judge";
+    EXPECT_FALSE(NextVerdict(100)) << "nothing else is answered";
 }
 
 TEST_F(Handoff, AFullStoreIsAnsweredWithADropAndAPause) {
@@ -128,13 +122,15 @@ TEST_F(Handoff, AWorkerEndsOnARejectedMessageAndIsMadeAnew) {
     ResumeWorkers();
     EXPECT_EQ(ended(), 0);
     Deliver(Request(5));
-    EXPECT_EQ(NextVerdict()->nPacketId, 5u);
+    const auto verdict = NextVerdict();
+    ASSERT_TRUE(verdict);
+    EXPECT_EQ(verdict->nPacketId, 5u);
 }
 
 TEST_F(Handoff, TheReceiverEndsWithItsChannelAndIsStoppedOnce) {
     StartAll();
     fake_kernel::CloseChannel();
-    EXPECT_TRUE(WaitUntilEnded(g_QueueReceivers[0].nLife));
+    AwaitQueueReceivers();
     JoinQueueReceivers();
     EXPECT_EQ(GetThreadLife(g_QueueReceivers[0].nLife), THREAD_NONE);
     StopQueueReceivers();
@@ -188,7 +184,7 @@ TEST_F(Handoff, StoppingInTheMidstOfWork) {
 TEST_F(Handoff, TheFirstAddressMatchLoadsOnceBesideReloads) {
     static std::atomic<int> s_nLoads{0};
     g_bReportModuleLoaded = 1;
-    g_pfnGetClientAllSettingData = [](tagClientSettingData* pSettings, uint32_t*) {
+    g_pfnGetClientAllSettingData = [](tagClientSettingData* pSettings, uint32_t*) -> uint8_t {
         ++s_nLoads;
         pSettings->nCustomBlockList = 1;
         return true;

@@ -122,28 +122,34 @@ TEST_F(ReportModulesTest, EachTakesItsOwnTypes) {
     EXPECT_EQ(nStatus, 0u);
 }
 
-// Every worker reports to both modules; unloading them stores the rest and joins the halves of each block.
-TEST_F(ReportModulesTest, LosesNothingWhenUnloaded) {
+// Every worker reports to both modules; the end of the process stores the rest and joins the halves of each
+// block.
+TEST_F(ReportModulesTest, LosesNothingAtTheEndOfTheProcess) {
     CreateStore();
+    CloseStore(&m_store);
     constexpr int THREADS = 4;
     constexpr int BLOCKS = 1250;
-    std::vector<std::thread> threads;
-    for (int nThread = 0; nThread < THREADS; ++nThread) {
-        threads.emplace_back([this, nThread] {
-            for (int n = 0; n < BLOCKS; ++n) {
-                // One URL in three is asked for again and again.
-                const std::string url =
-                    n % 3 == 0 ? "same.example" : "t" + std::to_string(nThread) + "/" + std::to_string(n);
-                ReportRecordBlock block = BlockRecord(url.c_str());
-                ClientReportRecord client = ClientRecord(url.c_str());
-                EXPECT_EQ(m_pfnTyped(REPORT_BLOCK, &block, nullptr), 1);
-                EXPECT_EQ(m_pfnClient(REPORT_CLIENT, &client, nullptr), 1);
-            }
-        });
-    }
-    for (std::thread& thread : threads)
-        thread.join();
-    CloseModules();
+    const auto report = [this](int nThread) {
+        for (int n = 0; n < BLOCKS; ++n) {
+            // One URL in three is asked for again and again.
+            const std::string url =
+                n % 3 == 0 ? "same.example" : "t" + std::to_string(nThread) + "/" + std::to_string(n);
+            ReportRecordBlock block = BlockRecord(url.c_str());
+            ClientReportRecord client = ClientRecord(url.c_str());
+            if (m_pfnTyped(REPORT_BLOCK, &block, nullptr) != 1) _exit(1);
+            if (m_pfnClient(REPORT_CLIENT, &client, nullptr) != 1) _exit(2);
+        }
+    };
+    const auto reportAndEnd = [&report] {
+        std::vector<std::thread> threads;
+        for (int nThread = 0; nThread < THREADS; ++nThread)
+            threads.emplace_back(report, nThread);
+        for (std::thread& thread : threads)
+            thread.join();
+        std::exit(0);
+    };
+    EXPECT_EXIT(reportAndEnd(), testing::ExitedWithCode(0), "");
+    ASSERT_EQ(OpenStore(&m_store, STORE_CREATE, 100), STORE_OK);
     const auto rows = AllRows(&m_store);
     EXPECT_EQ(rows.size(), static_cast<size_t>(THREADS * BLOCKS));
     EXPECT_THAT(rows, testing::Each(testing::Field(&StoredRow::nParts, uint32_t{REPORT_PARTS_ALL})));

@@ -24,7 +24,7 @@ void NoteStep(const char* szStep) {
     g_Steps.push_back(szStep + std::string(nState == PTHREAD_CANCEL_DISABLE ? "" : ", could be cancelled"));
 }
 
-bool AnswerOneAddress(tagClientSettingData* pSettings, uint32_t*) {
+uint8_t AnswerOneAddress(tagClientSettingData* pSettings, uint32_t*) {
     NoteStep("load");
     pSettings->nCustomBlockList = 1;
     AppendElement(pSettings->vecBlockList)->wszText[0] = u'1';

@@ -17,7 +17,7 @@ using Texts = std::vector<std::string>;
 // What the settings store answers.
 std::function<bool(tagClientSettingData&)> g_Store;
 
-bool AnswerFromStore(tagClientSettingData* pSettings, uint32_t* pReserved) {
+uint8_t AnswerFromStore(tagClientSettingData* pSettings, uint32_t* pReserved) {
     *pReserved = 1;
     return g_Store(*pSettings);
 }
