@@ -1,0 +1,52 @@
+// Blocked requests in the store that websecctl reads, put there as the report modules do.
+#pragma once
+
+#include "modules/store/report_intake.h"
+#include "tests/unit/ctl/run_websecctl.h"
+#include "tests/unit/modules/temp_store.h"
+
+struct tagBlockedRequest {
+    const char* szTime;  // "05-Mar-2024 14:07:09"
+    const char* szUser;
+    const char* szURL;
+    uint32_t nResult;
+    const char* szFoundBy = "";  // category or threat
+};
+
+class ReportsTest : public WebsecctlTest {
+  protected:
+    ReportsTest() { EXPECT_EQ(OpenStore(&m_store, STORE_CREATE, 100), STORE_OK) << m_store.szError; }
+    ~ReportsTest() override { CloseStore(&m_store); }
+
+    void Block(const tagBlockedRequest& request) {
+        if (request.nResult == 8) {
+            ReportRecordHarmful record = {};
+            Fill(record.threat, request);
+            WidenText(record.wszThreatName, request.szFoundBy);
+            StoreOne(REPORT_HARMFUL, &record);
+        } else if (request.nResult == 7) {
+            ReportRecordThreat record = {};
+            Fill(record, request);
+            StoreOne(REPORT_PHISHING, &record);
+        } else {
+            ReportRecordBlock record = {};
+            Fill(record, request);
+            record.nResult = request.nResult;
+            WidenText(record.wszCategoryName, request.szFoundBy);
+            StoreOne(REPORT_BLOCK, &record);
+        }
+    }
+    void StoreOne(int nType, const void* pRecord) {
+        ASSERT_EQ(StoreReport(&m_store, nType, pRecord, 0), STORE_OK) << m_store.szError;
+    }
+
+    tagStore m_store;
+
+  private:
+    template <class Record>
+    static void Fill(Record& record, const tagBlockedRequest& request) {
+        WidenText(record.wszTime, request.szTime);
+        WidenText(record.wszUser, request.szUser);
+        WidenText(record.wszURL, request.szURL);
+    }
+};

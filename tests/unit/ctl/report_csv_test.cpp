@@ -1,0 +1,62 @@
+#include "ctl/report_csv.h"
+
+#include <gtest/gtest.h>
+
+#include <sstream>
+
+namespace {
+
+TEST(ReportCsv, QuotesWhatSeparatesAndDefusesFormulas) {
+    const struct {
+        const char* szText;
+        const char* szExpected;
+    } rows[] = {
+        {"", ""},
+        {"a.example/p?x=1", "a.example/p?x=1"},
+        {"a b", "a b"},
+        {"a,b", "\"a,b\""},
+        {"say \"hi\"", "\"say \"\"hi\"\"\""},
+        {"\"", "\"\"\"\""},
+        {"a\r\nb", "\"a\r\nb\""},
+        {"=HYPERLINK(1)", "'=HYPERLINK(1)"},
+        {"+1", "'+1"},
+        {"-1", "'-1"},
+        {"@SUM(A1)", "'@SUM(A1)"},
+        {"\t=1", "'\t=1"},
+        {"\r=1", "\"'\r=1\""},
+        {"=A1,\"x\"", "\"'=A1,\"\"x\"\"\""},
+        {"1=1", "1=1"},
+    };
+    for (const auto& row : rows)
+        EXPECT_EQ(CsvField(row.szText), row.szExpected);
+}
+
+TEST(ReportCsv, WritesAFieldForEachColumn) {
+    std::ostringstream out;
+    CsvWriter writer(out);
+    writer.Begin();
+    writer.Write({.nId = 7,
+                  .nTime = -1,
+                  .szTime = "",
+                  .szUser = "=cmd",
+                  .szURL = "a.example/,\x1b[2J",
+                  .szHost = "a.example",
+                  .nResult = 8,
+                  .nCategory = 2,
+                  .szName = "Malicious",
+                  .szReason = "",
+                  .szAction = "",
+                  .szThreat = "EICAR",
+                  .nType = 5,
+                  .nParts = 3});
+    writer.End();
+    const std::string text = out.str();
+    EXPECT_EQ(text.substr(0, text.find("\r\n")),
+              "id,time,unix_time,user,reason,host,url,category_id,category,threat,message");
+    // A number is no formula.
+    EXPECT_NE(text.find(",-1,'=cmd,harmful,a.example,\"a.example/,\\x1B[2J\",2,Malicious,EICAR,\r\n"),
+              std::string::npos)
+        << text;
+}
+
+}  // namespace
