@@ -1,0 +1,19 @@
+// What the service finds on the machine, as a test wants it: a product folder of this process alone, and
+// firewall binaries at chosen places.
+#pragma once
+
+#include <string>
+#include <vector>
+
+// Gives the process mounts of its own, with a writable product folder. Why that cannot be, empty once it is
+// done.
+std::string EnterPrivateMachine();
+
+// A file of the product folder, by its full path; empties the folder.
+void PutFile(const char* szPath, const std::string& content);
+void EmptyProductFolder();
+
+// The only firewall binaries there are, as far as access() in this program says; and what it was asked for
+// since.
+void SetIptablesPlaces(std::vector<std::string> places);
+const std::vector<std::string>& AskedIptablesPlaces();
