@@ -50,7 +50,7 @@ void Note(const char* szStep) {
     g_Trace += std::string(szStep) + " ";
 }
 
-bool AnswerSettings(tagClientSettingData* pSettings, uint32_t*) {
+uint8_t AnswerSettings(tagClientSettingData* pSettings, uint32_t*) {
     Note("load");
     *pSettings = g_Settings;
     return !g_bSettingsFail;
