@@ -3,8 +3,19 @@
 #include <arpa/inet.h>
 #include <linux/netfilter/nfnetlink.h>
 
+#include <algorithm>
 #include <cstddef>
 #include <cstring>
+
+namespace {
+size_t WholeMessageBytes(const uint8_t* pDatagram, size_t nBytes);
+}
+
+int RunQueueMessages(const void* pDatagram, size_t nBytes, uint32_t nPortId, mnl_cb_t pfnOnMessage,
+                     void* pData) {
+    const size_t nWhole = WholeMessageBytes(static_cast<const uint8_t*>(pDatagram), nBytes);
+    return mnl_cb_run(pDatagram, nWhole, 0, nPortId, pfnOnMessage, pData);
+}
 
 int ParseQueueAttr(const nlattr* pAttr, void* pTable) {
     auto& table = *static_cast<tagQueueAttrTable*>(pTable);
@@ -37,6 +48,12 @@ int ParseQueueAttr(const nlattr* pAttr, void* pTable) {
 void ParseQueueMessage(const nlmsghdr* pMessage, tagQueueAttrTable& table) {
     table.fill(nullptr);
     (void)mnl_attr_parse(pMessage, sizeof(nfgenmsg), ParseQueueAttr, &table);
+    // libmnl measures the last attribute against a message padded to a multiple of four.
+    const auto offsetOf = [&](const nlattr* pAttr) {
+        return reinterpret_cast<const uint8_t*>(pAttr) - reinterpret_cast<const uint8_t*>(pMessage);
+    };
+    for (const nlattr*& pAttr : table)
+        if (pAttr && offsetOf(pAttr) + pAttr->nla_len > pMessage->nlmsg_len) pAttr = nullptr;
 }
 
 uint32_t QueuedPacketId(const tagQueueAttrTable& table) {
@@ -54,3 +71,17 @@ int GetQueuedPacketId(const nlmsghdr* pMessage, void* pId) {
     *static_cast<uint32_t*>(pId) = QueuedPacketId(table);
     return MNL_CB_OK;
 }
+
+namespace {
+size_t WholeMessageBytes(const uint8_t* pDatagram, size_t nBytes) {
+    size_t nWhole = 0;
+    while (nBytes - nWhole >= sizeof(nlmsghdr)) {
+        uint32_t nLength = 0;
+        static_assert(offsetof(nlmsghdr, nlmsg_len) == 0);
+        std::memcpy(&nLength, pDatagram + nWhole, sizeof nLength);
+        if (nLength < sizeof(nlmsghdr) || nLength > nBytes - nWhole) break;
+        nWhole += std::min<size_t>(NLMSG_ALIGN(nLength), nBytes - nWhole);
+    }
+    return nWhole;
+}
+}  // namespace

@@ -6,7 +6,13 @@
 #include <linux/netfilter/nfnetlink_queue.h>
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
+
+// mnl_cb_run over a received datagram (aligned for a netlink header), up to the first message whose length
+// cannot be right: libmnl takes a length of 2 GiB or more for a negative one and leaves the buffer.
+int RunQueueMessages(const void* pDatagram, size_t nBytes, uint32_t nPortId, mnl_cb_t pfnOnMessage,
+                     void* pData);
 
 // Attributes of one message by type, up to NFQA_PAYLOAD; newer ones are not kept. Zero it before each parse.
 using tagQueueAttrTable = std::array<const nlattr*, NFQA_PAYLOAD + 1>;

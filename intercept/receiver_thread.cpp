@@ -106,7 +106,7 @@ void ReceivePackets(tagQueueReceiver& receiver) {
 // The workers are too far behind. False when libmnl rejects the message: the channel is then broken.
 bool AnswerWithDrop(const tagQueueReceiver& receiver, const void* pMessage, size_t nBytes) {
     uint32_t nId = 0;
-    if (mnl_cb_run(pMessage, nBytes, 0, receiver.nPortId, GetQueuedPacketId, &nId) < 0) return false;
+    if (RunQueueMessages(pMessage, nBytes, receiver.nPortId, GetQueuedPacketId, &nId) < 0) return false;
     SendVerdict(receiver, nId, NF_DROP);
     sleep(1);
     return true;

@@ -8,6 +8,7 @@
 #include "inspect/decision_flow.h"
 #include "intercept/packet_info.h"
 #include "intercept/packet_store.h"
+#include "intercept/queue_attributes.h"
 #include "intercept/receiver_thread.h"
 #include "intercept/thread_life.h"
 
@@ -96,8 +97,8 @@ int DispatchSlot(tagWorkerThread& worker, const tagPacketSlot& slot, tagPacketIn
     int nResult = 0;
     pthread_mutex_lock(&worker.lock);
     pthread_cleanup_push(ReleaseWorkerLock, &worker);
-    nResult = mnl_cb_run(slot.message, slot.nMessageLen, 0, ReceiverOfQueue(slot.nQueueNum).nPortId,
-                         OnQueuePacket, &info);
+    nResult = RunQueueMessages(slot.message, slot.nMessageLen, ReceiverOfQueue(slot.nQueueNum).nPortId,
+                               OnQueuePacket, &info);
     pthread_cleanup_pop(1);
     return nResult;
 }

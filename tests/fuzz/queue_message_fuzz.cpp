@@ -65,10 +65,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* pData, size_t nSize) {
 
     tagPacketInfo info{};
     g_nResets = 0;
-    (void)mnl_cb_run(message.get(), nSize, 0, 4711, OnQueuePacket, &info);
+    (void)RunQueueMessages(message.get(), nSize, 4711, OnQueuePacket, &info);
     Require((info.pPacket && info.nVerdict == NF_DROP) == (g_nResets == 1));
 
     uint32_t nId = 0;
-    (void)mnl_cb_run(message.get(), nSize, 0, 4711, GetQueuedPacketId, &nId);
+    (void)RunQueueMessages(message.get(), nSize, 4711, GetQueuedPacketId, &nId);
     return 0;
 }

@@ -13,6 +13,7 @@
 #include "category/category_engine.h"
 #include "category/category_lookup.h"
 #include "category/translate.h"
+#include "intercept/queue_attributes.h"
 #include "policy/url_scanner.h"
 #include "report/report_module.h"
 #include "report/report_records.h"
@@ -135,9 +136,9 @@ class DecisionFlow : public PolicyTest {
         g_bCustomBlockList = valueOf('L');
     }
     // As a worker does it.
-    static tagPacketInfo Dispatch(const std::vector<uint8_t>& message) {
+    static tagPacketInfo Dispatch(std::span<const uint8_t> message) {
         tagPacketInfo info{};
-        EXPECT_EQ(mnl_cb_run(message.data(), message.size(), 0, 0, OnQueuePacket, &info), MNL_CB_STOP);
+        EXPECT_EQ(RunQueueMessages(message.data(), message.size(), 0, OnQueuePacket, &info), MNL_CB_STOP);
         return info;
     }
 };
@@ -292,11 +293,10 @@ TEST_F(DecisionFlow, CutMessagesPass) {
     ASSERT_EQ(packet.size() % 4, 0u) << "no padding that could go missing";
     const auto whole = fake_kernel::QueueMessage(PACKET_ID, packet);
     for (size_t nKept = sizeof(nlmsghdr); nKept < whole.size(); ++nKept) {
-        std::vector<uint8_t> cut(whole.begin(), whole.begin() + static_cast<ptrdiff_t>(nKept));
-        cut.shrink_to_fit();
+        std::vector<uint8_t> cut = whole;  // what is missing still lies behind it
         const auto nLength = static_cast<uint32_t>(nKept);
         std::memcpy(cut.data(), &nLength, sizeof nLength);
-        EXPECT_EQ(Dispatch(cut).nVerdict, NF_ACCEPT) << nKept;
+        EXPECT_EQ(Dispatch(std::span(cut).first(nKept)).nVerdict, NF_ACCEPT) << nKept;
     }
     for (size_t nKept = 0; nKept < packet.size(); ++nKept) {
         const auto part = std::span(packet).first(nKept);

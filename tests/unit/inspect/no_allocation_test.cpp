@@ -9,6 +9,7 @@
 
 #include "inspect/decision_flow.h"
 #include "intercept/packet_store.h"
+#include "intercept/queue_attributes.h"
 #include "policy/url_scanner.h"
 #include "tests/support/fake_kernel_queue.h"
 #include "tests/support/packet_composer.h"
@@ -67,7 +68,7 @@ TEST_F(NoAllocation, FromTheStoreToTheVerdict) {
     tagPacketInfo info{};
     const int nPushed = PacketStorePush(g_PacketStore, s_Slot);
     const int nTaken = PacketStorePop(g_PacketStore, s_Taken);
-    const int nRun = mnl_cb_run(s_Taken.message, s_Taken.nMessageLen, 0, 0, OnQueuePacket, &info);
+    const int nRun = RunQueueMessages(s_Taken.message, s_Taken.nMessageLen, 0, OnQueuePacket, &info);
     const size_t nAfter = g_nAllocations;
 
     EXPECT_GT(nBefore, 0u) << "allocations are not seen";

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <linux/netfilter/nfnetlink.h>
 
+#include <cstring>
 #include <vector>
 
 #include "tests/support/fake_kernel_queue.h"
@@ -68,9 +69,23 @@ TEST(QueueAttributes, PacketIdOfAnyMessage) {
     std::vector<uint8_t> two = fake_kernel::QueueMessage(3, {});
     const std::vector<uint8_t> second = fake_kernel::QueueMessage(4, {});
     two.insert(two.end(), second.begin(), second.end());
-    EXPECT_GE(mnl_cb_run(two.data(), two.size(), 0, 1, GetQueuedPacketId, &nId), 0);
+    EXPECT_GE(RunQueueMessages(two.data(), two.size(), 1, GetQueuedPacketId, &nId), 0);
     EXPECT_EQ(nId, 4u) << "the last message of a buffer counts";
     const std::vector<uint8_t> error = fake_kernel::ErrorMessage(1);
-    EXPECT_LT(mnl_cb_run(error.data(), error.size(), 0, 1, GetQueuedPacketId, &nId), 0);
+    EXPECT_LT(RunQueueMessages(error.data(), error.size(), 1, GetQueuedPacketId, &nId), 0);
+}
+
+// Lengths that would lead the walk over the messages out of the datagram.
+TEST(QueueAttributes, AWrongLengthEndsTheDatagram) {
+    const std::vector<uint8_t> first = fake_kernel::QueueMessage(3, {});
+    for (const uint32_t nLength : {0u, 15u, 29u, 0x80000000u, 0xFFFFF894u, 0xFFFFFFFFu}) {
+        std::vector<uint8_t> two = first, second = fake_kernel::QueueMessage(4, {});
+        if (nLength == 29) second.resize(28);
+        std::memcpy(second.data(), &nLength, sizeof nLength);
+        two.insert(two.end(), second.begin(), second.end());
+        uint32_t nId = 77;
+        EXPECT_GE(RunQueueMessages(two.data(), two.size(), 1, GetQueuedPacketId, &nId), 0);
+        EXPECT_EQ(nId, 3u) << nLength;
+    }
 }
 }  // namespace
