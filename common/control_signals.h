@@ -8,7 +8,8 @@
 inline sigset_t ControlSignals() {
     sigset_t set;
     sigemptyset(&set);
-    for (const int nSignal : {SIGUSR2, SIGHUP, SIGTERM}) sigaddset(&set, nSignal);
+    for (const int nSignal : {SIGUSR2, SIGHUP, SIGTERM})
+        sigaddset(&set, nSignal);
     return set;
 }
 

@@ -1,6 +1,7 @@
 // Where the number of lost records is kept when the store itself cannot be written: at a stop with a full
 // disk or a locked store. It is the size of a sparse file beside the store, which takes no block of the disk
-// and no lock of the store (but one of its own, waited for a fifth of a second). The next writer moves the number into the store.
+// and no lock of the store (but one of its own, waited for a fifth of a second). The next writer moves the
+// number into the store.
 #pragma once
 
 #include <cstdint>
