@@ -29,16 +29,28 @@ std::optional<tagDaemonProcess> FindDaemon() {
     std::vector<tagDaemonProcess> found;
     for (const pid_t pid : ListProcesses()) {
         if (!IsDaemonHere(pid)) continue;
-        if (const auto status = ReadProcessStatus(pid)) found.push_back({pid, *status});
+        if (const auto status = ReadProcessStatus(pid)) found.push_back({pid, *status, {}});
     }
     // A child of the daemon on its way to a shell still looks like the daemon.
+    std::optional<tagDaemonProcess> daemon;
     for (const auto& candidate : found) {
         bool bChild = false;
         for (const auto& other : found)
             bChild |= candidate.status.nParent == other.pid;
-        if (!bChild) return candidate;
+        if (bChild) continue;
+        if (daemon) {
+            daemon->others.push_back(candidate.pid);
+        } else {
+            daemon = candidate;
+        }
     }
-    return std::nullopt;
+    return daemon;
+}
+
+std::optional<bool> HasLoaded(const tagDaemonProcess& daemon, std::string_view library) {
+    const auto maps = ReadTextFile(ProcPath(daemon.pid, "maps"));
+    if (!maps || maps->empty()) return std::nullopt;
+    return maps->find(library) != std::string::npos;
 }
 
 tagReloadResult ReloadDaemon() {

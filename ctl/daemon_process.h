@@ -10,6 +10,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "ctl/output.h"
 
@@ -29,7 +30,11 @@ tagProcessStatus ParseProcessStatus(std::string_view text);
 struct tagDaemonProcess {
     pid_t pid;
     tagProcessStatus status;
+    std::vector<pid_t> others;  // further daemons in the same network namespace; there should be none
 };
+
+// Whether the daemon has loaded that library; nothing when its memory map may not be read.
+std::optional<bool> HasLoaded(const tagDaemonProcess& daemon, std::string_view library);
 
 // The daemon, or nothing when none runs here. A process whose program and namespace may not be looked at
 // counts when its name fits.

@@ -106,6 +106,15 @@ void AddDaemon(tagStatus& status, const std::optional<tagDaemonProcess>& daemon)
     }
     status.rows.push_back({"daemon", "running (pid " + std::to_string(daemon->pid) + ")"});
     status.document["daemon"] = {{"pid", daemon->pid}};
+    for (const pid_t pid : daemon->others) {
+        status.problems.push_back("another websec runs (pid " + std::to_string(pid) +
+                                  ") without the queue: when either ends, its rules go, or lose requests; "
+                                  "end it");
+    }
+    if (HasLoaded(*daemon, REPORT_MODULE_FILE) == false) {
+        status.problems.push_back("websec has not loaded " + std::string(REPORT_MODULE_FILE) +
+                                  ": it has no settings and blocks nothing");
+    }
     if (!HasCapability(*daemon, CAP_NET_ADMIN)) {
         status.problems.push_back(
             "websec lacks the right CAP_NET_ADMIN: it can neither read a queue nor set rules");

@@ -1,16 +1,23 @@
 #include "ctl/store_connection.h"
 
+#include <unistd.h>
+
 #include <string>
 
 #include "ctl/output.h"
 
 StoreConnection::StoreConnection(int nMode) {
+    const bool bNew = nMode == STORE_CREATE && access(StorePath(), F_OK) != 0;
     const int nCode = OpenStore(&m_store, nMode, STORE_BUSY_MS_SETTINGS);
     if (nCode == STORE_MISSING) {
         throw CtlError("there is no settings store at " + std::string(StorePath()) +
                        " yet; the first change of a setting makes it");
     }
     Succeeded(nCode);
+    if (bNew) {
+        PrintWarning("there was no settings store; a new one is made at " + std::string(StorePath()) +
+                     ", with the protections' defaults and empty lists");
+    }
 }
 
 StoreConnection::~StoreConnection() {

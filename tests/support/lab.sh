@@ -2,8 +2,8 @@
 # lab.sh BUILD_DIR COMMAND [ARGUMENT...]
 #
 # Runs COMMAND as a host of its own: private mount, network and process namespaces, in which the product of
-# BUILD_DIR is installed and a second host with real servers is reachable. Nothing of it touches the machine
-# or outlives COMMAND; its exit status is passed on. 77: the machine cannot do it, and why; with
+# BUILD_DIR is installed and a second host with real servers is reachable. What is written below /usr, /etc,
+# /var and /run stays inside, no process outlives COMMAND, and its exit status is passed on. 77: the machine cannot do it, and why; with
 # WEBSEC_REQUIRE_E2E=1 in the environment that is a failure, 1.
 #
 #   this host   192.0.2.1 on client0, and loopback
