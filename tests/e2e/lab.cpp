@@ -6,7 +6,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
-#include <iterator>
 #include <sstream>
 #include <thread>
 
@@ -20,15 +19,19 @@ std::string s_Kind = "nft";
 std::string RealIptables() {
     return "/usr/sbin/iptables-" + s_Kind;
 }
+
+void ReadToEnd(FILE* pFile, std::string& text) {
+    char block[4096];
+    for (size_t n = 0; (n = fread(block, 1, sizeof block, pFile)) != 0;)
+        text.append(block, n);
+}
 }  // namespace
 
 tagOutcome Shell(const std::string& command) {
     tagOutcome outcome{127, ""};
     FILE* pPipe = popen(("{ " + command + "\n} 2>&1").c_str(), "re");
     if (!pPipe) return outcome;
-    char block[4096];
-    for (size_t n = 0; (n = fread(block, 1, sizeof block, pPipe)) != 0;)
-        outcome.output.append(block, n);
+    ReadToEnd(pPipe, outcome.output);
     const int nWait = pclose(pPipe);
     outcome.nStatus = WIFEXITED(nWait) ? WEXITSTATUS(nWait) : 128 + WTERMSIG(nWait);
     return outcome;
@@ -44,9 +47,14 @@ std::string LabFile(std::string_view name) {
     return std::string(std::getenv("LAB_DIR")) + "/" + std::string(name);
 }
 
+// Not with a stream: the end of a process between opening and reading its file in /proc would throw.
 std::string ReadFile(const std::string& path) {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
+    std::string text;
+    FILE* pFile = fopen(path.c_str(), "re");
+    if (!pFile) return text;
+    ReadToEnd(pFile, text);
+    fclose(pFile);
+    return text;
 }
 
 void WriteFile(const std::string& path, std::string_view text) {

@@ -11,13 +11,14 @@
 namespace {
 constexpr int SLOW_MS = 30000;
 
-// Any error, and anything lost at the exit, makes the exit status 99. A sanitizer has its own.
+// Any error, and any block that was not given back at the exit, makes the exit status 99. A sanitizer has its
+// own.
 std::string Checker() {
 #ifdef WEBSEC_SANITIZED
     return "";
 #else
-    return "valgrind -q --leak-check=full --error-exitcode=99 --suppressions=" VALGRIND_SUPPRESSIONS
-           " --log-file=" +
+    return "valgrind -q --leak-check=full --show-leak-kinds=all --errors-for-leak-kinds=all "
+           "--error-exitcode=99 --suppressions=" VALGRIND_SUPPRESSIONS " --log-file=" +
            LabFile("valgrind.%p");
 #endif
 }
