@@ -1,6 +1,7 @@
 // Display names of web categories, for the reports.
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 
@@ -13,10 +14,9 @@ struct tagCategoryName {
 static_assert(sizeof(tagCategoryName) == 101);
 
 constexpr size_t CATEGORY_NAME_ROWS = 100;
-constexpr size_t CATEGORY_COUNT = 77;  // rows in use; the others are zero
 
-// The category server's categories: each row in use carries its own index as its id.
-extern const tagCategoryName CategoryNameTable[CATEGORY_NAME_ROWS];
+// The rows of CATEGORY_TABLE, each at the index that is its id; the rows behind them are zero.
+extern const std::array<tagCategoryName, CATEGORY_NAME_ROWS> CategoryNameTable;
 static_assert(sizeof CategoryNameTable == 10100);
 
 // Sets wszCategoryName to the name of nCategory: from CategoryNameTable in server mode; in the engine library

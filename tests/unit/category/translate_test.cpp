@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "category/category_names.h"
+#include "category/category_table.h"
 #include "tests/unit/category/catalogue_in_use.h"
 
 namespace {
