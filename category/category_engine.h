@@ -1,38 +1,35 @@
 // The category engine: which back end categorises a URL, and whether the engine library is up.
 //
-// The engine library is not bound yet: starting finds nothing to start, so no request has categories and
-// none is blocked for one. The callers already stand where they belong.
+// The product's category-filter status, a protected data file, says whether the library is to run. It runs in
+// all three modes: in server mode it still maps the server's ids.
 #pragma once
 
 #include <cstdint>
 
+#include "category/webcat_library.h"
 #include "common/export.h"
 
+// g_bUseCatServer; every other value is CATENGINE_SERVER too.
 enum : uint8_t { CATENGINE_LIBRARY = 0, CATENGINE_LIBRARY_KV = 1, CATENGINE_SERVER = 2 };
-
-// The engine library's category table, filled by the library, read when a category is named.
-#pragma pack(push, 1)
-struct tagWebCatMapping {
-    uint16_t nCount;
-    const uint8_t* pEntries;  // nCount entries of WEBCAT_ENTRY_BYTES; the first u16 is the logical id
-};
-#pragma pack(pop)
-static_assert(sizeof(tagWebCatMapping) == 10);
-constexpr uint32_t WEBCAT_ENTRY_BYTES = 612;
 
 // Shared by name with libraries loaded into the process. Written on the main thread, with the workers held
 // or not yet started; any thread reads.
 extern "C" {
-extern WEBSEC_API uint8_t g_bUseCatServer;         // CATENGINE_LIBRARY, _LIBRARY_KV, else the server
+extern WEBSEC_API uint8_t g_bUseCatServer;         // CATENGINE_*
 extern WEBSEC_API uint8_t g_bCTFunctionalityMode;  // 1 while the engine library is initialised
-extern WEBSEC_API tagWebCatMapping g_WebCatMapping;
 }
 
-// Starts the engine library where the category-filter status wants it. Returns 0.
+// Starts the engine library when the status is 1, shuts it down when the status is 0, and changes nothing on
+// any other. Without a readable status it is started. A library that does not initialise stays down until the
+// next start. Returns 0. Main thread, while no worker looks up.
 int StartCategoryEngine();
 
-// Shuts the engine library down.
+// Shuts the engine library down, whether or not it is up. Main thread, while no worker looks up.
 void StopCategoryEngine();
 
-// Drops what the engine library has cached.
-void RefreshCategoryCache();
+// Reads the category-filter status from wscatsts.dat: 1 the engine is to run, 0 it is not. 0 and the status, or
+//   2       pStatus is null
+//   1       bad header
+//   errno   cannot be opened or read; a short file is EIO
+// *pStatus is then as before.
+uint32_t ReadCategoryStatus(uint8_t* pStatus);
