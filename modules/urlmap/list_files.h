@@ -1,0 +1,17 @@
+// Where the imported lists stand. They are data that outlives the product's versions, so they have a place of
+// their own beside the database.
+#pragma once
+
+#include <cstddef>
+
+constexpr char LISTS_DIR[] = "/var/lib/websec/lists";
+constexpr char PHISHING_LIST[] = "phishing.map";
+constexpr char HARMFUL_LIST[] = "harmful.map";
+constexpr char CATEGORY_LIST[] = "categories.map";
+
+constexpr size_t LIST_PATH_BYTES = 512;
+
+// Writes the path of one of the lists: in the folder that the environment variable WEBSEC_LISTS names
+// (ignored in set-user-id programs), else in LISTS_DIR. A path that does not fit becomes empty, and so does
+// the list. Any thread, while nobody changes the environment.
+void ListFilePath(char (&szPath)[LIST_PATH_BYTES], const char* szName);
