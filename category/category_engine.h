@@ -20,16 +20,10 @@ extern WEBSEC_API uint8_t g_bCTFunctionalityMode;  // 1 while the engine library
 }
 
 // Starts the engine library when the status is 1, shuts it down when the status is 0, and changes nothing on
-// any other. Without a readable status it is started. A library that does not initialise stays down until the
-// next start. Returns 0. Main thread, while no worker looks up.
+// any other (category_status.h). Without a readable status it is started. A library that does not initialise
+// stays down until the next start. Returns 0. Main thread, while no worker looks up.
 int StartCategoryEngine();
+int StartCategoryEngineFrom(const char* szStatusFile);  // the same by another status file
 
 // Shuts the engine library down, whether or not it is up. Main thread, while no worker looks up.
 void StopCategoryEngine();
-
-// Reads the category-filter status from wscatsts.dat: 1 the engine is to run, 0 it is not. 0 and the status, or
-//   2       pStatus is null
-//   1       bad header
-//   errno   cannot be opened or read; a short file is EIO
-// *pStatus is then as before.
-uint32_t ReadCategoryStatus(uint8_t* pStatus);

@@ -1,8 +1,8 @@
-// The boundary to the category engine, libwebcat.so, which is linked by name. Leaf header: the library includes
-// it too. Another maker's library with the same functions can take its place.
+// The boundary to the category engine, libwebcat.so, which is linked by name. Leaf header: the library
+// includes it too. Another maker's library with the same functions can take its place.
 //
-// The daemon starts, refreshes and stops the library on its main thread while no worker looks anything up; the
-// look-ups come from all workers at once.
+// The daemon starts, refreshes and stops the library on its main thread while no worker looks anything up;
+// the look-ups come from all workers at once.
 #pragma once
 
 #include <cstdint>

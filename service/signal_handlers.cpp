@@ -41,7 +41,7 @@ void OnReloadSignal(int) {
     PauseWorkers();
     (void)LoadPolicySettings();
     if (IsAnyProtectionOn()) {
-        RefreshCategoryCache();
+        (void)PerformCacheRefresh();
         (void)ReloadInetOptionsAndRules();
         (void)StartCategoryEngine();
     } else {
@@ -55,7 +55,7 @@ void OnRefreshSignal(int) {
     sigset_t saved;
     BlockControlSignals(&saved);
     PauseWorkers();
-    RefreshCategoryCache();
+    (void)PerformCacheRefresh();
     FreeDataFileLists();
     LoadDataFileLists();
     StopCategoryEngine();
