@@ -3,6 +3,9 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
+
+#include "modules/urlmap/url_map.h"
 
 constexpr char LISTS_DIR[] = "/var/lib/websec/lists";
 constexpr char PHISHING_LIST[] = "phishing.map";
@@ -15,3 +18,7 @@ constexpr size_t LIST_PATH_BYTES = 512;
 // (ignored in set-user-id programs), else in LISTS_DIR. A path that does not fit becomes empty, and so does
 // the list. Any thread, while nobody changes the environment.
 void ListFilePath(char (&szPath)[LIST_PATH_BYTES], const char* szName);
+
+// Opens one of the lists. *pMap is overwritten; when the list is missing or cannot be used it is the empty
+// list, and the result tells why (URLMAP_*). One thread, while no look-up runs.
+int OpenListFile(tagURLMap* pMap, const char* szName, uint32_t nKind);

@@ -26,7 +26,8 @@
 #include <cstdint>
 #include <string_view>
 
-constexpr size_t CANONICAL_URL_MAX = 1023;  // longest canonical text; requests are not longer
+constexpr size_t REQUEST_URL_MAX = 1023;    // what a request shows of its URL
+constexpr size_t CANONICAL_URL_MAX = 1040;  // with what the form can add: a slash, a longer numeric host
 constexpr size_t CANONICAL_HOST_MAX = 255;
 constexpr size_t URL_HOSTS_MAX = 5;
 constexpr size_t URL_PATHS_MAX = 6;
@@ -61,5 +62,6 @@ struct tagURLKeys {
     uint64_t nKeys[URL_EXPRESSIONS_MAX];
 };
 
-// Computes them. A URL that has no canonical form has no keys (nCount 0). Returns nCount.
+// Computes them, from no more than the URL's first REQUEST_URL_MAX bytes. A URL that has no canonical form
+// has no keys (nCount 0). Returns nCount.
 uint32_t MakeURLKeys(std::string_view url, tagURLKeys* pKeys);
