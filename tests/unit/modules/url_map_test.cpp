@@ -1,0 +1,187 @@
+#include "modules/urlmap/url_map.h"
+
+#include <gmock/gmock.h>
+#include <sys/stat.h>
+
+#include <array>
+#include <cstring>
+#include <vector>
+
+#include "tests/unit/modules/list_folder.h"
+
+namespace {
+
+using testing::ElementsAre;
+
+// What a scan of the URL finds in a map of threats; "" for nothing.
+std::string Threat(const tagURLMap& map, const char* szURL) {
+    tagURLKeys keys;
+    MakeURLKeys(szURL, &keys);
+    const int32_t nText = FindURLKeys(map, keys);
+    return nText < 0 ? "" : std::string(URLMapText(map, static_cast<uint32_t>(nText)));
+}
+
+std::vector<uint16_t> Categories(const tagURLMap& map, const char* szURL) {
+    tagURLKeys keys;
+    MakeURLKeys(szURL, &keys);
+    std::array<uint16_t, URLMAP_CATEGORIES_MAX> found;
+    return {found.begin(), found.begin() + FindURLCategories(map, keys, found)};
+}
+
+class URLMapTest : public ListFolderTest {
+  protected:
+    void TearDown() override {
+        CloseURLMap(&m_map);
+        ListFolderTest::TearDown();
+    }
+    tagURLMap m_map = {};
+};
+
+TEST_F(URLMapTest, FindsTheLongestMatch) {
+    WriteThreats(HARMFUL_LIST, {{"a.example", "Host"}, {"a.example/x/", "Folder"}, {"b.a.example", "Below"}});
+    ASSERT_EQ(OpenListFile(&m_map, HARMFUL_LIST, URLMAP_THREATS), URLMAP_OK);
+    EXPECT_EQ(Threat(m_map, "a.example/x/y"), "Folder");
+    EXPECT_EQ(Threat(m_map, "a.example/y"), "Host");
+    EXPECT_EQ(Threat(m_map, "b.a.example/x/y"), "Below");
+    EXPECT_EQ(Threat(m_map, "c.example"), "");
+}
+
+TEST_F(URLMapTest, FindsEveryNameOfMany) {
+    constexpr uint64_t NAMES = 20000;
+    tagURLMapBuilder builder;
+    ASSERT_EQ(StartURLMap(&builder, URLMAP_THREATS), URLMAP_OK);
+    const auto keyOf = [](uint64_t n) { return URLKey(std::to_string(n)); };
+    // The lowest and the highest key stand in the first and the last bucket.
+    ASSERT_EQ(AddThreat(&builder, 0, "lowest"), URLMAP_OK);
+    ASSERT_EQ(AddThreat(&builder, UINT64_MAX, "highest"), URLMAP_OK);
+    for (uint64_t n = 0; n < NAMES; ++n)
+        ASSERT_EQ(AddThreat(&builder, keyOf(n), std::to_string(n % 1000)), URLMAP_OK);
+    const std::string path = m_folder.Path(HARMFUL_LIST);
+    ASSERT_EQ(WriteURLMap(&builder, path.c_str()), URLMAP_OK);
+    FreeURLMapBuilder(&builder);
+
+    ASSERT_EQ(OpenURLMap(&m_map, path.c_str(), URLMAP_THREATS), URLMAP_OK);
+    const auto textOf = [this](uint64_t nKey) {
+        const int32_t nText = FindURLKey(m_map, nKey);
+        return nText < 0 ? std::string_view() : URLMapText(m_map, static_cast<uint32_t>(nText));
+    };
+    for (uint64_t n = 0; n < NAMES; ++n) {
+        ASSERT_EQ(textOf(keyOf(n)), std::to_string(n % 1000)) << n;
+        ASSERT_EQ(FindURLKey(m_map, keyOf(n + NAMES)), -1) << n;
+    }
+    EXPECT_EQ(textOf(0), "lowest");
+    EXPECT_EQ(textOf(UINT64_MAX), "highest");
+}
+
+TEST_F(URLMapTest, CategoriesAddUpFromTheLongestMatchOn) {
+    WriteCategories({{"a.example", 5},
+                     {"a.example/x/", 7},
+                     {"a.example", 9},
+                     {"b.a.example", 9},
+                     {"b.a.example", 1},
+                     {"b.a.example", 2},
+                     {"b.a.example", 3},
+                     {"b.a.example", 4}});
+    ASSERT_EQ(OpenListFile(&m_map, CATEGORY_LIST, URLMAP_CATEGORIES), URLMAP_OK);
+    EXPECT_THAT(Categories(m_map, "a.example/x/y"), ElementsAre(7, 5, 9));
+    EXPECT_THAT(Categories(m_map, "b.a.example"), ElementsAre(9, 1, 2, 3, 4));
+    EXPECT_THAT(Categories(m_map, "c.example"), ElementsAre());
+}
+
+TEST_F(URLMapTest, AnOpenMapOutlivesItsReplacement) {
+    WriteThreats(HARMFUL_LIST, {{"old.example", "Old"}});
+    ASSERT_EQ(OpenListFile(&m_map, HARMFUL_LIST, URLMAP_THREATS), URLMAP_OK);
+    WriteThreats(HARMFUL_LIST, {{"new.example", "New"}});
+    EXPECT_EQ(Threat(m_map, "old.example"), "Old");
+    CloseURLMap(&m_map);
+    ASSERT_EQ(OpenListFile(&m_map, HARMFUL_LIST, URLMAP_THREATS), URLMAP_OK);
+    EXPECT_EQ(Threat(m_map, "old.example"), "");
+    EXPECT_EQ(Threat(m_map, "new.example"), "New");
+}
+
+TEST_F(URLMapTest, AnEmptyMapHoldsNothing) {
+    EXPECT_EQ(Threat(m_map, "a.example"), "");
+    WriteThreats(HARMFUL_LIST, {});
+    ASSERT_EQ(OpenListFile(&m_map, HARMFUL_LIST, URLMAP_THREATS), URLMAP_OK);
+    EXPECT_EQ(Threat(m_map, "a.example"), "");
+}
+
+TEST_F(URLMapTest, SaysWhyAFileCannotBeUsed) {
+    WriteCategories({{"a.example", 5}});
+    mkdir(m_folder.Path("folder").c_str(), 0700);
+    mkfifo(m_folder.Path("pipe").c_str(), 0600);
+    m_folder.Put("empty", "");
+    m_folder.Put("text", std::string(4096, 'x'));
+    const struct {
+        const char* szName;
+        int nResult;
+    } cases[] = {{"none", URLMAP_MISSING},     {"text/none", URLMAP_MISSING}, {"folder", URLMAP_DAMAGED},
+                 {"pipe", URLMAP_DAMAGED},     {"empty", URLMAP_DAMAGED},     {"text", URLMAP_DAMAGED},
+                 {CATEGORY_LIST, URLMAP_OTHER}};
+    for (const auto& c : cases) {
+        EXPECT_EQ(OpenListFile(&m_map, c.szName, URLMAP_THREATS), c.nResult) << c.szName;
+        EXPECT_EQ(m_map.nNames, 0u);
+    }
+}
+
+// Each row breaks one thing of a sound file of three names, in two buckets, with two texts.
+TEST_F(URLMapTest, RefusesDamage) {
+    tagURLMapBuilder builder;
+    ASSERT_EQ(StartURLMap(&builder, URLMAP_THREATS), URLMAP_OK);
+    for (const auto& [nKey, szName] :
+         {std::pair(uint64_t{1}, "one"), {uint64_t{9}, "two"}, {UINT64_MAX, "one"}})
+        ASSERT_EQ(AddThreat(&builder, nKey, szName), URLMAP_OK);
+    ASSERT_EQ(WriteURLMap(&builder, m_folder.Path("map").c_str()), URLMAP_OK);
+    FreeURLMapBuilder(&builder);
+    const std::string sound = m_folder.Get("map");
+    tagURLMapHeader header;
+    std::memcpy(&header, sound.data(), sizeof header);
+
+    const auto open = [this](const std::string& bytes) {
+        std::vector<uint64_t> aligned((bytes.size() + 7) / 8);
+        std::memcpy(aligned.data(), bytes.data(), bytes.size());
+        const auto* const pBytes = reinterpret_cast<const uint8_t*>(aligned.data());
+        return AttachURLMap(&m_map, {pBytes, bytes.size()}, URLMAP_THREATS);
+    };
+    ASSERT_EQ(open(sound), URLMAP_OK);
+    for (size_t n = 0; n < sound.size(); ++n)
+        EXPECT_EQ(open(sound.substr(0, n)), URLMAP_DAMAGED) << "cut to " << n;
+    EXPECT_EQ(open(sound + "x"), URLMAP_DAMAGED);
+
+    const struct {
+        uint64_t nOffset;
+        uint8_t nByte;
+        int nResult;
+        const char* szWhy;
+    } cases[] = {
+        {0, 'w', URLMAP_DAMAGED, "magic"},
+        {offsetof(tagURLMapHeader, nVersion), 2, URLMAP_OTHER, "version"},
+        {offsetof(tagURLMapHeader, nByteOrder), 1, URLMAP_OTHER, "byte order"},
+        {offsetof(tagURLMapHeader, nKind), URLMAP_CATEGORIES, URLMAP_OTHER, "kind"},
+        {offsetof(tagURLMapHeader, nNames), 4, URLMAP_DAMAGED, "one name more than there is room for"},
+        {offsetof(tagURLMapHeader, nNames) + 3, 0x80, URLMAP_DAMAGED, "names without number"},
+        {offsetof(tagURLMapHeader, nIndexBits), 0, URLMAP_DAMAGED, "no index"},
+        {offsetof(tagURLMapHeader, nIndexBits), 64, URLMAP_DAMAGED, "index wider than a key"},
+        {offsetof(tagURLMapHeader, nTexts) + 3, 0x80, URLMAP_DAMAGED, "texts without number"},
+        {offsetof(tagURLMapHeader, nKeysOffset) + 7, 0xFF, URLMAP_DAMAGED, "section outside the file"},
+        {header.nIndexOffset, 1, URLMAP_DAMAGED, "first bucket does not begin at 0"},
+        {header.nIndexOffset + 4, 1, URLMAP_DAMAGED, "a key in the next bucket"},
+        {header.nIndexOffset + 7, 0x80, URLMAP_DAMAGED, "a bucket that ends behind the names"},
+        {header.nIndexOffset + 8, 2, URLMAP_DAMAGED, "last bucket ends before the names do"},
+        {header.nKeysOffset, 9, URLMAP_DAMAGED, "a key twice"},
+        {header.nKeysOffset, 10, URLMAP_DAMAGED, "keys that descend"},
+        {header.nValuesOffset, 2, URLMAP_DAMAGED, "a text that is not there"},
+        {header.nOffsetsOffset, 1, URLMAP_DAMAGED, "texts that do not begin at 0"},
+        {header.nOffsetsOffset + 4, 7, URLMAP_DAMAGED, "a text that ends behind the texts"},
+        {header.nOffsetsOffset + 4, 0, URLMAP_DAMAGED, "an empty text"},
+        {header.nOffsetsOffset + 8, 5, URLMAP_DAMAGED, "texts shorter than the file"},
+    };
+    for (const auto& c : cases) {
+        std::string bytes = sound;
+        bytes[c.nOffset] = static_cast<char>(c.nByte);
+        EXPECT_EQ(open(bytes), c.nResult) << c.szWhy;
+        EXPECT_EQ(m_map.pKeys, nullptr) << c.szWhy;
+    }
+}
+
+}  // namespace

@@ -1,0 +1,149 @@
+// libwebcat.so, linked by name as the daemon links it.
+#include <gmock/gmock.h>
+
+#include <cstring>
+#include <set>
+#include <thread>
+#include <vector>
+
+#include "category/category_engine.h"
+#include "category/category_table.h"
+#include "tests/unit/modules/list_folder.h"
+
+namespace {
+
+using testing::ElementsAre;
+
+class WebCatTest : public ListFolderTest {
+  protected:
+    void TearDown() override {
+        WCDeinit();
+        ListFolderTest::TearDown();
+    }
+    static std::vector<uint16_t> Ask(const char* szHost, const char* szURL) {
+        uint16_t categories[5];
+        uint16_t nCount = 0;
+        if (WCGetURLCategories(szHost, szURL, categories, &nCount) != 0) return {0};
+        return {categories, categories + nCount};
+    }
+    static std::set<uint16_t> MappedIds() {
+        std::set<uint16_t> ids;
+        for (size_t n = 0; n < g_WebCatMapping.nCount; ++n) {
+            uint16_t nId = 0;
+            std::memcpy(&nId, g_WebCatMapping.pEntries + n * WEBCAT_ENTRY_BYTES, sizeof nId);
+            ids.insert(nId);
+        }
+        return ids;
+    }
+};
+
+TEST_F(WebCatTest, AnswersWithLibraryIdsLongestMatchFirst) {
+    WriteThreats(PHISHING_LIST, {{"both.example", "P"}});
+    WriteThreats(HARMFUL_LIST, {{"both.example", "H"}, {"192.0.2.1", "H"}});
+    WriteCategories({{"both.example", 51},
+                     {"mail.a.example", 1},
+                     {"a.example", 15},
+                     {"a.example/games/", 50},
+                     {"odd.example", 77},
+                     {"odd.example", 76},
+                     {"full.example", 1},
+                     {"full.example", 2},
+                     {"full.example", 3},
+                     {"full.example", 4},
+                     {"full.example", 5},
+                     {"both.full.example", 6}});
+    ASSERT_EQ(WCInit(), 0);
+    const struct {
+        const char* szURL;
+        std::vector<uint16_t> ids;
+        const char* szWhy;
+    } cases[] = {
+        {"http://both.example/x", {3, 2, 151}, "the threats first"},
+        {"ftp://192.0.2.1/f", {2}, "an address"},
+        {"https://mail.a.example", {101, 115}, "a host and its parent"},
+        {"http://a.example/games/x?y", {150, 115}, "a folder and its host"},
+        {"http://odd.example", {176}, "a number that is no category is passed over"},
+        {"http://full.example", {101, 102, 103, 104, 105}, "five"},
+        {"http://both.full.example", {106, 101, 102, 103, 104}, "five at most"},
+        {"http://unlisted.example", {100}, "Unknown"},
+    };
+    for (const auto& c : cases) {
+        EXPECT_EQ(Ask("ignored.example", c.szURL), c.ids) << c.szWhy;
+        uint16_t categories[5];
+        uint16_t nCount = 0;
+        ASSERT_EQ(WCGetKVURLCategories("", c.szURL, categories, &nCount), 0);
+        EXPECT_EQ(std::vector<uint16_t>(categories, categories + nCount), c.ids) << c.szWhy;
+    }
+    EXPECT_THAT(Ask("a.example", ""), ElementsAre(115)) << "the host where there is no URL";
+    uint16_t nCount = 7;
+    EXPECT_NE(WCGetURLCategories("a.example", "http://a.example", nullptr, &nCount), 0);
+    EXPECT_EQ(nCount, 7);
+}
+
+TEST_F(WebCatTest, WithoutListsNothingIsKnown) {
+    uint16_t categories[5];
+    uint16_t nCount = 0;
+    EXPECT_NE(WCGetURLCategories("a.example", "http://a.example", categories, &nCount), 0)
+        << "not initialised";
+    m_folder.Put(CATEGORY_LIST, "damaged");
+    ASSERT_EQ(WCInit(), 0);
+    EXPECT_THAT(Ask("a.example", "http://a.example"), ElementsAre());
+}
+
+TEST_F(WebCatTest, FillsTheDaemonsTableWhileItIsUp) {
+    for (int nTimes = 0; nTimes < 2; ++nTimes) {
+        ASSERT_EQ(WCInit(), 0);
+        ASSERT_EQ(WCInit(), 0) << "a second start is a fresh one";
+        const std::set<uint16_t> ids = MappedIds();
+        EXPECT_EQ(ids.size(), 79u);
+        EXPECT_EQ(g_WebCatMapping.nCount, 79u);
+        for (const uint16_t nId : {2, 3, 100, 176})
+            EXPECT_EQ(ids.count(nId), 1u) << nId;
+        WCDeinit();
+        EXPECT_EQ(g_WebCatMapping.nCount, 0u);
+        EXPECT_EQ(g_WebCatMapping.pEntries, nullptr);
+    }
+    EXPECT_EQ(WCDeinit(), 0);
+}
+
+TEST_F(WebCatTest, ARefreshTakesNewLists) {
+    EXPECT_EQ(PerformCacheRefresh(), 0);
+    EXPECT_EQ(g_WebCatMapping.nCount, 0u);
+    ASSERT_EQ(WCInit(), 0);
+    WriteCategories({{"a.example", 15}});
+    EXPECT_THAT(Ask("a.example", "http://a.example"), ElementsAre());
+    EXPECT_EQ(PerformCacheRefresh(), 0);
+    EXPECT_THAT(Ask("a.example", "http://a.example"), ElementsAre(115));
+}
+
+TEST_F(WebCatTest, MapsServerIdsWithoutBeingUp) {
+    uint16_t nLogical = 9;
+    for (uint16_t nReal = 0; nReal < CATEGORY_COUNT; ++nReal) {
+        EXPECT_EQ(ConvertFromRealToLogical(nReal, &nLogical), 0);
+        EXPECT_EQ(nLogical, nReal);
+    }
+    for (const uint16_t nReal : {77, 100, 65535}) {
+        ConvertFromRealToLogical(nReal, &nLogical);
+        EXPECT_EQ(nLogical, 0) << nReal;
+    }
+    EXPECT_NE(ConvertFromRealToLogical(1, nullptr), 0);
+}
+
+// Four workers look up while an import replaces the list again and again; for ThreadSanitizer too.
+TEST_F(WebCatTest, WorkersLookUpWhileListsAreReplaced) {
+    WriteCategories({{"a.example", 15}});
+    ASSERT_EQ(WCInit(), 0);
+    std::vector<std::thread> workers;
+    for (int nWorker = 0; nWorker < 4; ++nWorker) {
+        workers.emplace_back([] {
+            for (int n = 0; n < 20000; ++n)
+                ASSERT_THAT(Ask("a.example", "http://www.a.example/x"), ElementsAre(115));
+        });
+    }
+    for (uint16_t n = 0; n < 20; ++n)
+        WriteCategories({{"a.example", n}});
+    for (std::thread& worker : workers)
+        worker.join();
+}
+
+}  // namespace
