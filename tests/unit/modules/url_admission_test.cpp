@@ -67,7 +67,7 @@ TEST(URLAdmission, TakesNamesAndNothingWider) {
         tagCanonicalURL url;
         const int nResult = AdmitURL(suffixes, c.text, &url);
         EXPECT_EQ(nResult, c.nResult) << c.text << ": " << AdmissionText(nResult);
-        if (nResult == ADMIT_OK) EXPECT_STREQ(url.szText, c.szCanonical);
+        EXPECT_STREQ(nResult == ADMIT_OK ? url.szText : "", c.szCanonical) << c.text;
     }
     FreeSuffixList(&suffixes);
     EXPECT_EQ(suffixes.pList, nullptr);
