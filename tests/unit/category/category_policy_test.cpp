@@ -8,7 +8,6 @@
 #include <vector>
 
 #include "category/category_engine.h"
-#include "category/category_lookup.h"
 #include "policy/policy_switches.h"
 #include "tests/unit/category/catalogue_in_use.h"
 
@@ -107,12 +106,6 @@ TEST_F(BlockedCategory, NothingBlockedPassesEverything) {
     EXPECT_EQ(CheckBlockedCategory(&request), 0);
     EXPECT_EQ(request.nResult, RESULT_NONE);
     EXPECT_EQ(CheckBlockedCategory(nullptr), 2);
-}
-
-TEST(CategoryLookup, FindsNothingWhileNoEngineIsBound) {
-    tagWebRequest request{};
-    EXPECT_EQ(LookupURLCategories(&request), -1);
-    EXPECT_EQ(LookupURLCategories(nullptr), 2);
 }
 
 }  // namespace
