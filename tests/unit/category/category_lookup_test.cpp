@@ -135,7 +135,7 @@ TEST_F(CategoryLookup, ReadsTheServersReply) {
         {Answering(Reply(" \t+9x")), 9, "blanks and a sign before, letters behind"},
         {Answering(Reply("-1")), 65535, "negative, in 16 bits"},
         {Answering(Reply("65579")), 43, "the low 16 bits"},
-        {Answering(Reply("184467440737095516234")), 20, "a number beyond any integer"},
+        {Answering(Reply("184467440737095516234")), 74, "a number beyond any integer"},
         {Answering(Reply("abc")), 0, "no digits"},
         {Answering(Reply("")), 0, "no text"},
         {Answering(Reply(CATSERVER_STATUS_OK, 1, "42")), 4, "no more than its length"},
