@@ -3,7 +3,6 @@
 #include <arpa/inet.h>
 #include <poll.h>
 #include <sys/socket.h>
-#include <time.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -11,14 +10,9 @@
 
 #include "common/cancellation_off.h"
 #include "common/copy_text.h"
+#include "common/monotonic_ms.h"
 
 namespace {
-
-int64_t NowMs() {
-    timespec now = {};
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    return int64_t{now.tv_sec} * 1000 + now.tv_nsec / 1000000;
-}
 
 bool IsNotReady() {
     return errno == EAGAIN || errno == EWOULDBLOCK;
@@ -31,7 +25,7 @@ void CategoryServerClient::SetHost(std::string_view szHost) {
 }
 
 bool CategoryServerClient::Connect() {
-    m_nDeadline = NowMs() + CATSERVER_TIMEOUT_MS;
+    m_nDeadline = MonotonicMs() + CATSERVER_TIMEOUT_MS;
     m_nSocket = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
     if (m_nSocket < 0) return false;
     if (FinishConnect()) return true;
@@ -74,7 +68,7 @@ ssize_t CategoryServerClient::Read(void* pBuffer, size_t nBytes) {
     size_t nFilled = 0;
     while (nFilled < nBytes) {
         // Asked before each piece, so that a server that never pauses cannot go on for ever either.
-        if (NowMs() >= m_nDeadline) return -1;
+        if (MonotonicMs() >= m_nDeadline) return -1;
         const ssize_t nRead = recv(m_nSocket, pBytes + nFilled, nBytes - nFilled, 0);
         if (nRead > 0) {
             nFilled += static_cast<size_t>(nRead);
@@ -90,7 +84,7 @@ ssize_t CategoryServerClient::Read(void* pBuffer, size_t nBytes) {
 // False at the deadline. A connection that broke counts as ready: the next operation says so.
 bool CategoryServerClient::WaitFor(short nEvents) const {
     for (;;) {
-        const int64_t nLeft = m_nDeadline - NowMs();
+        const int64_t nLeft = m_nDeadline - MonotonicMs();
         if (nLeft <= 0) return false;
         pollfd waiting = {m_nSocket, nEvents, 0};
         const int nReady = poll(&waiting, 1, static_cast<int>(nLeft));

@@ -5,7 +5,6 @@
 #include <sys/epoll.h>
 #include <sys/signalfd.h>
 #include <sys/socket.h>
-#include <time.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -16,6 +15,7 @@
 
 #include "catserver/connections.h"
 #include "catserver/exchange.h"
+#include "common/monotonic_ms.h"
 
 namespace {
 
@@ -43,7 +43,6 @@ void AcceptConnections(tagServer& server);
 bool MakeRoom(tagServer& server);
 void CloseOverdue(tagServer& server);
 int TimeToDeadline(const tagServer& server);
-int64_t NowMs();
 
 }  // namespace
 
@@ -148,7 +147,7 @@ void AcceptConnections(tagServer& server) {
             return;
         }
         if (server.table.nFree == NO_CONNECTION) MakeRoom(server);
-        const uint32_t nIndex = AddConnection(server.table, nSocket, NowMs());
+        const uint32_t nIndex = AddConnection(server.table, nSocket, MonotonicMs());
         if (Watch(server, nSocket, nIndex) != 0) CloseConnection(server.table, nIndex);
     }
 }
@@ -165,7 +164,7 @@ bool MakeRoom(tagServer& server) {
 }
 
 void CloseOverdue(tagServer& server) {
-    const int64_t nNow = NowMs();
+    const int64_t nNow = MonotonicMs();
     for (;;) {
         const uint32_t nOldest = server.table.nOldest;
         if (nOldest == NO_CONNECTION || server.table.connections[nOldest].nDeadline > nNow) return;
@@ -176,14 +175,8 @@ void CloseOverdue(tagServer& server) {
 // For epoll: milliseconds, -1 for ever.
 int TimeToDeadline(const tagServer& server) {
     if (server.table.nOldest == NO_CONNECTION) return -1;
-    const int64_t nLeft = server.table.connections[server.table.nOldest].nDeadline - NowMs();
+    const int64_t nLeft = server.table.connections[server.table.nOldest].nDeadline - MonotonicMs();
     return static_cast<int>(std::clamp<int64_t>(nLeft, 0, CONNECTION_TIME_MS));
-}
-
-int64_t NowMs() {
-    timespec now = {};
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    return int64_t{now.tv_sec} * 1000 + now.tv_nsec / 1000000;
 }
 
 }  // namespace
