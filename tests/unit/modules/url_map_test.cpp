@@ -138,7 +138,7 @@ TEST_F(URLMapTest, RefusesDamage) {
     std::memcpy(&header, sound.data(), sizeof header);
 
     const auto open = [this](const std::string& bytes) {
-        std::vector<uint64_t> aligned((bytes.size() + 7) / 8);
+        std::vector<uint64_t> aligned(bytes.size() / 8 + 1);
         std::memcpy(aligned.data(), bytes.data(), bytes.size());
         const auto* const pBytes = reinterpret_cast<const uint8_t*>(aligned.data());
         return AttachURLMap(&m_map, {pBytes, bytes.size()}, URLMAP_THREATS);
