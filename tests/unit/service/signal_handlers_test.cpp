@@ -98,8 +98,9 @@ int StartCategoryEngine() {
 void StopCategoryEngine() {
     Note("stop");
 }
-void RefreshCategoryCache() {
+int PerformCacheRefresh() {
     Note("refresh");
+    return 1;
 }
 
 namespace {
