@@ -5,6 +5,13 @@
 
 #include <cstdint>
 
+// Whether later segments of the connection come to the queue as well.
+enum : uint8_t {
+    STREAM_KEEP = 0,     // as it is
+    STREAM_WATCH = 1,    // from now on they come
+    STREAM_RELEASE = 2,  // they no longer come
+};
+
 struct tagPacketInfo {
     uint32_t nPacketId;      // queue packet id, host order; 0: the message carried none
     uint32_t nSrcAddr;       // IPv4, network order
@@ -21,4 +28,11 @@ struct tagPacketInfo {
     const uint8_t* pData;    // TCP data
     uint8_t nIPHeaderLen;    // bytes
     uint8_t nVerdict;        // NF_ACCEPT (1) or NF_DROP (0), linux/netfilter.h
+
+    // Told by the kernel with LiveTraffic 1 only; otherwise zero.
+    uint8_t bNoTCPChecksum;  // 1: the kernel has not filled in the TCP checksum yet
+    uint8_t bCut;            // 1: the packet is longer than what was copied
+    uint8_t bHasUid;         // 1: nUid is the owner of the sending socket
+    uint8_t nStreamMark;     // STREAM_*: what the verdict is to do with the connection's mark
+    uint32_t nUid;
 };

@@ -14,18 +14,21 @@
 tagServiceConfig g_ServiceConfig;
 tagPortTable g_WebFilterPorts;
 tagInetSettings g_InetSettings;
+uint8_t g_bLiveTraffic;
+uint8_t g_bCloseBypasses;
 
 namespace {
 constexpr char SECTION[] = "IPTABLEConfigurations";
+constexpr char SERVICE_SECTION[] = "ServiceConfigurations";
 
 constexpr char IPTABLES_PLACES[6][100] = {
     "/sbin/iptables", "/usr/sbin/iptables", "/usr/local/sbin/iptables",
     "/bin/iptables",  "/usr/bin/iptables",  "/usr/local/bin/iptables",
 };
 
-int ReadInt(const char* szKey) {
+int ReadInt(const char* szKey, const char* szSection = SECTION) {
     unsigned int nError = 0;
-    const int nValue = GetPrivateProfileInt(SECTION, szKey, 0, SERVICE_CONFIG_FILE, &nError);
+    const int nValue = GetPrivateProfileInt(szSection, szKey, 0, SERVICE_CONFIG_FILE, &nError);
     return nError == 0 ? nValue : 0;
 }
 
@@ -85,6 +88,11 @@ int ReadServiceConfig() {
     AppendExtraPorts();
     AppendInetOptionsPort();
     return 0;
+}
+
+void ReadLiveTraffic() {
+    g_bLiveTraffic = ReadInt("LiveTraffic", SERVICE_SECTION) == 1;
+    g_bCloseBypasses = ReadInt("CloseBypasses", SERVICE_SECTION) == 1;
 }
 
 int FindIptablesPath(char* szOut, uint32_t nSize) {

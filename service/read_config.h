@@ -11,6 +11,9 @@ constexpr int CONFIG_NO_IPTABLES = 16;
 // default; a missing or unreadable file is no error. 0, or CONFIG_NO_IPTABLES with the record zeroed.
 int ReadServiceConfig();
 
+// Reads g_bLiveTraffic and g_bCloseBypasses; 0 where the file or the key is missing. At start-up only.
+void ReadLiveTraffic();
+
 // The first place where an iptables binary exists. 0 with the path in szOut (at most nSize bytes, as strncpy
 // copies), 1 when there is none, 2 when szOut is null.
 int FindIptablesPath(char* szOut, uint32_t nSize);

@@ -31,6 +31,11 @@ struct tagInetSettings {
 #pragma pack(pop)
 static_assert(sizeof(tagInetSettings) == 788);
 
+// Read once, at start-up, before any other thread exists. LiveTraffic 1 lets the daemon go beyond single
+// segments: what differs then is listed in ARCHITECTURE.md. On only when exactly 1.
+extern uint8_t g_bLiveTraffic;
+extern uint8_t g_bCloseBypasses;  // 1: what cannot be judged is rejected, so that clients fall back
+
 extern tagServiceConfig g_ServiceConfig;
 extern tagPortTable g_WebFilterPorts;  // as read from the extra port file
 extern tagInetSettings g_InetSettings;

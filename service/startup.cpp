@@ -71,6 +71,7 @@ int RunService() {
     if (sigprocmask(SIG_BLOCK, &control, &saved) != 0) return -1;
     if (InstallHandlers() != 0) return -1;
     if (ReadServiceConfig() != 0) return -1;
+    ReadLiveTraffic();
 
     LoadPolicy();
     const int nStarted = StartInterception(saved);
