@@ -1,0 +1,42 @@
+// What the daemon counts about the traffic it judges. The counters stand in one page of memory that other
+// processes may read while the daemon writes; each is written without a lock and is exact by itself, while
+// two read one after the other may be a packet apart.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+
+enum : uint8_t {
+    COUNT_PACKETS,              // queue messages received
+    COUNT_ACCEPTED,             // verdicts
+    COUNT_DROPPED,              //
+    COUNT_BLOCKED_LIST,         // blocked, by reason
+    COUNT_BLOCKED_PHISHING,     //
+    COUNT_BLOCKED_HARMFUL,      //
+    COUNT_BLOCKED_CATEGORY,     //
+    COUNT_UNJUDGED_NO_NAME,     // passed without a judgement: a hello that names no server
+    COUNT_UNJUDGED_DAMAGED,     // a hello or a request that cannot be read, a checksum that is wrong
+    COUNT_UNJUDGED_INCOMPLETE,  // a request whose rest never came, or came too late
+    COUNT_UNJUDGED_TOO_LONG,    // a request that needs more than what is kept of one
+    COUNT_UNJUDGED_STORE_FULL,  // accepted because the workers were too far behind
+    COUNT_GATHERED,             // judged from several segments
+    COUNT_KERNEL_OVERRUN,       // the kernel had no room for messages (ENOBUFS)
+    COUNT_VERDICT_LATE,         // a verdict for a packet that was gone (ENOENT)
+    COUNT_LOOKUPS,              // requests judged
+    COUNT_LOOKUP_NANOSECONDS,   // what judging them took, in all
+    COUNT_STORE_DEPTH,          // messages waiting for a worker; now, not in all
+    COUNT_STORE_DEPTH_MAX,      // the most that ever waited
+    COUNTERS
+};
+
+struct tagTrafficCounters {
+    std::atomic<uint64_t> counts[COUNTERS];
+};
+
+// The page in use; never null.
+extern tagTrafficCounters* g_pTrafficCounters;
+
+// Any thread.
+inline void CountTraffic(uint8_t nCounter, uint64_t nMore = 1) {
+    g_pTrafficCounters->counts[nCounter].fetch_add(nMore, std::memory_order_relaxed);
+}
