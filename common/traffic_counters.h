@@ -4,7 +4,12 @@
 #pragma once
 
 #include <atomic>
+#include <cstddef>
 #include <cstdint>
+
+constexpr char TRAFFIC_PAGE_FILE[] = "/run/websec.counters";
+constexpr char TRAFFIC_PAGE_MAGIC[8] = {'W', 'S', 'C', 'O', 'U', 'N', 'T', '1'};
+constexpr size_t TRAFFIC_PAGE_BYTES = 4096;
 
 enum : uint8_t {
     COUNT_PACKETS,              // queue messages received
@@ -30,11 +35,20 @@ enum : uint8_t {
 };
 
 struct tagTrafficCounters {
+    char szMagic[8];     // TRAFFIC_PAGE_MAGIC without terminator, written last
+    uint32_t nCounters;  // COUNTERS of the writer
+    int32_t nPid;        // of the writer
     std::atomic<uint64_t> counts[COUNTERS];
 };
+static_assert(sizeof(tagTrafficCounters) <= TRAFFIC_PAGE_BYTES && std::atomic<uint64_t>::is_always_lock_free);
 
-// The page in use; never null.
+// The page in use: the process's own memory, or the shared one; never null.
 extern tagTrafficCounters* g_pTrafficCounters;
+
+// Counts from now on into a page of szFile that other processes can read, made anew (mode 0644) so that a
+// reader of an earlier one is not led astray. 0, or an error number: then the process's own memory stays in
+// use. Once, before any other thread exists; the page stays mapped.
+int ShareTrafficCounters(const char* szFile);
 
 // Any thread.
 inline void CountTraffic(uint8_t nCounter, uint64_t nMore = 1) {
