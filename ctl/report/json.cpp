@@ -1,6 +1,6 @@
-#include "ctl/report_json.h"
+#include "ctl/report/json.h"
 
-#include "ctl/report_fields.h"
+#include "ctl/report/fields.h"
 
 void JsonWriter::Begin() {
     if (!m_bLines) m_out << '[';

@@ -3,7 +3,7 @@
 
 #include <ostream>
 
-#include "ctl/report_writer.h"
+#include "ctl/report/writer.h"
 
 class JsonWriter : public ReportWriter {
   public:

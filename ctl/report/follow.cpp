@@ -1,4 +1,4 @@
-#include "ctl/report_follow.h"
+#include "ctl/report/follow.h"
 
 #include <limits.h>
 #include <poll.h>

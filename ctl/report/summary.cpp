@@ -1,4 +1,4 @@
-#include "ctl/report_summary.h"
+#include "ctl/report/summary.h"
 
 #include <algorithm>
 #include <string_view>

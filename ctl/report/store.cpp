@@ -1,4 +1,4 @@
-#include "ctl/report_store.h"
+#include "ctl/report/store.h"
 
 void ReportStore::ForEach(const tagReportFilter& filter,
                           const std::function<bool(const tagReportRow&)>& handle) {

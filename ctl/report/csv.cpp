@@ -1,6 +1,6 @@
-#include "ctl/report_csv.h"
+#include "ctl/report/csv.h"
 
-#include "ctl/report_fields.h"
+#include "ctl/report/fields.h"
 
 namespace {
 

@@ -4,7 +4,7 @@
 #include <string>
 
 #include "ctl/output.h"
-#include "ctl/report_counts.h"
+#include "ctl/report/counts.h"
 #include "ctl/terminal.h"
 
 Json SummaryDocument(const tagReportCounts& counts);

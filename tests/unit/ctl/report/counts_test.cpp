@@ -1,8 +1,8 @@
-#include "ctl/report_counts.h"
+#include "ctl/report/counts.h"
 
 #include <gtest/gtest.h>
 
-#include "ctl/report_summary.h"
+#include "ctl/report/summary.h"
 #include "ctl/visible_text.h"
 
 namespace {

@@ -1,4 +1,4 @@
-#include "ctl/html_text.h"
+#include "ctl/report/html_text.h"
 
 #include "ctl/visible_text.h"
 

@@ -3,8 +3,8 @@
 
 #include <sstream>
 
-#include "ctl/report_store.h"
-#include "ctl/report_writer.h"
+#include "ctl/report/store.h"
+#include "ctl/report/writer.h"
 
 // Writes the newest rows, as many as the filter's limit says, the oldest of them first; then each row soon
 // after it was stored. Returns after SIGINT or SIGTERM, and when nobody reads standard output any more. The

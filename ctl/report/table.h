@@ -5,7 +5,7 @@
 #include <ostream>
 #include <string>
 
-#include "ctl/report_writer.h"
+#include "ctl/report/writer.h"
 #include "ctl/terminal.h"
 
 class TableWriter : public ReportWriter {

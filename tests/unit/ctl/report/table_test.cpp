@@ -1,4 +1,4 @@
-#include "ctl/report_table.h"
+#include "ctl/report/table.h"
 
 #include <gmock/gmock.h>
 

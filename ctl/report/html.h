@@ -5,8 +5,8 @@
 #include <cstdint>
 #include <string>
 
-#include "ctl/report_counts.h"
-#include "ctl/report_writer.h"
+#include "ctl/report/counts.h"
+#include "ctl/report/writer.h"
 
 struct tagReportPage {
     std::string machine;

@@ -1,8 +1,8 @@
-#include "ctl/report_filter.h"
+#include "ctl/report/filter.h"
 
 #include <vector>
 
-#include "ctl/report_reason.h"
+#include "ctl/report/reason.h"
 #include "ctl/time_argument.h"
 
 namespace {

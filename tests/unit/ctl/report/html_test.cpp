@@ -1,8 +1,8 @@
-#include "ctl/report_html.h"
+#include "ctl/report/html.h"
 
 #include <gmock/gmock.h>
 
-#include "ctl/html_text.h"
+#include "ctl/report/html_text.h"
 
 namespace {
 

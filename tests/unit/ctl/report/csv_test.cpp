@@ -1,4 +1,4 @@
-#include "ctl/report_csv.h"
+#include "ctl/report/csv.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "ctl/report_reason.h"
+#include "ctl/report/reason.h"
 
 #include <algorithm>
 #include <iterator>

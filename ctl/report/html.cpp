@@ -1,11 +1,11 @@
-#include "ctl/report_html.h"
+#include "ctl/report/html.h"
 
 #include <algorithm>
 #include <cstdio>
 
-#include "ctl/html_text.h"
-#include "ctl/report_html_style.h"
-#include "ctl/report_reason.h"
+#include "ctl/report/html_style.h"
+#include "ctl/report/html_text.h"
+#include "ctl/report/reason.h"
 #include "ctl/time_argument.h"
 
 namespace {

@@ -1,4 +1,4 @@
-#include "ctl/report_counts.h"
+#include "ctl/report/counts.h"
 
 #include <algorithm>
 #include <chrono>
@@ -6,7 +6,7 @@
 #include <cstdlib>
 #include <optional>
 
-#include "ctl/report_reason.h"
+#include "ctl/report/reason.h"
 
 namespace {
 

@@ -1,6 +1,6 @@
-#include "ctl/report_fields.h"
+#include "ctl/report/fields.h"
 
-#include "ctl/report_reason.h"
+#include "ctl/report/reason.h"
 #include "ctl/time_argument.h"
 #include "ctl/visible_text.h"
 #include "modules/store/store_text.h"

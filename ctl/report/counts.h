@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "ctl/report_store.h"
+#include "ctl/report/store.h"
 
 struct tagReportCounts {
     int64_t nTotal = 0;

@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-#include "ctl/report_writer.h"
+#include "ctl/report/writer.h"
 
 class CsvWriter : public ReportWriter {
   public:

@@ -1,9 +1,9 @@
-#include "ctl/report_table.h"
+#include "ctl/report/table.h"
 
 #include <algorithm>
 #include <numeric>
 
-#include "ctl/report_reason.h"
+#include "ctl/report/reason.h"
 #include "ctl/time_argument.h"
 #include "ctl/visible_text.h"
 
