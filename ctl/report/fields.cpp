@@ -11,7 +11,7 @@ Json Text(const char* szText);
 
 }  // namespace
 
-const std::array<tagReportField, 11> REPORT_FIELDS = {{
+const std::array<tagReportField, 12> REPORT_FIELDS = {{
     {"id", [](const tagReportRow& row) { return Json(row.nId); }},
     {"time", [](const tagReportRow& row) { return Json(LocalTimeText(row.nTime)); }},
     {"unix_time", [](const tagReportRow& row) { return Json(row.nTime); }},
@@ -23,6 +23,7 @@ const std::array<tagReportField, 11> REPORT_FIELDS = {{
     {"category", [](const tagReportRow& row) { return Text(row.szName); }},
     {"threat", [](const tagReportRow& row) { return Text(row.szThreat); }},
     {"message", [](const tagReportRow& row) { return Text(row.szReason); }},
+    {"count", [](const tagReportRow& row) { return Json(row.nTimes); }},
 }};
 
 namespace {

@@ -10,4 +10,4 @@ struct tagReportField {
     const char* szName;
     Json (*pfnValue)(const tagReportRow& row);  // a text or a number
 };
-extern const std::array<tagReportField, 11> REPORT_FIELDS;
+extern const std::array<tagReportField, 12> REPORT_FIELDS;

@@ -37,6 +37,7 @@ std::string ReasonText(const tagReportRow& row) {
     std::string text = ReasonName(row.nResult);
     const char* szFoundBy = row.nResult == RESULT_CATEGORY ? row.szName : row.szThreat;
     if (*szFoundBy) text.append(": ").append(szFoundBy);
+    if (row.nTimes > 1) text += " (" + std::to_string(row.nTimes) + " times)";
     return text;
 }
 

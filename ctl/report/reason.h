@@ -14,5 +14,5 @@ const char* ReasonName(uint32_t nResult);
 // "blocklist" will do too.
 uint32_t ReasonMask(std::string_view text);
 
-// The reason and what it was found by: "block list", "category: Gambling", "harmful: EICAR".
+// The reason and what it was found by: "block list", "category: Gambling", "harmful: EICAR (3 times)".
 std::string ReasonText(const tagReportRow& row);

@@ -3,10 +3,12 @@
 
 #include <climits>
 #include <ctime>
+#include <functional>
 #include <iostream>
 #include <memory>
 #include <sstream>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "ctl/commands.h"
@@ -19,6 +21,7 @@
 #include "ctl/report/html.h"
 #include "ctl/report/json.h"
 #include "ctl/report/reason.h"
+#include "ctl/report/retries.h"
 #include "ctl/report/store.h"
 #include "ctl/report/summary.h"
 #include "ctl/report/table.h"
@@ -51,6 +54,8 @@ uint32_t ResultMask(const std::vector<std::string>& reasons);
 void ShowReports(const tagReportArguments& arguments);
 std::unique_ptr<ReportWriter> MakeWriter(const tagReportArguments& arguments, std::ostream& out);
 void ListReports(ReportStore& store, const tagReportFilter& filter, ReportWriter& writer);
+void ForEachMerged(ReportStore& store, tagReportFilter filter,
+                   const std::function<bool(const tagReportRow&)>& handle);
 void WritePage(ReportStore& store, const tagReportArguments& arguments);
 void ShowSummary(const tagReportArguments& arguments);
 void Purge(int64_t nBefore);
@@ -61,6 +66,7 @@ std::string MachineName();
 void AddReportCommand(CLI::App& app) {
     CLI::App* pReport = app.add_subcommand("report", "Show what was blocked, newest first");
     pReport->footer(
+        "Blocks of one user, host and reason within ten seconds are one row with a count.\n"
         "A TIME is \"2026-11-22\" (its midnight), \"2026-11-22 14:00\", or so long ago: 30m, 2h, 3d, 1w.\n"
         "Example: websecctl report --since 2h --reason phishing,harmful");
     pReport->require_subcommand(0, 1);
@@ -173,16 +179,24 @@ std::unique_ptr<ReportWriter> MakeWriter(const tagReportArguments& arguments, st
 }
 
 void ListReports(ReportStore& store, const tagReportFilter& filter, ReportWriter& writer) {
-    store.ForEach(filter, [&](const tagReportRow& row) {
+    ForEachMerged(store, filter, [&](const tagReportRow& row) {
         writer.Measure(row);
         return true;
     });
     writer.Begin();
-    store.ForEach(filter, [&](const tagReportRow& row) {
+    ForEachMerged(store, filter, [&](const tagReportRow& row) {
         writer.Write(row);
         return std::cout.good();
     });
     writer.End();
+}
+
+// The filter's limit is one of merged rows.
+void ForEachMerged(ReportStore& store, tagReportFilter filter,
+                   const std::function<bool(const tagReportRow&)>& handle) {
+    RetryMerger merger(handle, std::exchange(filter.nLimit, 0));
+    store.ForEach(filter, [&](const tagReportRow& row) { return merger.Take(row); });
+    merger.Finish();
 }
 
 // The page tells who wanted to go where: as the store itself, it is for its maker's eyes alone.

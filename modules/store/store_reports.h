@@ -36,6 +36,7 @@ struct tagReportRow {
     const char* szThreat;  // threat name of a harmful site, else empty
     uint32_t nType;        // 1, 5 or 6: of the typed record; 0 without one
     uint32_t nParts;       // REPORT_PART_*: which of the two records have come
+    uint32_t nTimes = 1;   // how many blocks a reader lets the row stand for; each is stored by itself
 };
 
 // Which rows are meant. An empty record means all of them, newest first; null and 0 stand for no condition.

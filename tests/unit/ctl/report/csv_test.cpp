@@ -52,9 +52,9 @@ TEST(ReportCsv, WritesAFieldForEachColumn) {
     writer.End();
     const std::string text = out.str();
     EXPECT_EQ(text.substr(0, text.find("\r\n")),
-              "id,time,unix_time,user,reason,host,url,category_id,category,threat,message");
+              "id,time,unix_time,user,reason,host,url,category_id,category,threat,message,count");
     // A number is no formula.
-    EXPECT_NE(text.find(",-1,'=cmd,harmful,a.example,\"a.example/,\\x1B[2J\",2,Malicious,EICAR,\r\n"),
+    EXPECT_NE(text.find(",-1,'=cmd,harmful,a.example,\"a.example/,\\x1B[2J\",2,Malicious,EICAR,,1\r\n"),
               std::string::npos)
         << text;
 }
