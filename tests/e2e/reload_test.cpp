@@ -124,6 +124,29 @@ TEST_F(Reload, StopWithoutAnyWorker) {
     EXPECT_EQ(StopDaemon(daemon, 2000), 0);
 }
 
+// The daemon's handler returns in any case, so the tool has to find out by itself.
+TEST_F(Reload, IsNotSaidToBeDoneWithoutSettings) {
+    MustRun("websecctl block add blocked.example");
+    tagDaemon daemon = StartDaemon();
+    MustRun("websecctl reload");
+    WriteFile("/var/lib/websec/websec.db", std::string(5000, 'x'));
+    const tagOutcome damaged = Shell("websecctl reload");
+    EXPECT_EQ(damaged.nStatus, 1);
+    EXPECT_NE(damaged.output.find("the file is damaged"), std::string::npos) << damaged.output;
+    EXPECT_TRUE(Get("blocked.example").bReset) << "the settings in force stay";
+    EXPECT_EQ(StopDaemon(daemon), 0);
+
+    MustRun("rm -f /var/lib/websec/websec.db* && websecctl block add blocked.example");
+    const std::string module = ProductFile("libdbmod.so");
+    MustRun("mv " + module + " " + module + ".away");
+    daemon = StartDaemon();
+    MustRun("mv " + module + ".away " + module);
+    const tagOutcome without = Shell("websecctl reload");
+    EXPECT_EQ(without.nStatus, 1);
+    EXPECT_NE(without.output.find("has not loaded " + module), std::string::npos) << without.output;
+    EXPECT_EQ(StopDaemon(daemon), 0);
+}
+
 // The tables of the data files come with SIGUSR2, not with SIGHUP.
 TEST_F(Reload, RefreshLoadsTheBuiltInTables) {
     MustRun("websecctl block add excluded.example");

@@ -1,0 +1,38 @@
+#include "ctl/settings_check.h"
+
+#include <string>
+
+#include "common/product_paths.h"
+#include "ctl/output.h"
+#include "ctl/settings_store.h"
+#include "policy/client_settings.h"
+#include "report/report_module.h"
+
+namespace {
+
+bool ModuleGivesSettings();
+
+}  // namespace
+
+void RefuseUnreadableSettings() {
+    LoadReportModule();
+    if (!g_bReportModuleLoaded) {
+        throw CtlError(std::string("cannot load ") + REPORT_MODULE_FILE + ": websec can read no settings");
+    }
+    if (ModuleGivesSettings()) return;
+    // The module does not say why; the store does, if it is the one behind it.
+    SettingsStore store(STORE_OPEN_EXISTING);
+    throw CtlError(std::string(REPORT_MODULE_FILE) + " gives no settings");
+}
+
+namespace {
+
+bool ModuleGivesSettings() {
+    tagClientSettingData settings = {};
+    uint32_t nReserved = 0;
+    const bool bGiven = g_pfnGetClientAllSettingData(&settings, &nReserved) != 0;
+    ReleaseSettings(settings);
+    return bGiven;
+}
+
+}  // namespace
