@@ -6,18 +6,24 @@
 
 #include <cstdint>
 
+#include "category/category_mode.h"
 #include "category/webcat_library.h"
 #include "common/export.h"
-
-// g_bUseCatServer; every other value is CATENGINE_SERVER too.
-enum : uint8_t { CATENGINE_LIBRARY = 0, CATENGINE_LIBRARY_KV = 1, CATENGINE_SERVER = 2 };
 
 // Shared by name with libraries loaded into the process. Written on the main thread, with the workers held
 // or not yet started; any thread reads.
 extern "C" {
-extern WEBSEC_API uint8_t g_bUseCatServer;         // CATENGINE_*
 extern WEBSEC_API uint8_t g_bCTFunctionalityMode;  // 1 while the engine library is initialised
 }
+
+// Whether categories come from the engine library, else from the category server. Any thread.
+inline bool UsesEngineLibrary() {
+    return IsLibraryMode(g_bUseCatServer);
+}
+
+// The mode that websec.cfg asks for (section ServiceConfigurations, key catEngine): its low byte, or
+// CATENGINE_LIBRARY when it says nothing. Does not set it.
+uint8_t ReadCategoryMode();
 
 // Starts the engine library when the status is 1, shuts it down when the status is 0, and changes nothing on
 // any other (category_status.h). Without a readable status it is started. A library that does not initialise

@@ -30,7 +30,7 @@ constexpr std::array<tagCategoryName, CATEGORY_NAME_ROWS> CategoryNameTable = Ma
 
 int SetCategoryName(tagWebRequest* pRequest) {
     if (!pRequest) return 2;
-    if (g_bUseCatServer == CATENGINE_LIBRARY || g_bUseCatServer == CATENGINE_LIBRARY_KV) {
+    if (UsesEngineLibrary()) {
         SetEngineName(*pRequest);
     } else {
         SetServerName(*pRequest);

@@ -25,8 +25,7 @@ int64_t ReadCategoryId(std::string_view szToken);
 int CheckBlockedCategory(tagWebRequest* pRequest) {
     if (!pRequest) return 2;
     if (g_nBlockedCategoryCount == 0) return 0;
-    const bool bLibrary = g_bUseCatServer == CATENGINE_LIBRARY || g_bUseCatServer == CATENGINE_LIBRARY_KV;
-    return bLibrary ? CheckEngineCategories(*pRequest) : CheckServerCategories(*pRequest);
+    return UsesEngineLibrary() ? CheckEngineCategories(*pRequest) : CheckServerCategories(*pRequest);
 }
 
 namespace {

@@ -1,5 +1,9 @@
 #include "ctl/settings_store.h"
 
+#include <algorithm>
+
+#include "category/category_table.h"
+
 bool SettingsStore::IsOn(int nSwitch) {
     uint32_t bOn = 0;
     Succeeded(ReadSwitch(&m_store, nSwitch, &bOn));
@@ -37,12 +41,19 @@ void SettingsStore::Keep() {
     Succeeded(EndStoreChange(&m_store, 1));
 }
 
-size_t SettingsStore::CountBlockedCategories() {
-    size_t nBlocked = 0;
-    const auto count = [](const tagStoredCategory* pCategory, void* pContext) {
-        *static_cast<size_t*>(pContext) += pCategory->bBlocked == 1;
+std::vector<uint8_t> SettingsStore::BlockedCategories() {
+    std::vector<uint8_t> blocked;
+    const auto append = [](const tagStoredCategory* pCategory, void* pContext) {
+        if (pCategory->bBlocked != 1 || pCategory->nCategory >= CATEGORY_COUNT) return 0;
+        static_cast<std::vector<uint8_t>*>(pContext)->push_back(static_cast<uint8_t>(pCategory->nCategory));
         return 0;
     };
-    Succeeded(ForEachStoredCategory(&m_store, count, &nBlocked));
-    return nBlocked;
+    Succeeded(ForEachStoredCategory(&m_store, append, &blocked));
+    return blocked;
+}
+
+bool SettingsStore::SetCategory(uint8_t nCategory, bool bBlocked) {
+    const auto blocked = BlockedCategories();
+    if (std::binary_search(blocked.begin(), blocked.end(), nCategory) == bBlocked) return false;
+    return Succeeded(SetStoredCategory(&m_store, nCategory, bBlocked ? 1 : 0));
 }

@@ -91,7 +91,7 @@ void StopRunningCategoryEngine() {
 
 namespace {
 void StopLibraryEngine() {
-    if (g_bUseCatServer == CATENGINE_LIBRARY || g_bUseCatServer == CATENGINE_LIBRARY_KV) StopCategoryEngine();
+    if (UsesEngineLibrary()) StopCategoryEngine();
 }
 
 int Leave(std::span<const CleanupStep> steps, int nStatus) {
@@ -111,10 +111,7 @@ int InstallHandlers() {
 // None of this may keep the service from starting: what cannot be loaded stays off. The settings come
 // through the report module, so it goes first.
 void LoadPolicy() {
-    unsigned int nError = 0;
-    const int nEngine =
-        GetPrivateProfileInt("ServiceConfigurations", "catEngine", 0, SERVICE_CONFIG_FILE, &nError);
-    g_bUseCatServer = nError == 0 ? static_cast<uint8_t>(nEngine) : uint8_t{CATENGINE_LIBRARY};
+    g_bUseCatServer = ReadCategoryMode();
     (void)StartCategoryEngine();
     LoadReportModule();
     (void)LoadPolicySettings();

@@ -25,7 +25,7 @@ LEAVES = set("""
     intercept/packet_info.h intercept/queue_attributes.h
     service/service_config.h
     policy/data_file.h policy/client_settings.h policy/policy_switches.h
-    category/category_table.h category/category_server_protocol.h category/webcat_library.h
+    category/category_mode.h category/category_server_protocol.h category/category_table.h category/webcat_library.h
     report/report_records.h
 """.split())
 

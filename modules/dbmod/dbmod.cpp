@@ -3,12 +3,16 @@
 // may be cancelled. Nothing is printed: the standard descriptors may belong to something else.
 #include <pthread.h>
 
+#include "category/category_mode.h"
 #include "common/export.h"
 #include "modules/shared_writer/report_writer.h"
 #include "modules/store/store.h"
 #include "modules/store/store_settings.h"
 #include "policy/client_settings.h"
 #include "report/report_records.h"
+
+// Whoever loads this module without being the daemon need not tell a mode.
+extern "C" __attribute__((weak)) uint8_t g_bUseCatServer;
 
 namespace {
 constinit tagReportWriter g_Writer;
@@ -47,9 +51,10 @@ WEBSEC_API int AvInsertClientReportData(int nType, const void* pRecord, uint32_t
 namespace {
 // Opened for this call alone: a store that was replaced meanwhile is the one that counts.
 int ReadStore(tagClientSettingData* pSettings) {
+    const uint8_t nMode = &g_bUseCatServer ? g_bUseCatServer : uint8_t{CATENGINE_LIBRARY};
     tagStore store;
     int nResult = OpenStore(&store, STORE_OPEN_EXISTING, STORE_BUSY_MS_SETTINGS);
-    if (nResult == STORE_OK) nResult = FillClientSettings(&store, pSettings);
+    if (nResult == STORE_OK) nResult = FillClientSettings(&store, nMode, pSettings);
     CloseStore(&store);
     return nResult;
 }

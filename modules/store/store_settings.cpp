@@ -4,6 +4,8 @@
 #include <ctime>
 #include <iterator>
 
+#include "category/category_mode.h"
+#include "category/category_table.h"
 #include "common/copy_text.h"
 #include "modules/store/store_sql.h"
 #include "modules/store/store_text.h"
@@ -17,7 +19,7 @@ static_assert(std::size(LIST_NAMES) == STORE_LIST_COUNT);
 int CheckText(tagStore* pStore, const char* szText);
 int ResultOfChange(tagStore* pStore, sqlite3_stmt* pStatement, int nUnchanged);
 int FillSwitches(tagStore* pStore, tagClientSettingData* pSettings);
-int FillLists(tagStore* pStore, tagClientSettingData* pSettings);
+int FillLists(tagStore* pStore, uint8_t nMode, tagClientSettingData* pSettings);
 
 // One sequence being filled by a walk.
 template <class T>
@@ -26,9 +28,12 @@ struct tagFill {
     tagSequence<T>* pSequence;
     int nResult;  // STORE_OK, or why the walk ended early
 };
+struct tagCategoryFill : tagFill<tagCategorySetting> {
+    uint8_t nMode;
+};
 template <class T>
 int FillList(tagStore* pStore, int nList, tagSequence<T>* pSequence);
-int FillCategories(tagStore* pStore, tagSequence<tagCategorySetting>* pSequence);
+int FillCategories(tagStore* pStore, uint8_t nMode, tagSequence<tagCategorySetting>* pSequence);
 template <class T>
 int AppendEntry(const tagStoredEntry* pEntry, void* pContext);
 int AppendCategory(const tagStoredCategory* pCategory, void* pContext);
@@ -111,7 +116,7 @@ int ForEachStoredEntry(tagStore* pStore, int nList, StoredEntryFn pfnEntry, void
 }
 
 int SetStoredCategory(tagStore* pStore, uint32_t nCategory, uint32_t bBlocked) {
-    if (nCategory > 0xFFFF) return StoreRefusal(pStore, STORE_BAD_VALUE, "no category id");
+    if (nCategory >= CATEGORY_COUNT) return StoreRefusal(pStore, STORE_BAD_VALUE, "no such category");
     sqlite3_stmt* pStatement =
         PrepareSql(pStore,
                    "INSERT INTO categories (id, blocked) VALUES (?, ?) ON CONFLICT (id) "
@@ -133,11 +138,11 @@ int ForEachStoredCategory(tagStore* pStore, StoredCategoryFn pfnCategory, void* 
     return FinishSql(pStore, pStatement);
 }
 
-int FillClientSettings(tagStore* pStore, tagClientSettingData* pSettings) {
+int FillClientSettings(tagStore* pStore, uint8_t nMode, tagClientSettingData* pSettings) {
     // A transaction, so that a change made meanwhile is seen whole or not at all.
     if (const int nResult = RunSql(pStore, "BEGIN")) return nResult;
     int nResult = FillSwitches(pStore, pSettings);
-    if (nResult == STORE_OK) nResult = FillLists(pStore, pSettings);
+    if (nResult == STORE_OK) nResult = FillLists(pStore, nMode, pSettings);
     sqlite3_exec(pStore->pDb, "ROLLBACK", nullptr, nullptr, nullptr);
     return nResult;
 }
@@ -171,11 +176,11 @@ int FillSwitches(tagStore* pStore, tagClientSettingData* pSettings) {
     return STORE_OK;
 }
 
-int FillLists(tagStore* pStore, tagClientSettingData* pSettings) {
+int FillLists(tagStore* pStore, uint8_t nMode, tagClientSettingData* pSettings) {
     int nResult = FillList(pStore, STORE_LIST_BLOCK, &pSettings->vecBlockList);
     if (nResult == STORE_OK) nResult = FillList(pStore, STORE_LIST_ALLOW, &pSettings->vecAllowList);
     if (nResult == STORE_OK) nResult = FillList(pStore, STORE_LIST_TRUST, &pSettings->vecTrustedSites);
-    if (nResult == STORE_OK) nResult = FillCategories(pStore, &pSettings->vecCategories);
+    if (nResult == STORE_OK) nResult = FillCategories(pStore, nMode, &pSettings->vecCategories);
     return nResult;
 }
 
@@ -186,8 +191,8 @@ int FillList(tagStore* pStore, int nList, tagSequence<T>* pSequence) {
     return nResult != STORE_OK ? nResult : fill.nResult;
 }
 
-int FillCategories(tagStore* pStore, tagSequence<tagCategorySetting>* pSequence) {
-    tagFill<tagCategorySetting> fill = {pStore, pSequence, STORE_OK};
+int FillCategories(tagStore* pStore, uint8_t nMode, tagSequence<tagCategorySetting>* pSequence) {
+    tagCategoryFill fill = {{pStore, pSequence, STORE_OK}, nMode};
     const int nResult = ForEachStoredCategory(pStore, AppendCategory, &fill);
     return nResult != STORE_OK ? nResult : fill.nResult;
 }
@@ -203,9 +208,12 @@ int AppendEntry(const tagStoredEntry* pEntry, void* pContext) {
 }
 
 int AppendCategory(const tagStoredCategory* pCategory, void* pContext) {
-    tagCategorySetting* pSetting = AppendTo(static_cast<tagFill<tagCategorySetting>*>(pContext));
+    if (pCategory->nCategory >= CATEGORY_COUNT) return 0;
+    auto* pFill = static_cast<tagCategoryFill*>(pContext);
+    tagCategorySetting* pSetting = AppendTo<tagCategorySetting>(pFill);
     if (!pSetting) return 1;
-    pSetting->nCategory = pCategory->nCategory;
+    const auto nReal = static_cast<uint8_t>(pCategory->nCategory);
+    pSetting->nCategory = IsLibraryMode(pFill->nMode) ? RealToLibraryId(nReal) : nReal;
     pSetting->bBlocked = pCategory->bBlocked;
     return 0;
 }

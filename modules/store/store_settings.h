@@ -60,16 +60,18 @@ int RemoveStoredEntry(tagStore* pStore, int nList, const char* szText);
 int ForEachStoredEntry(tagStore* pStore, int nList, StoredEntryFn pfnEntry, void* pContext);
 
 struct tagStoredCategory {
-    uint32_t nCategory;  // logical category id
+    uint32_t nCategory;  // real id, category/category_table.h
     uint32_t bBlocked;   // 1: blocked
 };
 using StoredCategoryFn = int (*)(const tagStoredCategory* pCategory, void* pContext);
 
-// Blocks or unblocks a category. STORE_EXISTS when it is so already. nCategory is at most 65535.
+// Blocks or unblocks a category of the table. STORE_EXISTS when it is so already.
 int SetStoredCategory(tagStore* pStore, uint32_t nCategory, uint32_t bBlocked);
 // All categories that were ever set, by id; those never set are not blocked.
 int ForEachStoredCategory(tagStore* pStore, StoredCategoryFn pfnCategory, void* pContext);
 
-// Fills an empty settings record with one state of the whole store. On failure the record may be partly
-// filled; the caller releases it either way.
-int FillClientSettings(tagStore* pStore, tagClientSettingData* pSettings);
+// Fills an empty settings record with one state of the whole store. The record's categories carry the ids
+// that the category mode nMode (CATENGINE_*) compares with: in the library modes library ids, else real ones.
+// What is no category of the table is left out. On failure the record may be partly filled; the caller
+// releases it either way.
+int FillClientSettings(tagStore* pStore, uint8_t nMode, tagClientSettingData* pSettings);
