@@ -6,6 +6,7 @@
 
 void AddProtectionCommand(CLI::App& app);
 void AddListCommands(CLI::App& app);  // block, allow, trust
+void AddCategoryCommand(CLI::App& app);
 void AddReloadCommand(CLI::App& app);
 void AddStatusCommand(CLI::App& app);
 void AddDatafileCommand(CLI::App& app);

@@ -70,10 +70,7 @@ void Explain(const std::string& url) {
 
 // What the daemon loads as it starts, in its order.
 void LoadPolicy() {
-    unsigned int nError = 0;
-    const int nMode =
-        GetPrivateProfileInt("ServiceConfigurations", "catEngine", 0, SERVICE_CONFIG_FILE, &nError);
-    g_bUseCatServer = static_cast<uint8_t>(nError == 0 ? nMode : 0);
+    g_bUseCatServer = ReadCategoryMode();
     (void)StartCategoryEngine();
     LoadReportModule();
     if (!g_bReportModuleLoaded) {

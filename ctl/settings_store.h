@@ -30,6 +30,8 @@ class SettingsStore : StoreConnection {
     void Begin();
     void Keep();
 
-    // How many categories are blocked.
-    size_t CountBlockedCategories();
+    // The real ids of the blocked categories, ascending.
+    std::vector<uint8_t> BlockedCategories();
+    // False when it was so already.
+    bool SetCategory(uint8_t nCategory, bool bBlocked);
 };

@@ -204,7 +204,7 @@ void AddPolicy(tagStatus& status) {
         lists[StoreListName(nList)] = nEntries;
         text += StoreListName(nList) + (" " + std::to_string(nEntries)) + ", ";
     }
-    const size_t nCategories = store.CountBlockedCategories();
+    const size_t nCategories = store.BlockedCategories().size();
     status.rows.push_back({"entries", text + "blocked categories " + std::to_string(nCategories)});
     status.document["settings"] = {
         {"protections", switches}, {"lists", lists}, {"blocked_categories", nCategories}};
