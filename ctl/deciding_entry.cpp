@@ -58,7 +58,9 @@ void FindDecidingEntry(const tagWebRequest& request, tagExplanation& explanation
     switch (request.nResult) {
         case RESULT_ALLOW_HOST:
         case RESULT_ALLOW_URL:
-            return FindSideEntry(request, allow, request.nResult == RESULT_ALLOW_URL, explanation);
+            FindSideEntry(request, allow, request.nResult == RESULT_ALLOW_URL, explanation);
+            explanation.check += ", which lifts a blocked category";
+            return;
         case RESULT_BLOCK_HOST:
         case RESULT_BLOCK_URL:
             return FindSideEntry(request, block, request.nResult == RESULT_BLOCK_URL, explanation);
@@ -68,6 +70,7 @@ void FindDecidingEntry(const tagWebRequest& request, tagExplanation& explanation
             explanation.check = "trusted pattern, which lifts a finding";
             explanation.list = "trusted patterns";
             explanation.entry = FindPattern(request, g_TrustedURLPatterns, CheckTrustedURLs);
+            explanation.threat = FindThreat(request);
             return;
         case RESULT_FRAUDULENT:
         case RESULT_HARMFUL:
@@ -156,22 +159,19 @@ void ExplainExclusion(const tagWebRequest& request, tagExplanation& explanation)
     explanation.check = "trusted site, which lifts a finding";
     explanation.list = "trust list";
     explanation.entry = FindListEntry(request.szCheckURL, g_pTrustedSiteList, MatchURLList);
+    explanation.threat = FindThreat(request);
 }
 
 void ExplainThreat(const tagWebRequest& request, tagExplanation& explanation) {
-    const bool bHarmful = request.nResult == RESULT_HARMFUL;
-    explanation.check = std::string(request.nCategory == 0 ? "URL scanner: " : "category engine: ") +
-                        (bHarmful ? "harmful site" : "phishing site");
-    explanation.entry = request.szThreatName;
+    explanation.threat = FindThreat(request);
+    explanation.check = std::string(explanation.threat->bByScanner ? "URL scanner: " : "category engine: ") +
+                        (explanation.threat->bHarmful ? "harmful site" : "phishing site");
 }
 
 void ExplainCategory(const tagWebRequest& request, tagExplanation& explanation) {
-    char szName[sizeof request.wszCategoryName / sizeof request.wszCategoryName[0] + 1];
-    NarrowText(szName, request.wszCategoryName, sizeof szName - 1);
-    const std::string number = std::to_string(request.nCategory);
     explanation.check =
         explanation.bBlocked ? "blocked category" : "blocked category, but its protection is off";
-    explanation.entry = szName[0] == '\0' ? number : szName + (" (" + number + ")");
+    explanation.entry = CategoryLabel(request.nCategory);
 }
 
 }  // namespace

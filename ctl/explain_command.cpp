@@ -8,7 +8,6 @@
 #include "category/category_engine.h"
 #include "common/copy_text.h"
 #include "common/product_paths.h"
-#include "common/profile.h"
 #include "ctl/commands.h"
 #include "ctl/entry_check.h"
 #include "ctl/explanation.h"
@@ -22,7 +21,9 @@
 
 namespace {
 
-void Explain(const std::string& url);
+void Explain(const std::string& text);
+void PrintExplanation(const std::string& url, const tagExplanation& explanation);
+Json ThreatDocument(const tagExplanation& explanation);
 void LoadPolicy();
 std::vector<tagEntry> FindOrigins(const tagExplanation& explanation);
 bool LeadsTo(const tagEntryReading& reading, const std::string& addrEntry);
@@ -34,20 +35,37 @@ void AddExplainCommand(CLI::App& app) {
         app.add_subcommand("explain", "Tell which check decides about a URL, with which entry");
     pExplain->footer("Example: websecctl explain http://www.a.example/page");
     const auto pURL = std::make_shared<std::string>();
-    pExplain->add_option("URL", *pURL, "The URL as a browser asks for it")->required();
+    pExplain->add_option("URL", *pURL, "The URL as a browser asks for it; without a scheme http")->required();
     pExplain->final_callback([pURL] { Explain(*pURL); });
 }
 
 namespace {
 
-void Explain(const std::string& url) {
+void Explain(const std::string& text) {
+    const bool bScheme = text.find("://") < text.find_first_of("/?#");
+    const std::string url = bScheme ? text : "http://" + text;
     const tagURLParts parts = SplitURL(url);
     LoadPolicy();
-    const tagExplanation explanation = ExplainRequest(parts, ResolveHost(parts.host));
+    tagExplanation explanation = ExplainRequest(parts, ResolveHost(parts.host));
+    if (!bScheme) {
+        explanation.notes.push_back(
+            "taken as http; of an https request only the host is seen: explain https://" +
+            Printable(parts.host));
+    }
+    PrintExplanation(url, explanation);
+}
+
+void PrintExplanation(const std::string& url, const tagExplanation& explanation) {
     const char* szVerdict = explanation.bBlocked ? "blocked" : "passes";
     std::vector<std::vector<std::string>> rows = {{"URL", Printable(url)}, {"verdict", szVerdict}};
     rows.push_back({"check", explanation.check});
     if (!explanation.checkURL.empty()) rows.push_back({"compared", Printable(explanation.checkURL)});
+    if (explanation.threat) rows.push_back({"found", DescribeThreat(*explanation.threat)});
+    Json categories = Json::array();
+    for (const auto& category : explanation.categories) {
+        categories.push_back({{"category", category.name}, {"blocked", category.bBlocked}});
+        rows.push_back({"category", category.name + (category.bBlocked ? ", blocked" : ", not blocked")});
+    }
     if (!explanation.entry.empty()) rows.push_back({"entry", Printable(explanation.entry)});
     Json origins = Json::array();
     for (const auto& origin : FindOrigins(explanation)) {
@@ -61,11 +79,21 @@ void Explain(const std::string& url) {
                  {"verdict", szVerdict},
                  {"check", explanation.check},
                  {"compared", explanation.checkURL},
+                 {"threat", ThreatDocument(explanation)},
+                 {"categories", categories},
                  {"list", explanation.list},
                  {"entry", explanation.entry},
                  {"set_as", origins},
                  {"notes", explanation.notes}},
                 AlignColumns(rows));
+}
+
+Json ThreatDocument(const tagExplanation& explanation) {
+    if (!explanation.threat) return nullptr;
+    return {{"kind", explanation.threat->bHarmful ? "harmful" : "phishing"},
+            {"found_by", explanation.threat->bByScanner ? "scanner" : "engine"},
+            {"name", explanation.threat->threat},
+            {"listed", explanation.threat->bListed}};
 }
 
 // What the daemon loads as it starts, in its order.

@@ -6,7 +6,6 @@
 
 #include "ctl/output.h"
 #include "inspect/decision_flow.h"
-#include "policy/policy_switches.h"
 
 namespace {
 
@@ -42,7 +41,8 @@ tagExplanation ExplainRequest(const tagURLParts& url, const std::vector<uint32_t
         return explanation;
     }
     FindDecidingEntry(request, explanation);
-    if (g_bCustomBlockList != 1) explanation.notes.push_back("the protection 'blocklist' is off");
+    explanation.categories = FindRequestCategories(request, explanation.notes);
+    NoteMissingProtections(explanation.notes);
     return explanation;
 }
 
