@@ -12,3 +12,5 @@ void AddStatusCommand(CLI::App& app);
 void AddDatafileCommand(CLI::App& app);
 void AddExplainCommand(CLI::App& app);
 void AddReportCommand(CLI::App& app);
+void AddImportCommand(CLI::App& app);
+void AddListsCommand(CLI::App& app);

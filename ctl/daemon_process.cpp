@@ -15,22 +15,31 @@
 namespace {
 
 constexpr char DAEMON_NAME[] = "websec";
-constexpr uint64_t SIGHUP_BIT = uint64_t{1} << (SIGHUP - 1);
+constexpr size_t COMM_BYTES = 15;  // the kernel cuts names to so many
 constexpr auto POLL_PERIOD = std::chrono::milliseconds(5);
 
-bool IsDaemonHere(pid_t pid);
+bool IsProgramHere(pid_t pid, std::string_view name);
 std::optional<tagProcessStatus> ReadProcessStatus(pid_t pid);
-ReloadOutcome AwaitReload(pid_t pid);
+tagReloadResult SignalDaemon(int nSignal);
+constexpr uint64_t SignalBit(int nSignal) {
+    return uint64_t{1} << (nSignal - 1);
+}
+ReloadOutcome AwaitHandler(pid_t pid, int nSignal);
 const char* OutcomeName(ReloadOutcome outcome);
 
 }  // namespace
 
-std::optional<tagDaemonProcess> FindDaemon() {
+std::vector<tagDaemonProcess> FindProgram(std::string_view name) {
     std::vector<tagDaemonProcess> found;
     for (const pid_t pid : ListProcesses()) {
-        if (!IsDaemonHere(pid)) continue;
+        if (!IsProgramHere(pid, name)) continue;
         if (const auto status = ReadProcessStatus(pid)) found.push_back({pid, *status, {}});
     }
+    return found;
+}
+
+std::optional<tagDaemonProcess> FindDaemon() {
+    const std::vector<tagDaemonProcess> found = FindProgram(DAEMON_NAME);
     // A child of the daemon on its way to a shell still looks like the daemon.
     std::optional<tagDaemonProcess> daemon;
     for (const auto& candidate : found) {
@@ -54,29 +63,29 @@ std::optional<bool> HasLoaded(const tagDaemonProcess& daemon, std::string_view l
 }
 
 tagReloadResult ReloadDaemon() {
-    const auto daemon = FindDaemon();
-    if (!daemon) return {ReloadOutcome::NotRunning, 0};
-    // Without its handler the signal would end it.
-    if (!(daemon->status.nCaughtSignals & SIGHUP_BIT)) return {ReloadOutcome::Starting, daemon->pid};
-    if (kill(daemon->pid, SIGHUP) != 0) {
-        return {errno == EPERM ? ReloadOutcome::NotPermitted : ReloadOutcome::Ended, daemon->pid};
-    }
-    return {AwaitReload(daemon->pid), daemon->pid};
+    return SignalDaemon(SIGHUP);
+}
+
+tagReloadResult RefreshDaemon() {
+    return SignalDaemon(SIGUSR2);
 }
 
 std::string DescribeReload(const tagReloadResult& result) {
     const std::string name = "websec (pid " + std::to_string(result.pid) + ")";
+    const bool bLists = result.nSignal == SIGUSR2;
     switch (result.outcome) {
         case ReloadOutcome::NotRunning:
             return "websec is not running";
         case ReloadOutcome::Starting:
-            return name + " is just starting and reads the settings as it does";
+            return name + " is just starting and reads " + (bLists ? "its lists" : "the settings") +
+                   " as it does";
         case ReloadOutcome::Done:
-            return name + " has reloaded";
+            return name + (bLists ? " has opened its lists anew" : " has reloaded");
         case ReloadOutcome::StillWorking:
-            return name + " is still reloading after " + std::to_string(RELOAD_WAIT_SECONDS) + " seconds";
+            return name + (bLists ? " is still opening its lists" : " is still reloading") + " after " +
+                   std::to_string(RELOAD_WAIT_SECONDS) + " seconds";
         case ReloadOutcome::Ended:
-            return name + " ended before it had reloaded";
+            return name + " ended before it had " + (bLists ? "opened its lists" : "reloaded");
         case ReloadOutcome::NotPermitted:
             return name + " may not be signalled by this user; run websecctl as root";
     }
@@ -126,15 +135,15 @@ tagProcessStatus ParseProcessStatus(std::string_view text) {
 
 namespace {
 
-bool IsDaemonHere(pid_t pid) {
-    if (ReadTextFile(ProcPath(pid, "comm")) != std::string(DAEMON_NAME) + "\n") return false;
+bool IsProgramHere(pid_t pid, std::string_view name) {
+    if (ReadTextFile(ProcPath(pid, "comm")) != std::string(name.substr(0, COMM_BYTES)) + "\n") return false;
     if (const auto program = ReadProcLink(ProcPath(pid, "exe"))) {
-        std::string_view name = *program;
-        name.remove_prefix(name.rfind('/') + 1);
+        std::string_view file = *program;
+        file.remove_prefix(file.rfind('/') + 1);
         // An upgrade has replaced the file of a daemon that still runs.
         constexpr std::string_view DELETED = " (deleted)";
-        if (name.ends_with(DELETED)) name.remove_suffix(DELETED.size());
-        if (name != DAEMON_NAME) return false;
+        if (file.ends_with(DELETED)) file.remove_suffix(DELETED.size());
+        if (file != name) return false;
     } else if (errno == ENOENT) {
         return false;  // ended, and not collected yet
     }
@@ -148,15 +157,29 @@ std::optional<tagProcessStatus> ReadProcessStatus(pid_t pid) {
     return ParseProcessStatus(*text);
 }
 
-// While the handler works it keeps SIGHUP blocked. Between the delivery of the signal and the first line of
-// the handler the kernel shows neither state for an instant, so quiet must be seen twice.
-ReloadOutcome AwaitReload(pid_t pid) {
+tagReloadResult SignalDaemon(int nSignal) {
+    const auto daemon = FindDaemon();
+    if (!daemon) return {ReloadOutcome::NotRunning, 0, nSignal};
+    // Without its handler the signal would end it.
+    if (!(daemon->status.nCaughtSignals & SignalBit(nSignal))) {
+        return {ReloadOutcome::Starting, daemon->pid, nSignal};
+    }
+    if (kill(daemon->pid, nSignal) != 0) {
+        const bool bRefused = errno == EPERM;
+        return {bRefused ? ReloadOutcome::NotPermitted : ReloadOutcome::Ended, daemon->pid, nSignal};
+    }
+    return {AwaitHandler(daemon->pid, nSignal), daemon->pid, nSignal};
+}
+
+// While the handler works it keeps the signal blocked. Between the delivery of the signal and the first line
+// of the handler the kernel shows neither state for an instant, so quiet must be seen twice.
+ReloadOutcome AwaitHandler(pid_t pid, int nSignal) {
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(RELOAD_WAIT_SECONDS);
     int nQuiet = 0;
     while (std::chrono::steady_clock::now() < deadline) {
         const auto status = ReadProcessStatus(pid);
-        if (!status || !IsDaemonHere(pid)) return ReloadOutcome::Ended;
-        const bool bBusy = ((status->nPendingSignals | status->nBlockedSignals) & SIGHUP_BIT) != 0;
+        if (!status || !IsProgramHere(pid, DAEMON_NAME)) return ReloadOutcome::Ended;
+        const bool bBusy = ((status->nPendingSignals | status->nBlockedSignals) & SignalBit(nSignal)) != 0;
         nQuiet = bBusy ? 0 : nQuiet + 1;
         if (nQuiet == 2) return ReloadOutcome::Done;
         std::this_thread::sleep_for(POLL_PERIOD);

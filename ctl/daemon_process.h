@@ -1,4 +1,4 @@
-// Finding the running daemon and making it read its settings anew.
+// Finding the running daemon and making it read its settings, or its data and lists, anew.
 //
 // The daemon keeps no pid file. It is the process named websec, run from a program of that name, in this
 // network namespace: that is the one whose rules and queue see the traffic here.
@@ -36,6 +36,9 @@ struct tagDaemonProcess {
 // Whether the daemon has loaded that library; nothing when its memory map may not be read.
 std::optional<bool> HasLoaded(const tagDaemonProcess& daemon, std::string_view library);
 
+// The processes of that name, run from a program of that name, in this network namespace; in rising order.
+std::vector<tagDaemonProcess> FindProgram(std::string_view name);
+
 // The daemon, or nothing when none runs here. A process whose program and namespace may not be looked at
 // counts when its name fits.
 std::optional<tagDaemonProcess> FindDaemon();
@@ -51,13 +54,17 @@ enum class ReloadOutcome {
 };
 struct tagReloadResult {
     ReloadOutcome outcome;
-    pid_t pid;  // 0 for NotRunning
+    pid_t pid;    // 0 for NotRunning
+    int nSignal;  // SIGHUP or SIGUSR2: what it was to do
 };
 
 constexpr int RELOAD_WAIT_SECONDS = 10;
 
 // Sends SIGHUP to the daemon and waits until it has done what it does then.
 tagReloadResult ReloadDaemon();
+
+// Sends SIGUSR2, by which it reads its data files and opens the lists anew, and waits likewise.
+tagReloadResult RefreshDaemon();
 
 // One line for people.
 std::string DescribeReload(const tagReloadResult& result);

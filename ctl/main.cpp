@@ -11,8 +11,8 @@ namespace {
 enum : int { EXIT_REFUSED = 1, EXIT_USAGE = 2 };
 
 constexpr void (*COMMAND_GROUPS[])(CLI::App&) = {
-    AddProtectionCommand, AddListCommands,  AddCategoryCommand, AddExplainCommand,
-    AddStatusCommand,     AddReloadCommand, AddDatafileCommand, AddReportCommand,
+    AddProtectionCommand, AddListCommands,  AddCategoryCommand, AddImportCommand,   AddListsCommand,
+    AddExplainCommand,    AddStatusCommand, AddReloadCommand,   AddDatafileCommand, AddReportCommand,
 };
 
 int Refuse(const char* szReason);

@@ -1,7 +1,7 @@
 # What a bare Debian 12 lacks, for those who source this file. Installs only what is missing.
 
 BUILD_PACKAGES="g++ make cmake pkg-config libmnl-dev libsqlite3-dev libcli11-dev nlohmann-json3-dev
-    nettle-dev libpsl-dev publicsuffix
+    nettle-dev libpsl-dev publicsuffix libarchive-dev
     libgtest-dev libgmock-dev gettext"
 LAB_PACKAGES="iptables iproute2 util-linux nginx-light vsftpd curl openssl locales procps"
 TEST_PACKAGES="valgrind binutils python3"

@@ -110,6 +110,7 @@ int CheckVersion(tagStore* pStore, int nMode) {
                       static_cast<long long>(nVersion), STORE_SCHEMA_VERSION);
         return StoreRefusal(pStore, STORE_NEWER, szDetail);
     }
+    if (nVersion > 0) return UpgradeSchema(pStore);
     if (nMode != STORE_CREATE) return StoreRefusal(pStore, STORE_MISSING, nullptr);
     return CreateSchema(pStore);
 }

@@ -37,7 +37,7 @@ enum : int {
     STORE_CREATE = 1,         // make the directory (0700), the file (0600) and the schema with its defaults
 };
 
-constexpr int STORE_SCHEMA_VERSION = 1;
+constexpr int STORE_SCHEMA_VERSION = 2;
 constexpr char STORE_FILE[] = "/var/lib/websec/websec.db";
 constexpr int STORE_BUSY_MS_SETTINGS = 2000;  // a reload of settings waits no longer for a lock
 
@@ -55,7 +55,8 @@ const char* StorePath();
 
 // Opens the store at StorePath(). pStore is overwritten; on failure it is closed and holds the error text.
 // nMode is STORE_OPEN_EXISTING or STORE_CREATE; nBusyMs bounds the wait for a lock in this and in every later
-// operation. An older or empty database is brought to the present schema when nMode is STORE_CREATE.
+// operation. A database of an older version is brought to the present schema in either mode, an empty one when
+// nMode is STORE_CREATE.
 int OpenStore(tagStore* pStore, int nMode, int nBusyMs);
 
 // Closes it; an open change is taken back. Safe on a zeroed or closed record. szError stays.

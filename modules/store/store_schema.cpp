@@ -49,28 +49,57 @@ CREATE TABLE counters (
     value INTEGER NOT NULL
 ) WITHOUT ROWID;
 INSERT INTO counters VALUES ('lost', 0);
-
-PRAGMA user_version = 1;
 )sql";
 
+// Since version 2. The lists themselves stand beside the store.
+constexpr char SOURCES_TABLE[] = R"sql(
+CREATE TABLE sources (
+    file INTEGER PRIMARY KEY,
+    kind TEXT NOT NULL,
+    name TEXT NOT NULL,
+    category INTEGER NOT NULL,
+    origin TEXT NOT NULL,
+    imported INTEGER NOT NULL,
+    accepted INTEGER NOT NULL,
+    rejected INTEGER NOT NULL,
+    duplicates INTEGER NOT NULL,
+    UNIQUE (kind, name)
+);
+
+PRAGMA user_version = 2;
+)sql";
+
+int BringUp(tagStore* pStore);
 int FillEmpty(tagStore* pStore);
 }  // namespace
 
 int CreateSchema(tagStore* pStore) {
     // The journal mode belongs to the file and cannot be changed inside a transaction.
     if (const int nResult = RunSql(pStore, "PRAGMA journal_mode = WAL")) return nResult;
+    return UpgradeSchema(pStore);
+}
+
+int UpgradeSchema(tagStore* pStore) {
     if (const int nResult = BeginStoreChange(pStore)) return nResult;
-    const int nFilled = FillEmpty(pStore);
-    const int nEnded = EndStoreChange(pStore, nFilled == STORE_OK);
-    return nFilled != STORE_OK ? nFilled : nEnded;
+    const int nBrought = BringUp(pStore);
+    const int nEnded = EndStoreChange(pStore, nBrought == STORE_OK);
+    return nBrought != STORE_OK ? nBrought : nEnded;
 }
 
 namespace {
-int FillEmpty(tagStore* pStore) {
+// The version is read again: another process may have been faster.
+int BringUp(tagStore* pStore) {
     int64_t nVersion = 0;
-    int64_t nTables = 0;
     if (const int nResult = ReadNumber(pStore, "PRAGMA user_version", &nVersion)) return nResult;
     if (nVersion == STORE_SCHEMA_VERSION) return STORE_OK;
+    if (nVersion == 0) {
+        if (const int nResult = FillEmpty(pStore)) return nResult;
+    }
+    return RunSql(pStore, SOURCES_TABLE);
+}
+
+int FillEmpty(tagStore* pStore) {
+    int64_t nTables = 0;
     if (const int nResult = ReadNumber(pStore, "SELECT count(*) FROM sqlite_master", &nTables))
         return nResult;
     if (nTables != 0) return StoreRefusal(pStore, STORE_CORRUPT, "it belongs to another program");

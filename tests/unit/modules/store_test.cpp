@@ -5,6 +5,8 @@
 
 #include <fstream>
 
+#include "modules/store/store_settings.h"
+#include "modules/store/store_sources.h"
 #include "tests/unit/modules/temp_store.h"
 
 namespace {
@@ -39,8 +41,8 @@ TEST_F(StoreTest, RefusesWhatItCannotRead) {
          [](const std::string& file) { Write(file, ""); }},
         {STORE_CORRUPT, "damaged", STORE_CREATE,
          [](const std::string& file) { Write(file, std::string(5000, 'x')); }},
-        {STORE_NEWER, "version 2, known up to 1", STORE_CREATE,
-         [](const std::string& file) { RunOn(file, "PRAGMA user_version = 2"); }},
+        {STORE_NEWER, "version 3, known up to 2", STORE_CREATE,
+         [](const std::string& file) { RunOn(file, "PRAGMA user_version = 3"); }},
         {STORE_CORRUPT, "another program", STORE_CREATE,
          [](const std::string& file) { RunOn(file, "PRAGMA user_version = 0"); }},
         {STORE_FAILED, "cannot be used", STORE_CREATE,
@@ -59,6 +61,22 @@ TEST_F(StoreTest, RefusesWhatItCannotRead) {
         EXPECT_THAT(m_store.szError,
                     testing::AllOf(testing::StartsWith(m_file), testing::HasSubstr(row.szText)));
     }
+}
+
+TEST_F(StoreTest, OfAnOlderVersionIsBroughtUpWithAllThatStandsInIt) {
+    CreateStore();
+    ASSERT_EQ(WriteSwitch(&m_store, SWITCH_CATEGORY, 1), STORE_OK);
+    ASSERT_EQ(AddStoredEntry(&m_store, STORE_LIST_BLOCK, "a.example", 1), STORE_OK);
+    CloseStore(&m_store);
+    RunOn(m_file, "DROP TABLE sources; PRAGMA user_version = 1");
+
+    ASSERT_EQ(OpenStore(&m_store, STORE_OPEN_EXISTING, 100), STORE_OK) << m_store.szError;
+    uint32_t bOn = 0;
+    EXPECT_EQ(ReadSwitch(&m_store, SWITCH_CATEGORY, &bOn), STORE_OK);
+    EXPECT_EQ(bOn, 1u);
+    EXPECT_EQ(AddStoredEntry(&m_store, STORE_LIST_BLOCK, "a.example", 1), STORE_EXISTS);
+    const tagStoredSource source = {1, "phishing", "feed", SOURCE_NO_CATEGORY, "/feed.txt", 1, 2, 3, 4};
+    EXPECT_EQ(PutStoredSource(&m_store, &source), STORE_OK) << m_store.szError;
 }
 
 TEST_F(StoreTest, WaitsForALockNoLongerThanTold) {

@@ -1,0 +1,141 @@
+#include "ctl/import/import_entries.h"
+
+#include <algorithm>
+#include <set>
+
+#include "ctl/daemon_process.h"
+#include "ctl/entry_check.h"
+#include "ctl/import/interruption.h"
+#include "ctl/import/list_name.h"
+#include "ctl/import/read_lists.h"
+#include "ctl/settings_store.h"
+#include "policy/list_entry.h"
+
+namespace {
+
+class EntryTaker : public NameTaker {
+  public:
+    explicit EntryTaker(const tagEntryImport& import) : m_import(import) {}
+
+    const char* Enter(const std::string&) override { return nullptr; }
+    const char* Take(const tagLineItem& item, const tagCanonicalURL& url) override;
+
+    std::vector<tagEntry> entries;
+    size_t nDuplicates = 0;
+
+  private:
+    const char* WhyOtherList(const tagLineItem& item) const;
+    void RefuseMany() const;
+
+    const tagEntryImport& m_import;
+    std::set<std::string> m_texts;
+};
+
+std::string EntryOf(std::string_view text, const tagCanonicalURL& url);
+size_t WarnOfEntries(int nList, const std::vector<tagEntry>& entries);
+
+}  // namespace
+
+void ImportEntries(const tagEntryImport& import) {
+    RefuseUnreadable(import.files);
+    EntryTaker taker(import);
+    ImportTally tally;
+    {
+        const Interruptible interruptible;
+        ReadLists(import.files, import.format, taker, tally);
+    }
+    const std::string list = StoreListName(import.nList), told = tally.Text();
+    if (taker.entries.empty()) {
+        throw CtlError("refused: there is no name in it that can be taken; nothing was changed" +
+                       (told.empty() ? "" : "\n" + told));
+    }
+    SettingsStore store(STORE_CREATE);
+    size_t nAdded = 0;
+    store.Begin();
+    for (const tagEntry& entry : taker.entries)
+        nAdded += store.Add(import.nList, entry);
+    store.Keep();
+
+    const size_t nThere = taker.entries.size() - nAdded;
+    Json document{
+        {"list", list}, {"added", nAdded}, {"unchanged", nThere}, {"duplicates", taker.nDuplicates}};
+    tally.Describe(document);
+    document["warnings"] = WarnOfEntries(import.nList, taker.entries);
+    const std::string text = list + ": added " + std::to_string(nAdded) + " entries, " +
+                             std::to_string(nThere) + " were there, " + std::to_string(taker.nDuplicates) +
+                             " repeated, " + std::to_string(tally.Rejected()) + " rejected";
+    PrintChange(document, text + (told.empty() ? "" : "\n" + told));
+}
+
+namespace {
+
+const char* EntryTaker::Take(const tagLineItem& item, const tagCanonicalURL& url) {
+    if (const char* szWhyNot = WhyOtherList(item)) return szWhyNot;
+    const bool bHost = url.nLength == url.nHost + 1;
+    tagEntry entry = {EntryOf(item.text, url), bHost && (m_import.bSubdomains || item.bSubdomains)};
+    if (url.bAddress || m_import.nList == STORE_LIST_TRUST) entry.bSubdomains = false;
+    if (entry.text.size() >= sizeof(tagListEntryBuf::szSource)) return "is longer than a list's entry can be";
+    try {
+        RefuseBadEntry(entry);
+    } catch (const CtlError&) {
+        return "can be no entry of a list; 'block add' tells why";
+    }
+    if (!m_texts.insert(entry.text).second) {
+        ++nDuplicates;
+        return nullptr;
+    }
+    entries.push_back(std::move(entry));
+    if (entries.size() > POLICY_IMPORT_MAX) RefuseMany();
+    return nullptr;
+}
+
+// In filter lists rules and exceptions are told apart; names of other formats are taken for either list.
+const char* EntryTaker::WhyOtherList(const tagLineItem& item) const {
+    const bool bBlocks = m_import.nList == STORE_LIST_BLOCK;
+    if (bBlocks && item.bException) return "takes a name back: import such rules into allow or trust";
+    if (!bBlocks && item.bBlocks) return "blocks a name: import such rules into block, harmful or a category";
+    return nullptr;
+}
+
+void EntryTaker::RefuseMany() const {
+    const std::string list = StoreListName(m_import.nList);
+    throw CtlError(
+        "refused: there are more than " + std::to_string(POLICY_IMPORT_MAX) + " names. The " + list +
+        " list is resolved name by name, while no request is answered, whenever settings are loaded. " +
+        (m_import.nList == STORE_LIST_BLOCK
+             ? "For large lists: 'websecctl import harmful FILE', or 'websecctl import category NAME "
+               "FILE' and that category blocked"
+             : "Import those that are needed") +
+        "; nothing was changed");
+}
+
+// As it stands, but for capitals that no request has and for the marks that mean sub-domains.
+std::string EntryOf(std::string_view text, const tagCanonicalURL& url) {
+    const std::string host(url.szText, url.nHost);
+    if (url.nLength == url.nHost + 1) return host;
+    std::string entry(text.substr(text.starts_with("*.") ? 2 : text.starts_with('.') ? 1 : 0));
+    const size_t nScheme = entry.find("://");
+    const size_t nHost = nScheme == entry.npos || nScheme > 5 ? 0 : nScheme + 3;
+    const size_t nEnd = std::min(entry.find('/', nHost), entry.size());
+    std::transform(entry.begin(), entry.begin() + static_cast<ptrdiff_t>(nEnd), entry.begin(),
+                   [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; });
+    return entry;
+}
+
+// The first few; returns how many entries are read otherwise than they look.
+size_t WarnOfEntries(int nList, const std::vector<tagEntry>& entries) {
+    constexpr size_t WARNINGS_SHOWN = 5;
+    size_t nWarned = 0;
+    for (const tagEntry& entry : entries) {
+        const std::vector<std::string> warnings = EntryWarnings(nList, entry);
+        if (warnings.empty()) continue;
+        if (++nWarned <= WARNINGS_SHOWN) PrintWarning(Quoted(entry.text) + ": " + warnings.front());
+    }
+    if (nWarned > WARNINGS_SHOWN) {
+        PrintWarning(std::to_string(nWarned - WARNINGS_SHOWN) +
+                     " more entries are read otherwise than they look");
+    }
+    return nWarned;
+}
+
+}  // namespace

@@ -1,0 +1,105 @@
+#include "ctl/import/lists_lock.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+
+#include "ctl/import/interruption.h"
+#include "ctl/import/list_kind.h"
+#include "ctl/output.h"
+#include "ctl/read_file.h"
+
+namespace {
+
+void MakeFolders();
+void AwaitTurn(int fd);
+void RemoveHalfWritten(const std::string& folder);
+[[noreturn]] void Fail(const std::string& what);
+
+}  // namespace
+
+ListsLock::ListsLock() {
+    MakeFolders();
+    const std::string path = ListsFolder() + "/.lock";
+    m_fd = open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+    if (m_fd < 0) Fail("cannot open " + path);
+    try {
+        AwaitTurn(m_fd);
+        RemoveHalfWritten(ListsFolder());
+        RemoveHalfWritten(SourcesFolder());
+    } catch (...) {
+        close(m_fd);
+        throw;
+    }
+}
+
+ListsLock::~ListsLock() {
+    close(m_fd);
+}
+
+std::vector<std::string> ListsLock::Unfinished() const {
+    std::vector<std::string> lines;
+    if (lseek(m_fd, 0, SEEK_SET) != 0) return lines;
+    std::string text = ReadDescriptor(m_fd).value_or("");
+    while (!text.empty()) {
+        const size_t nEnd = text.find('\n');
+        if (nEnd == text.npos) break;  // the note itself was cut short: nothing had begun
+        lines.push_back(text.substr(0, nEnd));
+        text.erase(0, nEnd + 1);
+    }
+    return lines;
+}
+
+void ListsLock::Note(const std::vector<std::string>& lines) {
+    std::string text;
+    for (const auto& line : lines)
+        text += line + "\n";
+    const bool bWritten = ftruncate(m_fd, 0) == 0 &&
+                          pwrite(m_fd, text.data(), text.size(), 0) == static_cast<ssize_t>(text.size()) &&
+                          fsync(m_fd) == 0;
+    if (!bWritten) Fail("cannot write in " + ListsFolder());
+}
+
+// A note that stays makes the next change do nothing worse than work that was done.
+void ListsLock::ClearNote() {
+    (void)!ftruncate(m_fd, 0);
+}
+
+namespace {
+
+void MakeFolders() {
+    std::error_code error;
+    std::filesystem::create_directories(SourcesFolder(), error);
+    if (error)
+        throw CtlError("cannot make the folder " + Printable(SourcesFolder()) + ": " + error.message());
+}
+
+void AwaitTurn(int fd) {
+    if (flock(fd, LOCK_EX | LOCK_NB) == 0) return;
+    if (errno != EWOULDBLOCK) Fail("cannot lock " + ListsFolder());
+    PrintWarning("another change of the lists is at work; waiting for it");
+    while (flock(fd, LOCK_EX) != 0) {
+        LeaveWhenInterrupted();
+        if (errno != EINTR) Fail("cannot lock " + ListsFolder());
+    }
+}
+
+// "NAME.map.new" and the writer's own "NAME.map.XXXXXX".
+void RemoveHalfWritten(const std::string& folder) {
+    std::error_code error;
+    for (const auto& entry : std::filesystem::directory_iterator(folder, error)) {
+        if (entry.path().stem().extension() == ".map" || entry.path().stem().stem().extension() == ".map") {
+            std::filesystem::remove(entry.path(), error);
+        }
+    }
+}
+
+void Fail(const std::string& what) {
+    throw CtlError(Printable(what) + ": " + std::strerror(errno));
+}
+
+}  // namespace
