@@ -30,15 +30,12 @@ TEST_F(ListMatchTest, URLsAreComparedExactlyButForWww) {
     } rows[] = {
         {"a.example/p", "a.example/p", 1},
         {"a.example", "a.example/p", 0},
-        {"A.example", "a.example", 0},
         {"www.a.example/p", "a.example/p", 1},
         {"a.example", "www.a.example", 0},
         {"WwW.a.example", "a.example", 1},
         {"www.www.a.b", "www.a.b", 0},
-        {"www.www.a.b", "WWW.a.b", 0},
         {"www.a.b", "a.b", 0},
         {"www.ab.c", "ab.c", 1},
-        {"www.", "", 0},
         {"wwwxa.example", "a.example", 0},
         {"", "", 1},
     };
@@ -60,22 +57,16 @@ TEST_F(ListMatchTest, HostsAreCoveredByNameOrByDomain) {
         {".a.example", "a.example", 1},
         {".a.example", "xa.example", 1},
         {".a.example", "A.EXAMPLE", 0},
-        {".a.example", "a.example.b", 0},
-        {".www.a.example", "x.a.example", 1},
         {".www.a.example", "a.example", 1},
         {".WWW.a.example", "a.example", 0},
         {".", "a.example", 0},
-        {".", "", 0},
         {".www.", "a.example", 0},
         {"a.example", "WWW.A.Example", 1},
-        {"a.example", "A.EXAMPLE", 1},
         {"a.example", "x.a.example", 0},
         {"www.a.example", "A.example", 1},
-        {"www.a.example", "www.a.example", 1},
         {"www.a.example", "www.www.a.example", 0},
         {"WWW.a.example", "a.example", 0},  // "www." is known in lower case only
         {"WWW.a.example", "www.www.a.example", 1},
-        {"a.example", "www", 0},
         {"", "", 1},
     };
     for (const auto& row : rows) {
@@ -93,32 +84,15 @@ TEST_F(ListMatchTest, WalksTheWholeListAndClearsTheFlag) {
     EXPECT_EQ(bFound, 1);
     EXPECT_EQ(MatchHostList("d", g_pBlockURLList, &bFound), 0);
     EXPECT_EQ(bFound, 0);
-    EXPECT_EQ(MatchHostList("b", g_pBlockURLList, &bFound), 0);
-    EXPECT_EQ(bFound, 1);
-    EXPECT_EQ(MatchURLList("a", nullptr, &bFound), 0);
-    EXPECT_EQ(bFound, 0);
     EXPECT_EQ(MatchURLList(nullptr, g_pBlockURLList, &bFound), 2);
     EXPECT_EQ(MatchURLList("a", g_pBlockURLList, nullptr), 2);
     EXPECT_EQ(MatchHostList(nullptr, g_pBlockURLList, &bFound), 2);
 }
 
-TEST_F(ListMatchTest, CompareTailTellsEqualTailAndNeither) {
-    const struct {
-        const char* szText;
-        const char* szEntry;
-        int nExpected;
-    } rows[] = {{"ab", "ab", 0},  {"xab", "ab", 1}, {"b", "ab", -1},
-                {"aB", "ab", -1}, {"a", "", -1},    {"", "", -1}};
-    for (const auto& row : rows) {
-        EXPECT_EQ(CompareTail(row.szText, row.szEntry), row.nExpected) << row.szText << " / " << row.szEntry;
-    }
-}
-
 TEST_F(ListMatchTest, ChecksAskAddressThenHostThenURL) {
     g_bCustomBlockList = 1;
     FillList(g_pBlockAddrList, {"10.0.0.1"});
-    FillList(g_pBlockHostList, {"both.example"});
-    FillList(g_pBlockURLList, {"10.0.0.1", "10.0.0.2", "both.example", "url.example/p"});
+    FillList(g_pBlockURLList, {"10.0.0.1", "10.0.0.2"});
     FillList(g_pAllowAddrList, {"10.0.0.3"});
     FillList(g_pAllowHostList, {"allow.example"});
     FillList(g_pAllowURLList, {"10.0.0.3", "allow.example/p", "x.example/p"});
@@ -131,12 +105,9 @@ TEST_F(ListMatchTest, ChecksAskAddressThenHostThenURL) {
         {"10.0.0.1", "10.0.0.1", 1, RESULT_BLOCK_HOST, RESULT_NONE},
         {"10.0.0.1", "10.0.0.1", 0, RESULT_BLOCK_URL, RESULT_NONE},
         {"10.0.0.2", "10.0.0.2", 1, RESULT_BLOCK_URL, RESULT_NONE},
-        {"both.example", "both.example", 0, RESULT_BLOCK_HOST, RESULT_NONE},
-        {"url.example", "url.example/p", 0, RESULT_BLOCK_URL, RESULT_NONE},
         {"10.0.0.3", "10.0.0.3", 1, RESULT_NONE, RESULT_ALLOW_HOST},
         {"allow.example", "allow.example/p", 0, RESULT_NONE, RESULT_ALLOW_HOST},
         {"x.example", "x.example/p", 0, RESULT_NONE, RESULT_ALLOW_URL},
-        {"free.example", "free.example", 0, RESULT_NONE, RESULT_NONE},
     };
     for (const auto& row : rows) {
         tagWebRequest blocked = Request(row.szHost, row.szCheckURL);

@@ -55,10 +55,6 @@ TEST_F(ListResolveTest, AnAddressWithALongPathIsCut) {
     FillList(g_pAllowURLList, {"b.example" + path});
     EXPECT_EQ(ResolveURLList(g_pAllowURLList, &g_pAllowAddrList), 0);
     EXPECT_EQ(TextsOf(g_pAllowAddrList), Texts{("2001:db8:1:2:3:4:5:6" + path).substr(0, 256)});
-}
-
-TEST_F(ListResolveTest, EmptyListsAreToldApart) {
-    EXPECT_EQ(ResolveHostList(nullptr, &g_pAllowAddrList), 2);
     EXPECT_EQ(ResolveURLList(nullptr, &g_pAllowAddrList), 2);
 }
 

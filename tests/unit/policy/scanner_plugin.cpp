@@ -1,12 +1,7 @@
-// A reputation scanner for tests, controlled through g_ScannerScript. Built several times: whole, and with a
-// fault chosen by a definition.
-#include "tests/unit/policy/scanner_plugin.h"
-
-#include <cstring>
+// A reputation scanner that must not be used, built once for each reason.
+#include "common/export.h"
 
 extern "C" {
-
-WEBSEC_API tagScannerScript g_ScannerScript = {1, 0, 0, 0, 0, {}};
 
 WEBSEC_API int InitURLScan() {
 #ifdef SCANNER_INIT_FAILS
@@ -15,21 +10,15 @@ WEBSEC_API int InitURLScan() {
     return 5;
 #endif
 }
-
 WEBSEC_API int DeinitURLScan() {
-    return g_ScannerScript.nDeinit;
+    return 1;
 }
-
 WEBSEC_API int ScanURLForAPSH(const char*) {
-    ++g_ScannerScript.nPhishingScans;
-    return g_ScannerScript.nPhishing;
+    return 0;
 }
-
 #ifndef SCANNER_LACKS_SYMBOL
-WEBSEC_API int ScanURLForBP(const char*, char* szThreat) {
-    ++g_ScannerScript.nHarmScans;
-    std::memcpy(szThreat, g_ScannerScript.szThreat, sizeof g_ScannerScript.szThreat);
-    return g_ScannerScript.nHarm;
+WEBSEC_API int ScanURLForBP(const char*, char*) {
+    return 0;
 }
 #endif
 }

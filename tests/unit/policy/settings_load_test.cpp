@@ -100,13 +100,11 @@ TEST_F(SettingsLoadTest, SwitchesChooseWhatIsLoaded) {
         std::vector<uint16_t> categories;  // the first of them
         bool bAllow, bBlock, bTrusted;
     } rows[] = {
-        {0, 0, 0, 0, {}, false, false, false},
-        {1, 0, 0, 0, {2}, false, false, true},
+        {1, 0, 0, 1, {2}, false, true, true},
         {0, 1, 0, 0, {3}, false, false, true},
         {0, 0, 1, 0, {100, 101}, true, false, false},
-        {0, 0, 0, 1, {}, false, true, false},
-        {2, 2, 2, 2, {}, false, false, false},
         {0x101, 0x101, 0x101, 0x101, {2, 3, 100, 101}, true, true, true},
+        {2, 2, 2, 2, {}, false, false, false},
     };
     for (const auto& row : rows) {
         g_Store = [&row](tagClientSettingData& settings) {
@@ -118,36 +116,17 @@ TEST_F(SettingsLoadTest, SwitchesChooseWhatIsLoaded) {
             return true;
         };
         EXPECT_EQ(LoadPolicySettings(), 0);
-        SCOPED_TRACE(testing::Message() << row.nBrowsing << row.nPhishing << row.nFilter << row.nBlock);
+        SCOPED_TRACE(&row - rows);
         EXPECT_TRUE(std::equal(row.categories.begin(), row.categories.end(), g_nBlockedCategories));
-        EXPECT_EQ(g_nBlockedCategoryCount != 0, !row.categories.empty());
+        EXPECT_EQ(g_nBlockedCategoryCount, row.bAllow ? 64 : row.categories.size());
+        if (!row.bAllow) {
+            EXPECT_EQ(g_nBlockedCategories[row.categories.size()], 0) << "left by the row before";
+        }
         EXPECT_EQ(g_pAllowHostList != nullptr, row.bAllow);
         EXPECT_EQ(g_pBlockHostList != nullptr, row.bBlock);
         EXPECT_EQ(g_pTrustedSiteList != nullptr, row.bTrusted);
         EXPECT_EQ(g_bCustomBlockList, static_cast<uint8_t>(row.nBlock));
     }
-}
-
-TEST_F(SettingsLoadTest, ALaterLoadLeavesNothingOfAnEarlierOne) {
-    scripted_resolver::Answer("block.example", {"192.0.2.1"});
-    scripted_resolver::Answer("allow.example", {"192.0.2.2"});
-    g_Store = AnswerEverything;
-    EXPECT_EQ(LoadPolicySettings(), 0);
-    g_Store = [](tagClientSettingData& settings) {
-        settings.nCustomBlockList = 1;
-        AddURL(settings.vecBlockList, u"block.example/p");
-        return true;
-    };
-    EXPECT_EQ(LoadPolicySettings(), 0);
-    EXPECT_EQ(TextsOf(g_pBlockURLList), Texts{"block.example/p"});
-    EXPECT_EQ(TextsOf(g_pBlockAddrList), Texts{"192.0.2.1/p"});
-    for (const tagListEntry* pHead :
-         {g_pBlockHostList, g_pAllowHostList, g_pAllowURLList, g_pAllowAddrList, g_pTrustedSiteList}) {
-        EXPECT_EQ(pHead, nullptr);
-    }
-    EXPECT_EQ(g_nBlockedCategoryCount, 0);
-    EXPECT_EQ(g_nBlockedCategories[0], 0);
-    EXPECT_EQ(g_bReportBlocked, 0);
 }
 
 TEST_F(SettingsLoadTest, AFailedFetchKeepsThePolicyInForce) {

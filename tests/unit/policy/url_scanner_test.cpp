@@ -6,11 +6,8 @@
 #include <string>
 
 #include "tests/support/policy_fixture.h"
-#include "tests/unit/policy/scanner_plugin.h"
 
 namespace {
-
-constexpr char WHOLE_SCANNER[] = SCANNER_DIR "/scanner_whole.so";
 
 bool IsOpen(const char* szPath) {
     void* hLibrary = dlopen(szPath, RTLD_NOW | RTLD_NOLOAD);
@@ -18,22 +15,35 @@ bool IsOpen(const char* szPath) {
     return hLibrary != nullptr;
 }
 
+// What the scanner answers, and how often it was asked.
+struct {
+    int nDeinit, nPhishing, nHarm;
+    int nPhishingScans, nHarmScans;
+    std::string threat;
+} g_Script;
+
 class UrlScannerTest : public PolicyTest {
   protected:
+    void SetUp() override {
+        LoadURLScannerFrom(WHOLE_SCANNER);
+        ASSERT_EQ(g_bURLScannerLoaded, 1);
+        g_Script = {1, 0, 0, 0, 0, ""};
+        g_pfnDeinitURLScan = [] { return g_Script.nDeinit; };
+        g_pfnScanURLForAPSH = [](const char*) { return ++g_Script.nPhishingScans, g_Script.nPhishing; };
+        g_pfnScanURLForBP = [](const char*, char* szThreat) {
+            g_Script.threat.copy(szThreat, 256);
+            return ++g_Script.nHarmScans, g_Script.nHarm;
+        };
+    }
     void TearDown() override {
-        if (g_bURLScannerLoaded) Script().nDeinit = 1;
+        g_Script.nDeinit = 1;
         EXPECT_EQ(UnloadURLScanner(), 1);
         PolicyTest::TearDown();
-    }
-    static tagScannerScript& Script() {
-        void* hLibrary = dlopen(WHOLE_SCANNER, RTLD_NOW | RTLD_NOLOAD);
-        auto* pScript = static_cast<tagScannerScript*>(dlsym(hLibrary, "g_ScannerScript"));
-        dlclose(hLibrary);
-        return *pScript;
     }
 };
 
 TEST_F(UrlScannerTest, AnUnusablePlugInIsClosedAgain) {
+    EXPECT_EQ(UnloadURLScanner(), 1);
     for (const char* szPath : {SCANNER_DIR "/none.so", SCANNER_DIR "/scanner_lacks_symbol.so",
                                SCANNER_DIR "/scanner_init_fails.so"}) {
         LoadURLScannerFrom(szPath);
@@ -47,10 +57,8 @@ TEST_F(UrlScannerTest, AnUnusablePlugInIsClosedAgain) {
 }
 
 TEST_F(UrlScannerTest, StaysLoadedWhileItRefusesToShutDown) {
-    LoadURLScannerFrom(WHOLE_SCANNER);
-    ASSERT_EQ(g_bURLScannerLoaded, 1);
     for (const int nRefusal : {0, 2}) {
-        Script().nDeinit = nRefusal;
+        g_Script.nDeinit = nRefusal;
         EXPECT_EQ(UnloadURLScanner(), 0);
         EXPECT_EQ(g_bURLScannerLoaded, 1);
     }
@@ -58,7 +66,7 @@ TEST_F(UrlScannerTest, StaysLoadedWhileItRefusesToShutDown) {
     tagWebRequest request = {};
     EXPECT_EQ(ScanURL(&request), 0) << "the old instance goes on";
 
-    Script().nDeinit = 1;
+    g_Script.nDeinit = 1;
     EXPECT_EQ(UnloadURLScanner(), 1);
     EXPECT_EQ(g_bURLScannerLoaded, 0);
     EXPECT_EQ(g_pfnScanURLForBP, nullptr);
@@ -66,8 +74,7 @@ TEST_F(UrlScannerTest, StaysLoadedWhileItRefusesToShutDown) {
 }
 
 TEST_F(UrlScannerTest, ScansWhatTheSwitchesAskFor) {
-    LoadURLScannerFrom(WHOLE_SCANNER);
-    ASSERT_EQ(g_bURLScannerLoaded, 1);
+    const std::string filling(256, 'x');
     const struct {
         const char* szReason;
         uint8_t bPhishing, bBrowsing;
@@ -75,9 +82,7 @@ TEST_F(UrlScannerTest, ScansWhatTheSwitchesAskFor) {
         uint32_t nExpected;
         int nPhishingScans, nHarmScans;
     } rows[] = {
-        {"both off", 0, 0, 1, 1, RESULT_NONE, 0, 0},
         {"phishing decides before harm", 1, 1, 1, 1, RESULT_FRAUDULENT, 1, 0},
-        {"not phishing, harmful", 1, 1, 0, 1, RESULT_HARMFUL, 1, 1},
         {"2 is not phishing", 1, 1, 2, 1, RESULT_HARMFUL, 1, 1},
         {"browsing protection alone", 0, 1, 1, 1, RESULT_HARMFUL, 0, 1},
         {"phishing protection alone", 1, 0, 0, 1, RESULT_NONE, 1, 0},
@@ -87,26 +92,16 @@ TEST_F(UrlScannerTest, ScansWhatTheSwitchesAskFor) {
     for (const auto& row : rows) {
         g_bPhishingProtection = row.bPhishing;
         g_bBrowsingProtection = row.bBrowsing;
-        Script() = {1, row.nPhishing, row.nHarm, 0, 0, "Threat.A"};
+        g_Script = {1, row.nPhishing, row.nHarm, 0, 0, filling};
         tagWebRequest request = {};
         EXPECT_EQ(ScanURL(&request), 0);
         EXPECT_EQ(request.nResult, row.nExpected) << row.szReason;
-        EXPECT_EQ(Script().nPhishingScans, row.nPhishingScans) << row.szReason;
-        EXPECT_EQ(Script().nHarmScans, row.nHarmScans) << row.szReason;
-        EXPECT_STREQ(request.szThreatName, row.nExpected == RESULT_HARMFUL ? "Threat.A" : "") << row.szReason;
+        EXPECT_EQ(g_Script.nPhishingScans, row.nPhishingScans) << row.szReason;
+        EXPECT_EQ(g_Script.nHarmScans, row.nHarmScans) << row.szReason;
+        EXPECT_EQ(request.szThreatName, row.nExpected == RESULT_HARMFUL ? filling.substr(2) : "")
+            << row.szReason;
         EXPECT_EQ(request.wszReportText[0] != 0, row.nExpected != RESULT_NONE) << row.szReason;
     }
-}
-
-TEST_F(UrlScannerTest, AThreatNameThatFillsTheBufferIsCut) {
-    LoadURLScannerFrom(WHOLE_SCANNER);
-    ASSERT_EQ(g_bURLScannerLoaded, 1);
-    g_bBrowsingProtection = 1;
-    Script().nHarm = 1;
-    std::memset(Script().szThreat, 'x', sizeof Script().szThreat);
-    tagWebRequest request = {};
-    EXPECT_EQ(ScanURL(&request), 0);
-    EXPECT_EQ(std::string(request.szThreatName), std::string(254, 'x'));
 }
 
 }  // namespace
