@@ -22,9 +22,6 @@ TEST(SystemTime, ConvertsThereAndBack) {
     EXPECT_EQ(SystemTimeToTm(&time, &back), &back);
     calendar.tm_isdst = -1;  // what a system time does not tell stays
     EXPECT_EQ(std::memcmp(&back, &calendar, sizeof(back)), 0);
-
-    EXPECT_FALSE(TmToSystemTime(nullptr, &time) || TmToSystemTime(&calendar, nullptr));
-    EXPECT_FALSE(SystemTimeToTm(nullptr, &back) || SystemTimeToTm(&time, nullptr));
 }
 
 TEST(SystemTime, TellsTheLocalTime) {
@@ -37,7 +34,6 @@ TEST(SystemTime, TellsTheLocalTime) {
     EXPECT_GE(told, before);
     EXPECT_LE(told, std::time(nullptr));
     EXPECT_LT(now.wMilliseconds, 1000);
-    EXPECT_EQ(GetLocalTime(nullptr), 0);
 }
 
 }  // namespace

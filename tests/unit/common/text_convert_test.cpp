@@ -24,15 +24,4 @@ TEST(TextConvert, NarrowsToLowBytes) {
     EXPECT_EQ(std::string(text, 7), std::string({'a', '\xAC', '\xE9', 'b', '\0', 'z', '\0'}));
 }
 
-TEST(TextConvert, AnswersNullWithNull) {
-    char text[] = "kept";
-    char16_t wide[] = u"kept";
-    EXPECT_FALSE(CopySZToWSZ(nullptr, text) || CopySZToWSZ(wide, nullptr) || CatSZToWSZ(nullptr, text) ||
-                 CatSZToWSZ(wide, nullptr));
-    EXPECT_FALSE(CopyWSZToSZ(nullptr, wide) || CopyWSZToSZ(text, nullptr) || CatWSZToSZ(nullptr, wide) ||
-                 CatWSZToSZ(text, nullptr));
-    EXPECT_STREQ(text, "kept");
-    EXPECT_EQ(std::u16string(wide), u"kept");
-}
-
 }  // namespace
