@@ -1,8 +1,10 @@
-#include "common/wide_string.h"
-
 #include <gtest/gtest.h>
 
 #include <string>
+
+#include "common/narrow_string.h"
+#include "common/text_convert.h"
+#include "common/wide_string.h"
 
 namespace {
 
@@ -26,6 +28,7 @@ TEST(WideString, Compares) {
         EXPECT_EQ(my_wcsicmp(row.a, row.b), row.nFolded);
         EXPECT_EQ(my_wcsnicmp(row.a, row.b, 100), row.nFolded);
     }
+    EXPECT_EQ(my_wcsncmp(u"abX", u"abY", 2), 0);
     EXPECT_EQ(my_wcsnicmp(u"ABx", u"abY", 2), 0);
     EXPECT_EQ(my_wcsnicmp(u"ABx", u"abY", 3), -1);
     EXPECT_EQ(my_wcscscmp(u"caf\xFFE9", "caf\xE9"), 0);
@@ -83,6 +86,63 @@ TEST(WideString, ChangesInPlace) {
     EXPECT_EQ(std::u16string(my_wcsnset(text, u'-', 2)), u"--`[za");
     EXPECT_EQ(std::u16string(my_wcsset(text, u'+')), u"++++++");
     EXPECT_EQ(std::u16string(my_wcsnset(text, u'.', 99)), u"......");
+}
+
+TEST(NarrowString, ComparesWithoutCase) {
+    EXPECT_EQ(my_stricmp("HoSt@", "hOsT`"), 0);
+    EXPECT_EQ(my_stricmp("a\xE9", "az"), 1);  // bytes are unsigned
+    EXPECT_EQ(my_stricmp("a", "a "), -1);     // a blank folds to 0 and yet is no end
+    EXPECT_EQ(my_strnicmp("ab1", "AB2", 2), 0);
+    EXPECT_EQ(my_strnicmp("ab1", "AB2", 3), -1);
+    EXPECT_TRUE(my_stricmp(nullptr, "a") == 1 && my_strnicmp("a", nullptr, 0) == 1);
+}
+
+TEST(NarrowString, ChangesInPlace) {
+    char text[] = "aZ[`\xE9";
+    EXPECT_STREQ(My_StrUpr(text), "AZ[`\xE9");
+    EXPECT_STREQ(My_StrLwr(text), "az[`\xE9");
+    EXPECT_STREQ(my_strupr(text), "AZ[`\xE9");
+    EXPECT_STREQ(my_strrev(text), "\xE9`[ZA");
+    EXPECT_EQ(my_strlen(text), 5U);
+    EXPECT_EQ(my_strstr(text, "ZA"), text + 3);
+    char bytes[] = {'a', '\0', 'b', '\xE9', 'c'};
+    EXPECT_EQ(strUpr(bytes, 4), 1);
+    EXPECT_EQ(std::string(bytes, sizeof(bytes)), std::string({'A', '\0', 'B', '\xE9', 'c'}));
+}
+
+TEST(NarrowString, Trims) {
+    const struct {
+        const char *szText, *szRight, *szLeft;
+    } rows[] = {
+        {" \t a b \v\f\r\n", " \t a b", "a b \v\f\r\n"},
+        {"ab", "ab", "ab"},
+        {" \n ", "", ""},
+        {"\xA0", "\xA0", "\xA0"},  // not white space in any locale
+    };
+    for (const auto& row : rows) {
+        std::string right = row.szText;
+        EXPECT_STREQ(TrimRight(right.data()), row.szRight);
+        std::string left = row.szText;
+        EXPECT_STREQ(TrimLeft(left.data()), row.szLeft);
+    }
+}
+
+TEST(TextConvert, WidensBytesAsSignedValues) {
+    char16_t wide[16] = u"<<<<<<<<<<<<";
+    EXPECT_EQ(CopySZToWSZ(wide, "a\x7F\x80\xE9"), wide);
+    EXPECT_EQ(std::u16string(wide), u"a\x7F\xFF80\xFFE9");
+    EXPECT_EQ(wide[5], u'<');
+    EXPECT_EQ(CatSZToWSZ(wide, "\xFFz"), wide);
+    EXPECT_EQ(std::u16string(wide), u"a\x7F\xFF80\xFFE9\xFFFFz");
+}
+
+TEST(TextConvert, NarrowsToLowBytes) {
+    char text[16] = "<<<<<<<<<<<<";
+    EXPECT_EQ(CopyWSZToSZ(text, u"a\x20AC\xFFE9"), text);
+    EXPECT_STREQ(text, "a\xAC\xE9");
+    EXPECT_EQ(text[4], '<');
+    EXPECT_EQ(CatWSZToSZ(text, u"b\x0100z"), text);
+    EXPECT_EQ(std::string(text, 7), std::string({'a', '\xAC', '\xE9', 'b', '\0', 'z', '\0'}));
 }
 
 }  // namespace
