@@ -16,11 +16,9 @@ TEST(ExtractHTTPRequest, TakesHostAndTarget) {
         uint8_t nMethod = 0;
     } cases[] = {
         {"usual", "GET /p?q HTTP/1.1\r\nHost: a.example\r\n\r\n", "a.example", "/p?q"},
-        {"port goes", "GET /p HTTP/1.1\r\nHost: a.example:81\r\n\r\n", "a.example", "/p"},
         {"tunnel", "CONNECT a.example:443 HTTP/1.1\r\nHost: a.example:443\r\n\r\n", "a.example",
          "a.example:443", 1},
         {"one-character target vanishes", "GET / HTTP/1.1\r\nHost: a.example\r\n\r\n", "a.example", ""},
-        {"no target", "GET \r\nHost: a.example\r\n\r\n", "a.example", ""},
         {"target ends at a byte outside ASCII", "GET /a\xE4/b HTTP/1.1\r\nHost: h.example\r\n\r\n",
          "h.example", "/a"},
         {"tabs before the target", "GET\t \t/p HTTP/1.1\r\nHost: a.example\r\n\r\n", "a.example", "/p"},
@@ -49,9 +47,7 @@ TEST(FindHeaderValue, ReadsTheHeaderBlockLineByLine) {
         int nResult;
         std::string value = "untouched";
     } cases[] = {
-        {"not the first line", "GET\r\nAccept: */*\r\nHost: a\r\n\r\n", 0, "a"},
         {"any case, no blank, trailing blanks kept", "GET\r\nhOST:a \t\r\n\r\n", 0, "a \t"},
-        {"many blanks", "GET\r\nHost: \t  a\r\n\r\n", 0, "a"},
         {"first match decides", "GET\r\nHost: a\r\nHost: b\r\n\r\n", 0, "a"},
         {"longest value", "GET\r\nHost: " + host255 + "\r\n\r\n", 0, host255},
         {"too long, and the second is never looked at", "GET\r\nHost: h" + host255 + "\r\nHost: b\r\n\r\n",
@@ -60,7 +56,6 @@ TEST(FindHeaderValue, ReadsTheHeaderBlockLineByLine) {
         {"a blank behind it: an empty value", "GET\r\nHost: \r\nHost: b\r\n\r\n", 0, ""},
         {"a blank before the colon", "GET\r\nHost : a\r\n\r\n", -1},
         {"behind the empty line", "GET\r\n\r\nHost: a\r\n\r\n", -1},
-        {"in the request line", "Host: a", -1},
         {"folded line stands alone", "GET\r\nX: y\r\n Host: a\r\n\r\n", -1},
         {"the last byte never counts", "GET\r\nHost: a.example", 0, "a.exampl"},
         {"LF alone takes the byte before it", "GET\nHost: a.example\nX: y\n\n", 0, "a.exampl"},

@@ -23,8 +23,6 @@ TEST(InternetChecksum, AgreesWithThePlainSumAtEveryLengthAndAlignment) {
             const Bytes part(data.begin() + nOffset, data.begin() + nOffset + nLength);
             EXPECT_EQ(ntohs(InternetChecksum(data.data() + nOffset, nLength, 0)), ReferenceChecksum(part))
                 << nOffset << "+" << nLength;
-            EXPECT_EQ(InternetChecksum(part.data(), nLength, 0),
-                      InternetChecksum(data.data() + nOffset, nLength, 0));
         }
     }
 }

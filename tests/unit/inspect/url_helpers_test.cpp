@@ -15,17 +15,11 @@ TEST(UrlHelpersTest, StripURLPortCutsAtTheLastColon) {
         uint8_t bKeepPath;
         const char* szExpected;
     } rows[] = {
-        {"http://a.b:81", 7, 0, "http://a.b"},
         {"http://a.b:81/x", 7, 0, "http://a.b"},
         {"http://a.b:81/x", 7, 1, "http://a.b/x"},
-        {"http://a.b:81", 7, 1, "http://a.b"},
-        {"http://a.b/x", 7, 0, "http://a.b/x"},
         {"http://:81", 7, 0, "http://:81"},  // the colon stands at the start index itself
         {"http://", 7, 0, "http://"},        // the start index is the end
         {"a.b:443", 0, 0, "a.b"},
-        {"a.b", 0, 0, "a.b"},
-        {":443", 0, 0, ":443"},
-        {"a:1:2/x/y", 0, 0, "a:1"},
         {"a:1:2/x/y", 0, 1, "a:1/x/y"},
         {"", 0, 0, ""},
         {"a:1", 40, 0, "a:1"},  // starts behind the end
@@ -47,11 +41,9 @@ TEST(UrlHelpersTest, NormaliseURLDropsSchemeAndTail) {
         std::string expected;
     } rows[] = {
         {"http://a.b/x/?", "a.b/x"},
-        {"https://a.b", "a.b"},
         {"ftp://10.0.0.1/pub/", "10.0.0.1/pub"},
         {"http://", ""},
         {"HTTP://a.b", ""},
-        {"gopher://a.b", ""},
         {"http:///", "/"},
         {"http://" + std::string(1016, 'a'), std::string(1016, 'a')},
     };
