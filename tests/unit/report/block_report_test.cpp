@@ -1,23 +1,19 @@
 #include "report/block_report.h"
 
-#include <arpa/inet.h>
 #include <gtest/gtest.h>
-#include <netinet/in.h>
 #include <pthread.h>
-#include <pwd.h>
-#include <sys/socket.h>
 #include <time.h>
-#include <unistd.h>
 
-#include <array>
 #include <cstring>
 #include <mutex>
 #include <string>
 #include <thread>
 #include <vector>
 
+#include "common/system_time.h"
 #include "policy/policy_switches.h"
 #include "report/report_module.h"
+#include "report/report_time.h"
 #include "report/session_user.h"
 
 namespace {
@@ -54,9 +50,9 @@ extern "C" uint8_t InsertClientReportData(uint32_t nType, const void* pRecord, u
 
 namespace {
 
-uint32_t NumberAt(const tagSentRecord& record, size_t nOffset, size_t nBytes = 4) {
+uint32_t NumberAt(const tagSentRecord& record, size_t nOffset) {
     uint32_t nValue = 0;
-    std::memcpy(&nValue, record.bytes.data() + nOffset, nBytes);
+    std::memcpy(&nValue, record.bytes.data() + nOffset, sizeof nValue);
     return nValue;
 }
 
@@ -70,20 +66,12 @@ std::u16string TextAt(const tagSentRecord& record, size_t nOffset, size_t nBytes
     return szField.substr(0, nEnd);
 }
 
-tagPacketInfo PacketBetween(uint16_t nSrcPort, uint16_t nDstPort) {
-    tagPacketInfo packet{};
-    packet.nSrcPort = nSrcPort;
-    packet.nDstPort = nDstPort;
-    return packet;
-}
-
-// Ports that no connection of this host has.
-const tagPacketInfo NO_CONNECTION = PacketBetween(0, 1);
-
 class BlockReport : public testing::Test {
   protected:
     BlockReport() {
         g_Sent.clear();
+        setenv("TZ", "XXX-05:30", 1);  // the local time is nobody else's
+        tzset();
         g_bReportBlocked = 1;
         g_bReportModuleLoaded = 1;
         g_pfnInsertClientReportData = RecordTypedReport;
@@ -100,9 +88,11 @@ class BlockReport : public testing::Test {
         g_bReportModuleLoaded = 0;
         g_pfnInsertClientReportData = nullptr;
         std::memset(g_szSessionUser, 0, sizeof g_szSessionUser);
+        unsetenv("TZ");
     }
 
-    uint32_t Write(uint32_t nResult, tagPacketInfo packet = NO_CONNECTION) {
+    uint32_t Write(uint32_t nResult) {
+        tagPacketInfo packet{};  // of no connection of this host
         g_Sent.clear();
         request_.nResult = nResult;
         return WriteBlockReport(&request_, &packet);
@@ -120,53 +110,38 @@ void ExpectPresentTime(const std::u16string& szTime) {
     EXPECT_NEAR(static_cast<double>(mktime(&parsed)), static_cast<double>(time(nullptr)), 5);
 }
 
-TEST_F(BlockReport, BlocksOfListsAndCategoriesAreType1) {
-    for (const uint32_t nResult : {4u, 5u, 6u}) {
-        ASSERT_EQ(Write(nResult), 0u);
-        ASSERT_EQ(g_Sent.size(), 2u);
-        const tagSentRecord& block = g_Sent[0];
-        EXPECT_EQ(block.nType, 1u);
-        ExpectPresentTime(TextAt(block, 0, 516));
-        EXPECT_EQ(TextAt(block, 516, 200), u"anna");
-        EXPECT_EQ(TextAt(block, 716, 2048), u"b\xFFE9.example/a");
-        EXPECT_EQ(TextAt(block, 2764, 512), nResult == 6 ? u"Games" : u"");
-        EXPECT_EQ(NumberAt(block, 3276), nResult == 6 ? 0x01020304u : 0u);
-        EXPECT_EQ(NumberAt(block, 3280), nResult);
-        EXPECT_EQ(TextAt(block, 3284, 1024), u"since \x20AC");
-        EXPECT_EQ(TextAt(block, 4308, 32), u"Blocked");
-    }
-}
-
-TEST_F(BlockReport, ScannerFindingsAreType5And6) {
-    for (const uint32_t nResult : {7u, 8u}) {
-        ASSERT_EQ(Write(nResult), 0u);
-        ASSERT_EQ(g_Sent.size(), 2u);
-        const tagSentRecord& threat = g_Sent[0];
-        EXPECT_EQ(threat.nType, nResult == 8 ? 5u : 6u);
-        EXPECT_EQ(NumberAt(threat, 0), 0u);
-        ExpectPresentTime(TextAt(threat, 4, 512));
-        EXPECT_EQ(TextAt(threat, 516, 1024), u"since \x20AC");
-        EXPECT_EQ(TextAt(threat, 1540, 32), u"Blocked");
-        EXPECT_EQ(TextAt(threat, 1572, 200), u"anna");
-        EXPECT_EQ(TextAt(threat, 1772, 2048), u"b\xFFE9.example/a");
-        if (nResult == 8) {
-            EXPECT_EQ(TextAt(threat, 3820, 512), u"Trojan\xFFFF");
-        }
-    }
-}
-
-TEST_F(BlockReport, EveryBlockIsAlsoType3) {
+TEST_F(BlockReport, EveryBlockHasATypedAndAClientRecord) {
     const struct {
-        uint32_t nResult;
+        uint32_t nResult, nType;
         const char16_t* szName;
         uint32_t nCategory;
     } cases[] = {
-        {4, u"Custom blocked", 0}, {5, u"Custom blocked", 0}, {6, u"Games", 0x01020304},
-        {7, u"Phishing", 3},       {8, u"Malicious", 2},
+        {4, 1, u"Custom blocked", 0}, {5, 1, u"Custom blocked", 0}, {6, 1, u"Games", 0x01020304},
+        {7, 6, u"Phishing", 3},       {8, 5, u"Malicious", 2},
     };
     for (const auto& c : cases) {
+        SCOPED_TRACE(c.nResult);
         ASSERT_EQ(Write(c.nResult), 0u);
         ASSERT_EQ(g_Sent.size(), 2u);
+        const tagSentRecord& typed = g_Sent[0];
+        EXPECT_EQ(typed.nType, c.nType);
+        if (c.nType == 1) {
+            ExpectPresentTime(TextAt(typed, 0, 516));
+            EXPECT_EQ(TextAt(typed, 516, 200), u"anna");
+            EXPECT_EQ(TextAt(typed, 716, 2048), u"b\xFFE9.example/a");
+            EXPECT_EQ(TextAt(typed, 2764, 512), c.nResult == 6 ? u"Games" : u"");
+            EXPECT_EQ(NumberAt(typed, 3276), c.nCategory);
+            EXPECT_EQ(NumberAt(typed, 3280), c.nResult);
+            EXPECT_EQ(TextAt(typed, 3284, 1024), u"since \x20AC");
+            EXPECT_EQ(TextAt(typed, 4308, 32), u"Blocked");
+        } else {
+            EXPECT_EQ(NumberAt(typed, 0), 0u);
+            ExpectPresentTime(TextAt(typed, 4, 512));
+            EXPECT_EQ(TextAt(typed, 516, 1024), u"since \x20AC");
+            EXPECT_EQ(TextAt(typed, 1540, 32), u"Blocked");
+            EXPECT_EQ(TextAt(typed, 1572, 200), u"anna");
+            EXPECT_EQ(TextAt(typed, 1772, 2048), u"b\xFFE9.example/a");
+        }
         const tagSentRecord& client = g_Sent[1];
         EXPECT_EQ(client.nType, 3u);
         EXPECT_EQ(TextAt(client, 16, 2048), u"b\xFFE9.example/a");
@@ -174,25 +149,18 @@ TEST_F(BlockReport, EveryBlockIsAlsoType3) {
         EXPECT_EQ(NumberAt(client, 2264), c.nCategory);
         EXPECT_EQ(TextAt(client, 2268, 510), u"anna");
     }
+    EXPECT_EQ(TextAt(g_Sent[0], 3820, 512), u"Trojan\xFFFF");
 }
 
-TEST_F(BlockReport, Type3CarriesTheLocalTimeInNumbers) {
+TEST_F(BlockReport, TheClientRecordCarriesTheLocalTimeInNumbers) {
     ASSERT_EQ(Write(4), 0u);
-    std::array<int, 8> units;
-    for (size_t i = 0; i < 8; ++i)
-        units[i] = static_cast<int>(NumberAt(g_Sent[1], i * 2, 2));
-    const auto [nYear, nMonth, nWeekDay, nDay, nHour, nMinute, nSecond, nMilliseconds] = units;
+    tagSYSTEMTIME sent;
+    std::memcpy(&sent, g_Sent[1].bytes.data(), sizeof sent);
     tm local{};
-    local.tm_year = nYear - 1900;
-    local.tm_mon = nMonth - 1;
-    local.tm_mday = nDay;
-    local.tm_hour = nHour;
-    local.tm_min = nMinute;
-    local.tm_sec = nSecond;
     local.tm_isdst = -1;
-    EXPECT_NEAR(static_cast<double>(mktime(&local)), static_cast<double>(time(nullptr)), 5);
-    EXPECT_EQ(local.tm_wday, nWeekDay);
-    EXPECT_EQ(nMilliseconds, 0);
+    EXPECT_NEAR(static_cast<double>(mktime(SystemTimeToTm(&sent, &local))),
+                static_cast<double>(time(nullptr)), 5);
+    EXPECT_EQ(sent.wMilliseconds, 0);
 }
 
 TEST_F(BlockReport, LongTextsAreCutInsideTheirFields) {
@@ -227,28 +195,6 @@ TEST_F(BlockReport, SwitchesDecideWhatIsWritten) {
     EXPECT_TRUE(g_Sent.empty());
 }
 
-TEST_F(BlockReport, OwnerOfTheConnectionComesBeforeTheSessionUser) {
-    const int nListener = socket(AF_INET, SOCK_STREAM, 0);
-    const int nClient = socket(AF_INET, SOCK_STREAM, 0);
-    sockaddr_in server{};
-    server.sin_family = AF_INET;
-    server.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    sockaddr_in client{};
-    socklen_t nSize = sizeof server;
-    ASSERT_EQ(bind(nListener, reinterpret_cast<sockaddr*>(&server), nSize), 0);
-    ASSERT_EQ(listen(nListener, 1), 0);
-    ASSERT_EQ(getsockname(nListener, reinterpret_cast<sockaddr*>(&server), &nSize), 0);
-    ASSERT_EQ(connect(nClient, reinterpret_cast<sockaddr*>(&server), nSize), 0);
-    ASSERT_EQ(getsockname(nClient, reinterpret_cast<sockaddr*>(&client), &nSize), 0);
-
-    const std::string szOwner = getpwuid(getuid())->pw_name;
-    ASSERT_EQ(Write(4, PacketBetween(ntohs(client.sin_port), ntohs(server.sin_port))), 0u);
-    EXPECT_EQ(TextAt(g_Sent[0], 516, 200), std::u16string(szOwner.begin(), szOwner.end()));
-    EXPECT_EQ(TextAt(g_Sent[1], 2268, 510), std::u16string(szOwner.begin(), szOwner.end()));
-    close(nClient);
-    close(nListener);
-}
-
 TEST_F(BlockReport, WorkersReportAtOnceWithoutMixingTheirRecords) {
     std::vector<std::thread> workers;
     for (char cWorker = 'a'; cWorker < 'e'; ++cWorker) {
@@ -256,7 +202,7 @@ TEST_F(BlockReport, WorkersReportAtOnceWithoutMixingTheirRecords) {
             tagWebRequest request{};
             std::memset(request.szCheckURL, cWorker, 500);
             request.nResult = RESULT_HARMFUL;
-            tagPacketInfo packet = NO_CONNECTION;
+            tagPacketInfo packet{};
             for (int i = 0; i < 20; ++i)
                 WriteBlockReport(&request, &packet);
         });
@@ -271,13 +217,19 @@ TEST_F(BlockReport, WorkersReportAtOnceWithoutMixingTheirRecords) {
     }
 }
 
+TEST(ReportTime, ATextThatDoesNotFitIsNull) {
+    char szText[21];
+    EXPECT_EQ(FormatReportTime(szText, 20, "%d-%b-%Y %H:%M:%S"), nullptr) << "no room for the terminator";
+    EXPECT_EQ(FormatReportTime(szText, 21, "%d-%b-%Y %H:%M:%S"), szText);
+}
+
 // A worker that is told to end in the middle of a report still delivers it, and ends afterwards.
 TEST_F(BlockReport, CancellationWaitsForTheReport) {
     request_.nResult = RESULT_BLOCK_HOST;
     pthread_t worker;
     const auto work = [](void* pRequest) -> void* {
         pthread_cancel(pthread_self());
-        tagPacketInfo packet = NO_CONNECTION;
+        tagPacketInfo packet{};
         WriteBlockReport(static_cast<tagWebRequest*>(pRequest), &packet);
         pthread_testcancel();
         return nullptr;
@@ -287,13 +239,6 @@ TEST_F(BlockReport, CancellationWaitsForTheReport) {
     pthread_join(worker, &pResult);
     EXPECT_EQ(pResult, PTHREAD_CANCELED);
     EXPECT_EQ(g_Sent.size(), 2u);
-}
-
-TEST_F(BlockReport, ClientStoreAnswerIsWidenedUnsigned) {
-    std::array<uint8_t, 2778> record{};
-    uint32_t nStatus = 0;
-    EXPECT_EQ(InsertReport(3, record.data(), &nStatus), 0xFE);
-    EXPECT_EQ(nStatus, 1u);
 }
 
 }  // namespace
