@@ -45,7 +45,6 @@ TEST_F(BlockedCategory, LibraryModesTakeTheFirstOfTheRequest) {
     } cases[] = {
         {{17, 50, 2}, 3, 50, "the request's order decides, not the blocked list's"},
         {{17, 50, 2}, 1, -1, "the valid entries only"},
-        {{2, 3}, 0, -1, "no categories"},
         {{17, 18, 19, 20, 21}, 65535, -1, "a count beyond the field"},
         {{17, 18, 19, 20, 3}, 6, 3, "the last entry of the field"},
         {{0}, 1, -1, "0 stands behind the valid entries of the blocked list"},
@@ -71,13 +70,10 @@ TEST_F(BlockedCategory, ServerModeReadsTheText) {
         int nCategory;
         const char* szReason;
     } cases[] = {
-        {{50}, "12,,50", 50, "empty tokens are skipped"},
         {{2, 50}, ",50,2", 50, "the request's order decides"},
         {{50}, " \t+50abc", 50, "blanks and a sign before, letters behind"},
         {{0}, "abc", 0, "no digits count as 0"},
         {{0}, ",,,", -1, "empty tokens are not 0"},
-        {{0}, "", -1, "no token at all"},
-        {{0}, "-", 0, "a sign alone"},
         {{0}, "+-5", 0, "two signs are no number"},
         {{5}, "+-5,- 5", -1, "neither are they 5"},
         {{65531, 5}, "-5", -1, "negative"},

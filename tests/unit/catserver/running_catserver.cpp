@@ -2,7 +2,6 @@
 
 #include <fcntl.h>
 #include <netinet/in.h>
-#include <poll.h>
 #include <signal.h>
 #include <sys/socket.h>
 #include <sys/time.h>
@@ -10,27 +9,12 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdio>
 #include <cstdlib>
 
-namespace {
+#include "tests/support/scripted_server.h"
 
-[[noreturn]] void Execute(int nThird, std::vector<std::string> arguments) {
-    dup2(nThird, 3);  // without close-on-exec
-    std::vector<char*> pointers = {const_cast<char*>("websec-catserver")};
-    for (std::string& argument : arguments) {
-        const size_t nEquals = argument.find('=');
-        if (argument[0] == '-' || nEquals == std::string::npos) {
-            pointers.push_back(argument.data());
-        } else if (argument == "LISTEN_PID=self") {
-            setenv("LISTEN_PID", std::to_string(getpid()).c_str(), 1);
-        } else {
-            setenv(argument.substr(0, nEquals).c_str(), argument.c_str() + nEquals + 1, 1);
-        }
-    }
-    pointers.push_back(nullptr);
-    execv(CATSERVER_PROGRAM, pointers.data());
-    _exit(127);
-}
+namespace {
 
 int WaitForEnd(pid_t nPid) {
     int nStatus = -1;
@@ -40,38 +24,26 @@ int WaitForEnd(pid_t nPid) {
 
 }  // namespace
 
-tagEndedProcess RunCatserver(std::vector<std::string> arguments) {
-    int pipeEnds[2];
-    if (pipe2(pipeEnds, O_CLOEXEC) != 0) return {-1, "no pipe"};
-    const pid_t nPid = fork();
-    if (nPid == 0) {
-        dup2(pipeEnds[1], STDERR_FILENO);
-        Execute(open("/dev/null", O_RDWR), std::move(arguments));
-    }
-    close(pipeEnds[1]);
+tagEndedProcess RunCatserver(const std::string& environment, const std::string& arguments) {
+    // What is handed over as a socket is none.
+    const std::string command = "exec 3</dev/null; exec env " + environment + " " CATSERVER_PROGRAM " " +
+                                arguments + " 2>&1 >/dev/null";
+    FILE* pPipe = popen(command.c_str(), "re");
     std::string szErrors(4096, '\0');
-    ssize_t nRead = 0;
-    size_t nErrors = 0;
-    while ((nRead = read(pipeEnds[0], szErrors.data() + nErrors, szErrors.size() - nErrors)) > 0)
-        nErrors += static_cast<size_t>(nRead);
-    szErrors.resize(nErrors);
-    close(pipeEnds[0]);
-    return {WaitForEnd(nPid), szErrors};
+    szErrors.resize(fread(szErrors.data(), 1, szErrors.size(), pPipe));
+    return {WEXITSTATUS(pclose(pPipe)), szErrors};
 }
 
 RunningCatserver::RunningCatserver(const std::string& szListsDir) {
-    const int nListen = socket(AF_INET, SOCK_STREAM, 0);
-    sockaddr_in address = {};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    bind(nListen, reinterpret_cast<const sockaddr*>(&address), sizeof address);
-    listen(nListen, 512);
-    socklen_t nLength = sizeof address;
-    getsockname(nListen, reinterpret_cast<sockaddr*>(&address), &nLength);
-    m_nPort = ntohs(address.sin_port);
+    const int nListen = ListenOnLoopback(512);
+    m_nPort = PortOf(nListen);
     m_nPid = fork();
     if (m_nPid == 0) {
-        Execute(nListen, {"LISTEN_PID=self", "LISTEN_FDS=1", "--lists", szListsDir});
+        fcntl(dup2(nListen, 3), F_SETFD, 0);  // stays open over the exec
+        setenv("LISTEN_PID", std::to_string(getpid()).c_str(), 1);
+        setenv("LISTEN_FDS", "1", 1);
+        execl(CATSERVER_PROGRAM, "websec-catserver", "--lists", szListsDir.c_str(), nullptr);
+        _exit(127);
     }
     close(nListen);
 }

@@ -6,7 +6,6 @@
 
 #include <cstdint>
 #include <string>
-#include <vector>
 
 // What a finished process left: its exit status (-1: it did not exit) and standard error.
 struct tagEndedProcess {
@@ -14,9 +13,9 @@ struct tagEndedProcess {
     std::string szErrors;
 };
 
-// Runs the program to its end with no socket handed over, but descriptor 3 open on /dev/null; the arguments
-// may begin with NAME=VALUE for the environment ("LISTEN_PID=self" is the process itself).
-tagEndedProcess RunCatserver(std::vector<std::string> arguments);
+// Runs the program to its end with no socket handed over, but descriptor 3 open on /dev/null. Both texts are a
+// shell's, whose process becomes the program: LISTEN_PID=$$ in the environment names the program itself.
+tagEndedProcess RunCatserver(const std::string& environment, const std::string& arguments);
 
 class RunningCatserver {
   public:
