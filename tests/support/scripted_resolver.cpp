@@ -1,6 +1,6 @@
 #include "tests/support/scripted_resolver.h"
 
-#include <arpa/inet.h>
+#include <dlfcn.h>
 #include <netdb.h>
 
 #include <map>
@@ -14,23 +14,7 @@ struct tagScript {
 std::map<std::string, tagScript> g_Scripts;
 std::vector<std::string> g_Asked;
 
-struct tagAnswer {
-    addrinfo info;  // first: what the caller holds
-    sockaddr_storage address;
-};
-
-addrinfo* MakeAnswer(const std::string& numeric) {
-    auto* pAnswer = new tagAnswer{};
-    auto* pIPv4 = reinterpret_cast<sockaddr_in*>(&pAnswer->address);
-    auto* pIPv6 = reinterpret_cast<sockaddr_in6*>(&pAnswer->address);
-    const bool bIsIPv4 = inet_pton(AF_INET, numeric.c_str(), &pIPv4->sin_addr) == 1;
-    if (!bIsIPv4) inet_pton(AF_INET6, numeric.c_str(), &pIPv6->sin6_addr);
-    pAnswer->address.ss_family = bIsIPv4 ? AF_INET : AF_INET6;
-    pAnswer->info.ai_family = pAnswer->address.ss_family;
-    pAnswer->info.ai_addr = reinterpret_cast<sockaddr*>(&pAnswer->address);
-    pAnswer->info.ai_addrlen = bIsIPv4 ? sizeof(sockaddr_in) : sizeof(sockaddr_in6);
-    return &pAnswer->info;
-}
+using GetAddrInfoFn = int (*)(const char*, const char*, const addrinfo*, addrinfo**);
 
 }  // namespace
 
@@ -64,18 +48,12 @@ extern "C" int getaddrinfo(const char* szName, const char* szService, const addr
     g_Asked.emplace_back(szName);
     const auto found = g_Scripts.find(szName);
     if (found == g_Scripts.end()) return EAI_NONAME;
-    addrinfo** ppLink = ppAnswer;
+    static const auto real = reinterpret_cast<GetAddrInfoFn>(dlsym(RTLD_NEXT, "getaddrinfo"));
+    addrinfo hints = *pHints;
+    hints.ai_flags = AI_NUMERICHOST;
     for (const std::string& numeric : found->second.addresses) {
-        *ppLink = MakeAnswer(numeric);
-        ppLink = &(*ppLink)->ai_next;
+        real(numeric.c_str(), nullptr, &hints, ppAnswer);
+        ppAnswer = &(*ppAnswer)->ai_next;
     }
     return found->second.nError;
-}
-
-extern "C" void freeaddrinfo(addrinfo* pAnswer) noexcept {
-    while (pAnswer) {
-        addrinfo* pNext = pAnswer->ai_next;
-        delete reinterpret_cast<tagAnswer*>(pAnswer);
-        pAnswer = pNext;
-    }
 }

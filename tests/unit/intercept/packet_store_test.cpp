@@ -47,11 +47,4 @@ TEST_F(PacketStore, AnEmptyPopChangesNothing) {
     EXPECT_EQ(pStore->nTail, -1);
 }
 
-TEST_F(PacketStore, KeepsTheLargestMessageWhole) {
-    in.nMessageLen = PACKET_SLOT_BYTES;
-    std::memset(in.message, 0x5A, sizeof in.message);
-    ASSERT_EQ(PacketStorePush(*pStore, in), 0);
-    ASSERT_EQ(PacketStorePop(*pStore, out), 0);
-    EXPECT_EQ(std::memcmp(&in, &out, sizeof in), 0);
-}
 }  // namespace

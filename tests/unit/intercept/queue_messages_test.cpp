@@ -1,11 +1,17 @@
 #include "intercept/queue_messages.h"
 
 #include <gtest/gtest.h>
+#include <linux/netfilter/nfnetlink.h>
 #include <linux/netfilter/nfnetlink_queue.h>
 
+#include <cstring>
 #include <vector>
 
+#include "intercept/queue_attributes.h"
+#include "tests/support/fake_kernel_queue.h"
+
 namespace {
+
 using Bytes = std::vector<uint8_t>;
 
 Bytes Sent(const nlmsghdr* pMessage) {
@@ -40,4 +46,80 @@ TEST(QueueMessages, AreWhatTheKernelReads) {
                   28, 0, 0, 0, 0x02, 0x03, 1, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 8, 0, 1, 0, 4, 0, 0, 2,
               }));
 }
+
+// A queue message whose attributes a test appends one by one.
+struct tagMessageComposer {
+    alignas(nlmsghdr) uint8_t bytes[1024]{};
+    nlmsghdr* pMessage = mnl_nlmsg_put_header(bytes);
+
+    tagMessageComposer() { mnl_nlmsg_put_extra_header(pMessage, sizeof(nfgenmsg)); }
+    tagMessageComposer& Put(uint16_t nType, size_t nLen) {
+        static const uint8_t fill[64] = {0, 0, 0, 9};
+        mnl_attr_put(pMessage, nType, nLen, fill);
+        return *this;
+    }
+};
+
+TEST(QueueAttributes, NewerTypesArePassedOver) {
+    tagMessageComposer message;
+    message.Put(NFQA_PACKET_HDR, 7).Put(NFQA_CT, 20).Put(40, 3).Put(NFQA_PAYLOAD, 33);
+    tagQueueAttrTable table;
+    ParseQueueMessage(message.pMessage, table);
+    EXPECT_EQ(QueuedPacketId(table), 9u);
+    ASSERT_NE(table[NFQA_PAYLOAD], nullptr);
+    EXPECT_EQ(mnl_attr_get_payload_len(table[NFQA_PAYLOAD]), 33);
+}
+
+TEST(QueueAttributes, AWrongSizeStopsTheParse) {
+    const struct {
+        uint16_t nType;
+        size_t nWrong;
+        size_t nRight;
+    } cases[] = {
+        {NFQA_MARK, 3, 4},        {NFQA_IFINDEX_PHYSINDEV, 0, 4}, {NFQA_IFINDEX_PHYSOUTDEV, 8, 4},
+        {NFQA_TIMESTAMP, 15, 16}, {NFQA_HWADDR, 8, 12},
+    };
+    for (const auto& c : cases) {
+        for (const size_t nLen : {c.nWrong, c.nRight}) {
+            tagMessageComposer message;
+            message.Put(NFQA_PACKET_HDR, 7).Put(c.nType, nLen).Put(NFQA_PAYLOAD, 40);
+            tagQueueAttrTable table;
+            ParseQueueMessage(message.pMessage, table);
+            EXPECT_EQ(QueuedPacketId(table), 9u) << "what came before stays, type " << c.nType;
+            EXPECT_EQ(table[NFQA_PAYLOAD] != nullptr, nLen == c.nRight) << "type " << c.nType;
+        }
+    }
+}
+
+TEST(QueueAttributes, PacketIdOfAnyMessage) {
+    uint32_t nId = 77;
+    EXPECT_EQ(GetQueuedPacketId(tagMessageComposer().Put(NFQA_PAYLOAD, 40).pMessage, &nId), MNL_CB_OK);
+    EXPECT_EQ(nId, 0u) << "no packet header";
+    nId = 77;
+    GetQueuedPacketId(tagMessageComposer().Put(NFQA_PACKET_HDR, 3).pMessage, &nId);
+    EXPECT_EQ(nId, 0u) << "a packet header too short for its id";
+
+    std::vector<uint8_t> two = fake_kernel::QueueMessage(3, {});
+    const std::vector<uint8_t> second = fake_kernel::QueueMessage(4, {});
+    two.insert(two.end(), second.begin(), second.end());
+    EXPECT_GE(RunQueueMessages(two.data(), two.size(), 1, GetQueuedPacketId, &nId), 0);
+    EXPECT_EQ(nId, 4u) << "the last message of a buffer counts";
+    const std::vector<uint8_t> error = fake_kernel::ErrorMessage(1);
+    EXPECT_LT(RunQueueMessages(error.data(), error.size(), 1, GetQueuedPacketId, &nId), 0);
+}
+
+// Lengths that would lead the walk over the messages out of the datagram.
+TEST(QueueAttributes, AWrongLengthEndsTheDatagram) {
+    const std::vector<uint8_t> first = fake_kernel::QueueMessage(3, {});
+    for (const uint32_t nLength : {0u, 15u, 29u, 0x80000000u, 0xFFFFF894u, 0xFFFFFFFFu}) {
+        std::vector<uint8_t> two = first, second = fake_kernel::QueueMessage(4, {});
+        if (nLength == 29) second.resize(28);
+        std::memcpy(second.data(), &nLength, sizeof nLength);
+        two.insert(two.end(), second.begin(), second.end());
+        uint32_t nId = 77;
+        EXPECT_GE(RunQueueMessages(two.data(), two.size(), 1, GetQueuedPacketId, &nId), 0);
+        EXPECT_EQ(nId, 3u) << nLength;
+    }
+}
+
 }  // namespace
