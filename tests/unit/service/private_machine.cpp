@@ -14,7 +14,7 @@
 #include "common/product_paths.h"
 
 namespace {
-std::vector<std::string> s_places, s_asked;
+std::vector<std::string> s_places;
 
 std::string Mount() {
     if (unshare(CLONE_NEWNS) != 0) return "mounts of its own";
@@ -31,7 +31,6 @@ std::string Mount() {
 extern "C" int access(const char* szPath, int nMode) noexcept {
     const std::string path = szPath;
     if (!path.ends_with("/iptables")) return faccessat(AT_FDCWD, szPath, nMode, 0);
-    s_asked.push_back(path);
     return std::find(s_places.begin(), s_places.end(), path) != s_places.end() ? 0 : -1;
 }
 
@@ -51,9 +50,4 @@ void EmptyProductFolder() {
 
 void SetIptablesPlaces(std::vector<std::string> places) {
     s_places = std::move(places);
-    s_asked.clear();
-}
-
-const std::vector<std::string>& AskedIptablesPlaces() {
-    return s_asked;
 }

@@ -13,7 +13,5 @@ std::string EnterPrivateMachine();
 void PutFile(const char* szPath, const std::string& content);
 void EmptyProductFolder();
 
-// The only firewall binaries there are, as far as access() in this program says; and what it was asked for
-// since.
+// The only firewall binaries there are, as far as access() in this program says.
 void SetIptablesPlaces(std::vector<std::string> places);
-const std::vector<std::string>& AskedIptablesPlaces();

@@ -4,9 +4,8 @@
 
 #include <signal.h>
 
-#include <algorithm>
 #include <cerrno>
-#include <set>
+#include <vector>
 
 #include "category/category_engine.h"
 #include "common/product_paths.h"
@@ -14,6 +13,7 @@
 #include "intercept/packet_store.h"
 #include "intercept/worker_thread.h"
 #include "policy/data_file_lists.h"
+#include "policy/policy_state.h"
 #include "policy/settings_load.h"
 #include "report/report_module.h"
 #include "service/read_config.h"
@@ -30,8 +30,8 @@ tagWebCatMapping g_WebCatMapping = {0, nullptr};
 
 namespace {
 
-std::string g_Trace;  // what was done, a word each
-std::set<std::string> g_Rules;
+std::string g_Trace;               // what was done, a word each
+std::vector<std::string> g_Rules;  // as they were inserted
 tagClientSettingData g_Settings;
 bool g_bSettingsFail;
 
@@ -56,25 +56,21 @@ uint8_t AnswerSettings(tagClientSettingData* pSettings, uint32_t*) {
     return !g_bSettingsFail;
 }
 
-// A chain that holds whole rules.
+// A chain whose rules are all in or all out at the start of a pass.
 recording_popen::tagAnswer Firewall(const std::string& command) {
-    const auto behind = [&](const std::string& mark) {
-        return command.substr(command.find(mark) + mark.size());
-    };
+    static bool s_bAllIn;
     if (command.find(" -L ") != command.npos) {
-        const std::string rest = behind("grep -i \""), key = rest.substr(0, rest.find('"'));
-        const auto holdsKey = [&](const std::string& rule) { return rule.find(key) != rule.npos; };
-        return {std::to_string(std::count_if(g_Rules.begin(), g_Rules.end(), holdsKey)), 0};
+        if (g_Rules.empty() || g_Rules.size() == 3) s_bAllIn = !g_Rules.empty();
+        return {s_bAllIn && !g_Rules.empty() ? "1" : "0", 0};
     }
-    const std::string rule = behind(" -t mangle ");
-    if (command.find(" -I ") != command.npos) return {"", g_Rules.insert(rule).second ? 0 : 1};
-    return {"", g_Rules.erase(rule) == 1 ? 0 : 1};
-}
-
-recording_popen::tagAnswer NotedFirewall(const std::string& command) {
-    if (command.find(" -I ") != command.npos) Note("insert");
-    if (command.find(" -D ") != command.npos) Note("delete");
-    return Firewall(command);
+    if (command.find(" -I ") != command.npos) {
+        Note("insert");
+        g_Rules.push_back(command);
+    } else {
+        Note("delete");
+        g_Rules.pop_back();
+    }
+    return {"", 0};
 }
 
 std::string InetOptions(uint16_t nPort) {
@@ -141,7 +137,6 @@ class SignalHandlers : public PolicyTest {
         recording_popen::AnswerWith(Firewall);
         ManageIptableRules(RULE_ADD);
         ASSERT_EQ(g_Rules.size(), 3u);
-        recording_popen::AnswerWith(NotedFirewall);
         g_Trace.clear();
     }
     // Runs a handler as on the main thread; everybody is let go on behind it.
@@ -160,24 +155,25 @@ class SignalHandlers : public PolicyTest {
     }
 };
 
-TEST_F(SignalHandlers, Reload) {
+TEST_F(SignalHandlers, DoTheirStepsInOrder) {
     const char* const REBUILD = "load refresh stop delete delete delete insert insert insert start ";
     const struct {
         const char* szReason;
+        void (*pfnHandler)(int);
         uint32_t nBrowsing;
         bool bSettingsFail;
         int nUseDefinedPorts;
-        const char* szNewOptions;  // "same", "changed", "gone"
+        bool bOptionsChanged;
         const char* szTrace;
         bool bOptionsTaken;
     } rows[] = {
-        {"all protections off: options are not looked at", 0, false, 1, "changed", "load stop ", false},
-        {"2 is off", 2, false, 1, "changed", "load stop ", false},
-        {"options unchanged", 1, false, 1, "same", "load refresh start ", false},
-        {"options gone", 1, false, 1, "gone", "load refresh start ", false},
-        {"options changed, no port lists", 1, false, 0, "changed", "load refresh stop start ", true},
-        {"options changed, port lists", 1, false, 1, "changed", REBUILD, true},
-        {"settings cannot be fetched: those in force stay", 0, true, 1, "changed", REBUILD, true},
+        {"2 is off: options are not looked at", OnReloadSignal, 2, false, 1, true, "load stop ", false},
+        {"options unchanged", OnReloadSignal, 1, false, 1, false, "load refresh start ", false},
+        {"no port lists", OnReloadSignal, 1, false, 0, true, "load refresh stop start ", true},
+        {"options changed, port lists", OnReloadSignal, 1, false, 1, true, REBUILD, true},
+        {"without settings those in force stay", OnReloadSignal, 0, true, 1, true, REBUILD, true},
+        {"refresh, protected", OnRefreshSignal, 1, false, 1, true, "refresh stop start ", false},
+        {"refresh, not protected", OnRefreshSignal, 0, false, 1, true, "refresh stop ", false},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.szReason);
@@ -187,46 +183,20 @@ TEST_F(SignalHandlers, Reload) {
         g_InetSettings.nPort = 3128;
         g_Settings.nBrowsingProtection = row.nBrowsing;
         g_bSettingsFail = row.bSettingsFail;
-        if (row.bSettingsFail) g_bBrowsingProtection = 1;
-        const auto rulesBefore = g_Rules;
+        const bool bRefresh = row.pfnHandler == OnRefreshSignal;
+        g_bBrowsingProtection = bRefresh ? static_cast<uint8_t>(row.nBrowsing) : 1;
         PutConfig(9, row.nUseDefinedPorts);
-        const std::string_view options = row.szNewOptions;
-        if (options == "changed") PutFile(INET_OPTIONS_FILE, InetOptions(8888));
-        if (options == "gone") EmptyProductFolder();
+        PutFile(EXCLUSION_PATTERN_FILE, MakeDataFile(PatternBody({"a.example", "b.example"})));
+        if (row.bOptionsChanged) PutFile(INET_OPTIONS_FILE, InetOptions(8888));
 
-        EXPECT_EQ(TraceOf(OnReloadSignal), row.szTrace);
+        EXPECT_EQ(TraceOf(row.pfnHandler), row.szTrace);
+        EXPECT_EQ(g_ExclusionPatterns.nCount, bRefresh ? 2u : 0u) << "the tables are the refresh's alone";
         EXPECT_EQ(g_InetSettings.nPort, row.bOptionsTaken ? 8888 : 3128);
         EXPECT_EQ(g_ServiceConfig.nQueueNum, 7u) << "the receiver goes on with the queue it serves";
-        EXPECT_EQ(g_Rules != rulesBefore, row.szTrace == REBUILD);
         for (const std::string& rule : g_Rules) {
             EXPECT_TRUE(rule.find("--queue-num 7") != rule.npos) << rule;
             EXPECT_EQ(rule.find(",8888 ") != rule.npos, row.szTrace == REBUILD) << rule;
         }
-        TearDown();
-    }
-}
-
-TEST_F(SignalHandlers, RefreshRenewsEngineAndTablesAndNothingElse) {
-    for (const uint8_t bProtection : {1, 0}) {
-        SetUp();
-        Start(1);
-        PutFile(EXCLUSION_PATTERN_FILE, MakeDataFile(PatternBody({"old.example"})));
-        LoadDataFileLists();
-        PutFile(EXCLUSION_PATTERN_FILE, MakeDataFile(PatternBody({"a.example", "b.example"})));
-        PutFile(INET_OPTIONS_FILE, InetOptions(8888));
-        g_Settings.nBrowsingProtection = 1 - bProtection;  // would be seen if it were loaded
-        g_bBrowsingProtection = bProtection;
-        FillList(g_pBlockHostList, {"kept.example"});
-
-        EXPECT_EQ(TraceOf(OnRefreshSignal), bProtection ? "refresh stop start " : "refresh stop ");
-        EXPECT_EQ(g_ExclusionPatterns.nCount, 2u);
-        EXPECT_EQ(g_bBrowsingProtection, bProtection);
-        EXPECT_EQ(TextsOf(g_pBlockHostList), std::vector<std::string>{"kept.example"});
-        EXPECT_NE(g_InetSettings.nPort, 8888);
-
-        PutFile(EXCLUSION_PATTERN_FILE, MakeDataFile(PatternBody({"c.example"})));
-        OnReloadSignal(0);
-        EXPECT_EQ(g_ExclusionPatterns.nCount, 2u) << "a reload leaves the tables alone";
         TearDown();
     }
 }
