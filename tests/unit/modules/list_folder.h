@@ -33,17 +33,14 @@ class ListFolderTest : public testing::Test {
         FreeURLMapBuilder(&builder);
     }
 
-    // Leaves the counts of the build in m_builder.
+    // Leaves the counts of the build in m_builder, whose memory is gone then.
     void WriteCategories(std::initializer_list<std::pair<const char*, uint16_t>> categories) {
         ASSERT_EQ(StartURLMap(&m_builder, URLMAP_CATEGORIES), URLMAP_OK);
         for (const auto& [szURL, nCategory] : categories)
             EXPECT_EQ(AddCategory(&m_builder, KeyOf(szURL), nCategory), URLMAP_OK);
         EXPECT_EQ(WriteURLMap(&m_builder, m_folder.Path(CATEGORY_LIST).c_str()), URLMAP_OK);
-        const tagURLMapBuilder counts = m_builder;
-        FreeURLMapBuilder(&m_builder);
-        m_builder.nNames = counts.nNames;
-        m_builder.nMerged = counts.nMerged;
-        m_builder.nCategoriesLost = counts.nCategoriesLost;
+        tagURLMapBuilder used = m_builder;
+        FreeURLMapBuilder(&used);
     }
 
     TempFolder m_folder;

@@ -36,23 +36,6 @@ class ReportWriterTest : public TempStoreTest {
     std::unique_ptr<tagReportWriter> m_writer = std::make_unique<tagReportWriter>();
 };
 
-TEST_F(ReportWriterTest, StoresWhatManyThreadsGiveBeforeItStops) {
-    std::vector<std::thread> threads;
-    for (int nThread = 0; nThread < 4; ++nThread) {
-        threads.emplace_back([this, nThread] {
-            for (int n = 0; n < 500; ++n) {
-                EXPECT_EQ(Queue("t" + std::to_string(nThread) + ".example/" + std::to_string(n)), 1);
-            }
-        });
-    }
-    for (std::thread& thread : threads)
-        thread.join();
-    StopReportWriter(m_writer.get(), 30000);
-    EXPECT_EQ(AllRows(&m_store).size(), 2000u);
-    EXPECT_EQ(Lost(), 0);
-    EXPECT_EQ(Queue("late.example"), 0);
-}
-
 TEST_F(ReportWriterTest, ALockedStoreHoldsNobodyUpAndLosesNothing) {
     ASSERT_EQ(BeginStoreChange(&m_store), STORE_OK);
     EXPECT_LT(Time([this] {
@@ -64,6 +47,8 @@ TEST_F(ReportWriterTest, ALockedStoreHoldsNobodyUpAndLosesNothing) {
     ASSERT_EQ(EndStoreChange(&m_store, 1), STORE_OK);
     StopReportWriter(m_writer.get(), 30000);
     EXPECT_EQ(AllRows(&m_store).size(), 100u);
+    EXPECT_EQ(Lost(), 0);
+    EXPECT_EQ(Queue("late.example"), 0);
 }
 
 TEST_F(ReportWriterTest, CountsWhatAStoreThatStaysLockedCost) {

@@ -1,9 +1,12 @@
 #include "modules/urlmap/url_map.h"
 
 #include <gmock/gmock.h>
+#include <signal.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 
 #include <array>
+#include <cerrno>
 #include <cstring>
 #include <vector>
 
@@ -38,10 +41,19 @@ class URLMapTest : public ListFolderTest {
 };
 
 TEST_F(URLMapTest, FindsTheLongestMatch) {
-    WriteThreats(HARMFUL_LIST, {{"a.example", "Host"}, {"a.example/x/", "Folder"}, {"b.a.example", "Below"}});
+    EXPECT_EQ(Threat(m_map, "a.example"), "") << "nothing is open";
+    WriteThreats(HARMFUL_LIST, {});
     ASSERT_EQ(OpenListFile(&m_map, HARMFUL_LIST, URLMAP_THREATS), URLMAP_OK);
+    EXPECT_EQ(Threat(m_map, "a.example"), "") << "an empty map";
+    CloseURLMap(&m_map);
+    WriteThreats(HARMFUL_LIST, {{"a.example", "Host"},
+                                {"a.example/x/", "Folder"},
+                                {"A.example.", "Second"},
+                                {"b.a.example", "Below"}});
+    ASSERT_EQ(OpenListFile(&m_map, HARMFUL_LIST, URLMAP_THREATS), URLMAP_OK);
+    EXPECT_EQ(m_map.nNames, 3u);
     EXPECT_EQ(Threat(m_map, "a.example/x/y"), "Folder");
-    EXPECT_EQ(Threat(m_map, "a.example/y"), "Host");
+    EXPECT_EQ(Threat(m_map, "a.example/y"), "Host") << "the first name of two";
     EXPECT_EQ(Threat(m_map, "b.a.example/x/y"), "Below");
     EXPECT_EQ(Threat(m_map, "c.example"), "");
 }
@@ -73,39 +85,6 @@ TEST_F(URLMapTest, FindsEveryNameOfMany) {
     EXPECT_EQ(textOf(UINT64_MAX), "highest");
 }
 
-TEST_F(URLMapTest, CategoriesAddUpFromTheLongestMatchOn) {
-    WriteCategories({{"a.example", 5},
-                     {"a.example/x/", 7},
-                     {"a.example", 9},
-                     {"b.a.example", 9},
-                     {"b.a.example", 1},
-                     {"b.a.example", 2},
-                     {"b.a.example", 3},
-                     {"b.a.example", 4}});
-    ASSERT_EQ(OpenListFile(&m_map, CATEGORY_LIST, URLMAP_CATEGORIES), URLMAP_OK);
-    EXPECT_THAT(Categories(m_map, "a.example/x/y"), ElementsAre(7, 5, 9));
-    EXPECT_THAT(Categories(m_map, "b.a.example"), ElementsAre(9, 1, 2, 3, 4));
-    EXPECT_THAT(Categories(m_map, "c.example"), ElementsAre());
-}
-
-TEST_F(URLMapTest, AnOpenMapOutlivesItsReplacement) {
-    WriteThreats(HARMFUL_LIST, {{"old.example", "Old"}});
-    ASSERT_EQ(OpenListFile(&m_map, HARMFUL_LIST, URLMAP_THREATS), URLMAP_OK);
-    WriteThreats(HARMFUL_LIST, {{"new.example", "New"}});
-    EXPECT_EQ(Threat(m_map, "old.example"), "Old");
-    CloseURLMap(&m_map);
-    ASSERT_EQ(OpenListFile(&m_map, HARMFUL_LIST, URLMAP_THREATS), URLMAP_OK);
-    EXPECT_EQ(Threat(m_map, "old.example"), "");
-    EXPECT_EQ(Threat(m_map, "new.example"), "New");
-}
-
-TEST_F(URLMapTest, AnEmptyMapHoldsNothing) {
-    EXPECT_EQ(Threat(m_map, "a.example"), "");
-    WriteThreats(HARMFUL_LIST, {});
-    ASSERT_EQ(OpenListFile(&m_map, HARMFUL_LIST, URLMAP_THREATS), URLMAP_OK);
-    EXPECT_EQ(Threat(m_map, "a.example"), "");
-}
-
 TEST_F(URLMapTest, SaysWhyAFileCannotBeUsed) {
     WriteCategories({{"a.example", 5}});
     mkdir(m_folder.Path("folder").c_str(), 0700);
@@ -122,6 +101,30 @@ TEST_F(URLMapTest, SaysWhyAFileCannotBeUsed) {
         EXPECT_EQ(OpenListFile(&m_map, c.szName, URLMAP_THREATS), c.nResult) << c.szName;
         EXPECT_EQ(m_map.nNames, 0u);
     }
+}
+
+// A name keeps five categories; an answer adds up those of all its matches, to five again.
+TEST_F(URLMapTest, CategoriesAddUpFromTheLongestMatchOn) {
+    WriteCategories({{"a.example", 5}, {"a.example/x/", 7}, {"A.example.", 9}, {"a.example", 5}});
+    EXPECT_EQ(m_builder.nNames, 2u);
+    EXPECT_EQ(m_builder.nMerged, 2u);
+    EXPECT_EQ(m_builder.nCategoriesLost, 0u);
+    ASSERT_EQ(OpenListFile(&m_map, CATEGORY_LIST, URLMAP_CATEGORIES), URLMAP_OK);
+    EXPECT_THAT(Categories(m_map, "a.example/x/y"), ElementsAre(7, 5, 9));
+    EXPECT_THAT(Categories(m_map, "c.example"), ElementsAre());
+    CloseURLMap(&m_map);
+
+    WriteCategories({{"a.example", 6},
+                     {"a.example", 1},
+                     {"a.example", 2},
+                     {"a.example", 3},
+                     {"a.example", 4},
+                     {"a.example", 5},
+                     {"b.a.example", 4}});
+    EXPECT_EQ(m_builder.nCategoriesLost, 1u);
+    ASSERT_EQ(OpenListFile(&m_map, CATEGORY_LIST, URLMAP_CATEGORIES), URLMAP_OK);
+    EXPECT_THAT(Categories(m_map, "a.example"), ElementsAre(6, 1, 2, 3, 4));
+    EXPECT_THAT(Categories(m_map, "b.a.example"), ElementsAre(4, 6, 1, 2, 3));
 }
 
 // Each row breaks one thing of a sound file of three names, in two buckets, with two texts.
@@ -182,6 +185,51 @@ TEST_F(URLMapTest, RefusesDamage) {
         EXPECT_EQ(open(bytes), c.nResult) << c.szWhy;
         EXPECT_EQ(m_map.pKeys, nullptr) << c.szWhy;
     }
+}
+
+TEST_F(URLMapTest, RefusesMoreThreatNamesThanTheMapCanNumber) {
+    tagURLMapBuilder builder;
+    ASSERT_EQ(StartURLMap(&builder, URLMAP_THREATS), URLMAP_OK);
+    for (uint32_t n = 0; n < URLMAP_TEXTS_MAX; ++n)
+        ASSERT_EQ(AddThreat(&builder, n, std::to_string(n)), URLMAP_OK);
+    EXPECT_EQ(AddThreat(&builder, URLMAP_TEXTS_MAX, "one more"), URLMAP_TOO_MANY);
+    EXPECT_EQ(AddThreat(&builder, URLMAP_TEXTS_MAX, "77"), URLMAP_OK);
+    ASSERT_EQ(WriteURLMap(&builder, m_folder.Path(HARMFUL_LIST).c_str()), URLMAP_OK);
+    FreeURLMapBuilder(&builder);
+    ASSERT_EQ(OpenListFile(&m_map, HARMFUL_LIST, URLMAP_THREATS), URLMAP_OK);
+    EXPECT_EQ(URLMapText(m_map, static_cast<uint32_t>(FindURLKey(m_map, URLMAP_TEXTS_MAX))), "77");
+    EXPECT_EQ(URLMapText(m_map, static_cast<uint32_t>(FindURLKey(m_map, 65535))), "65535");
+}
+
+TEST_F(URLMapTest, ReplacesTheFileWholeOrNotAtAll) {
+    WriteThreats(HARMFUL_LIST, {{"old.example", "Old"}});
+    struct stat status;
+    ASSERT_EQ(stat(m_folder.Path(HARMFUL_LIST).c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 07777, 0644u);
+    EXPECT_EQ(m_folder.CountFiles(), 1u);
+    const std::string old = m_folder.Get(HARMFUL_LIST);
+
+    // A full disk, played by a limit on the size of files, in a process of its own.
+    const int nInChild = RunInChild([this] {
+        signal(SIGXFSZ, SIG_IGN);
+        const rlimit limit = {4096, 4096};
+        setrlimit(RLIMIT_FSIZE, &limit);
+        tagURLMapBuilder builder;
+        if (StartURLMap(&builder, URLMAP_THREATS) != URLMAP_OK) return 1;
+        for (uint64_t n = 0; n < 10000; ++n)
+            if (AddThreat(&builder, n, "x") != URLMAP_OK) return 2;
+        if (WriteURLMap(&builder, m_folder.Path(HARMFUL_LIST).c_str()) != URLMAP_SYSTEM) return 3;
+        return errno == EFBIG ? 0 : 4;
+    });
+    EXPECT_EQ(nInChild, 0);
+    EXPECT_EQ(m_folder.CountFiles(), 1u);
+    EXPECT_EQ(m_folder.Get(HARMFUL_LIST), old);
+
+    tagURLMapBuilder builder;
+    ASSERT_EQ(StartURLMap(&builder, URLMAP_THREATS), URLMAP_OK);
+    EXPECT_EQ(WriteURLMap(&builder, m_folder.Path("none/x.map").c_str()), URLMAP_SYSTEM);
+    FreeURLMapBuilder(&builder);
+    FreeURLMapBuilder(&builder);
 }
 
 }  // namespace
