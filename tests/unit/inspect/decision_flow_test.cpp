@@ -1,139 +1,80 @@
-// The decision flow from the queue message to the verdict. The scanner, the category lookup, both report
-// stores and the reset are stand-ins that write down when they are asked.
+// The decision flow from the queue message to the verdict, between stand-ins (flow_recorder.h) that write
+// down when they are asked.
 #include "inspect/decision_flow.h"
 
 #include <arpa/inet.h>
 #include <linux/netfilter.h>
 
-#include <cstdio>
-#include <cstdlib>
 #include <cstring>
+#include <map>
+#include <set>
 
-#include "block/block_reset.h"
 #include "category/category_engine.h"
-#include "category/category_lookup.h"
+#include "category/category_table.h"
 #include "category/translate.h"
 #include "intercept/queue_attributes.h"
-#include "policy/url_scanner.h"
-#include "report/report_module.h"
-#include "report/report_records.h"
 #include "tests/support/client_hello_composer.h"
 #include "tests/support/fake_kernel_queue.h"
 #include "tests/support/packet_composer.h"
 #include "tests/support/policy_fixture.h"
+#include "tests/unit/inspect/flow_recorder.h"
 
 namespace {
 
 constexpr uint32_t PACKET_ID = 77;
 
-// What was asked, in order: p and b the phishing and harmful-site scan, c the category lookup, R and r the
-// typed and the client report, X the reset while the verdict still stood at accept.
-std::string g_Trace;
-std::string g_ScannedURL;
-
-uint32_t g_nFinding;  // what the scanner says
-int g_nCategory;      // what the lookup finds, behind one that is not blocked; negative: and fails
-
-struct tagTypedReport {
-    uint32_t nResult;
-    std::u16string text;
-    bool bNamesCategory;
-} g_Report;
-
-int ScanForPhishing(const char* szURL) {
-    g_Trace += 'p';
-    g_ScannedURL = szURL;
-    return g_nFinding == RESULT_FRAUDULENT;
-}
-
-int ScanForHarm(const char*, char*) {
-    g_Trace += 'b';
-    return g_nFinding == RESULT_HARMFUL;
-}
-
-int RecordTypedReport(int nType, void* pRecord, uint32_t*) {
-    g_Trace += 'R';
-    if (nType == REPORT_BLOCK) {
-        const auto* pBlock = static_cast<const ReportRecordBlock*>(pRecord);
-        g_Report = {pBlock->nResult, pBlock->wszReportText, pBlock->wszCategoryName[0] != 0};
-    } else {
-        const uint32_t nResult = nType == REPORT_HARMFUL ? RESULT_HARMFUL : RESULT_FRAUDULENT;
-        g_Report = {nResult, static_cast<const ReportRecordThreat*>(pRecord)->wszReportText, false};
-    }
-    return 0;  // failed: the flow does not care
-}
-
-// The reason that a report must give; categories of the server come without one.
-std::u16string Reason(uint32_t nResult, uint8_t nEngine) {
-    const char* szKey = nResult == RESULT_FRAUDULENT ? "ws_rpt_fradulanturl"
-                        : nResult == RESULT_HARMFUL  ? "ws_rpt_harmfulurl"
-                        : nResult == RESULT_CATEGORY ? "ws_rpt_categoryurl"
-                                                     : "ws_rpt_blocklisturl";
-    if (nResult == RESULT_CATEGORY && nEngine == CATENGINE_SERVER) return {};
-    std::u16string text;
-    for (const char* p = TranslateText(szKey); *p; ++p)
-        text += static_cast<char16_t>(*p);
-    return text;
-}
-
-}  // namespace
-
-// Take the place of the client report store, the reset and the engine binding in this program.
-extern "C" uint8_t InsertClientReportData(uint32_t, const void*, uint32_t*) {
-    g_Trace += 'r';
-    return 0;
-}
-
-int SendBlockReset(const tagPacketInfo* pPacket) {
-    g_Trace += pPacket->nVerdict == NF_ACCEPT ? 'X' : '!';
-    return -1;
-}
-
-int LookupURLCategories(tagWebRequest* pRequest) {
-    g_Trace += 'c';
-    const int nCategory = std::abs(g_nCategory);
-    pRequest->nCategoryCount = 2;
-    pRequest->nCategoryIds[0] = 17;
-    pRequest->nCategoryIds[1] = static_cast<uint16_t>(nCategory);
-    std::snprintf(pRequest->szCategories, sizeof pRequest->szCategories, "17,%d", nCategory);
-    return g_nCategory < 0 ? -1 : 0;
-}
-
-namespace {
+// Where the site a.example/p stands.
+enum : unsigned {
+    EXCL = 1,
+    SITE = 2,
+    PATTERN = 4,
+    B_HOST = 8,
+    B_URL = 16,
+    A_HOST = 32,
+    A_URL = 64,
+    ALLOWED = A_HOST | A_URL,
+    NO_CATS = 128,  // no category is blocked; else 2, 3 and 50 are
+};
 
 char s_Pattern[1][PATTERN_BYTES] = {"a.example/"};
+uint8_t s_Mapping[WEBCAT_ENTRY_BYTES] = {50};  // the library has a name for category 50
 
 class DecisionFlow : public PolicyTest {
   protected:
     void SetUp() override {
-        g_Trace = g_ScannedURL = "";
-        g_nFinding = RESULT_NONE;
-        g_nCategory = 17;
-        g_bReportBlocked = g_bReportModuleLoaded = g_bURLScannerLoaded = 1;
-        g_pfnInsertClientReportData = RecordTypedReport;
-        g_pfnScanURLForAPSH = ScanForPhishing;
-        g_pfnScanURLForBP = ScanForHarm;
+        g_Flow = {};
+        g_Flow.nCategory = 17;
+        BindRecorder();
+        g_bReportBlocked = 1;
+        g_WebCatMapping = {1, s_Mapping};
     }
     void TearDown() override {
-        g_bReportModuleLoaded = g_bURLScannerLoaded = 0;
-        g_pfnInsertClientReportData = nullptr;
-        g_pfnScanURLForAPSH = nullptr;
-        g_pfnScanURLForBP = nullptr;
+        UnbindRecorder();
+        g_WebCatMapping = {};
         g_bUseCatServer = CATENGINE_LIBRARY;
         g_ExclusionPatterns = g_TrustedURLPatterns = {};
         g_ExcludedRanges = {};
         PolicyTest::TearDown();
     }
-    // The letters of the switches that are on; a small letter sets one to 2, which is off.
-    static void SetSwitches(std::string_view letters) {
-        const auto valueOf = [&](char cLetter) -> uint8_t {
-            if (letters.find(cLetter) != letters.npos) return 1;
-            return letters.find(static_cast<char>(cLetter | 0x20)) != letters.npos ? 2 : 0;
-        };
-        g_bPhishingProtection = valueOf('P');
-        g_bBrowsingProtection = valueOf('B');
-        g_bWebCategoryFilter = valueOf('C');
-        g_bCustomBlockList = valueOf('L');
+    // The values of phishing protection, browsing protection, category filter and block list, as digits.
+    static void SetSwitches(std::string_view digits) {
+        g_bPhishingProtection = static_cast<uint8_t>(digits[0] - '0');
+        g_bBrowsingProtection = static_cast<uint8_t>(digits[1] - '0');
+        g_bWebCategoryFilter = static_cast<uint8_t>(digits[2] - '0');
+        g_bCustomBlockList = static_cast<uint8_t>(digits[3] - '0');
+    }
+    static void SetPlaces(unsigned nPlaces) {
+        const tagPatternTable pattern = {1, s_Pattern};
+        if (nPlaces & EXCL) g_ExclusionPatterns = pattern;
+        if (nPlaces & PATTERN) g_TrustedURLPatterns = pattern;
+        if (nPlaces & SITE) FillList(g_pTrustedSiteList, {"a.example/p"});
+        if (nPlaces & B_HOST) FillList(g_pBlockHostList, {"a.example"});
+        if (nPlaces & B_URL) FillList(g_pBlockURLList, {"a.example/p"});
+        if (nPlaces & A_HOST) FillList(g_pAllowHostList, {"a.example"});
+        if (nPlaces & A_URL) FillList(g_pAllowURLList, {"a.example/p"});
+        if (nPlaces & NO_CATS) return;
+        for (const uint16_t nId : {2, 3, 50})
+            g_nBlockedCategories[g_nBlockedCategoryCount++] = nId;
     }
     // As a worker does it.
     static tagPacketInfo Dispatch(std::span<const uint8_t> message) {
@@ -147,84 +88,244 @@ std::string Http(const char* szRequest, const char* szHost) {
     return std::string(szRequest) + " HTTP/1.1\r\nHost: " + szHost + "\r\n\r\n";
 }
 
-// Where the site stands.
-enum : unsigned { EXCL = 1, SITE = 2, PATTERN = 4, B_HOST = 8, B_URL = 16, A_HOST = 32, A_URL = 64 };
+std::u16string Wide(std::string_view text) {
+    return {text.begin(), text.end()};
+}
 
+bool IsLibrary(uint8_t nEngine) {
+    return nEngine == CATENGINE_LIBRARY || nEngine == CATENGINE_LIBRARY_KV;
+}
+
+enum : unsigned { LIBRARY = 1, SERVER = 2, ANY = LIBRARY | SERVER };
+
+// A site, and its fate under some engines and some settings of the switches.
+struct tagFlowRow {
+    const char* szReason;
+    unsigned nPlaces, nFindings;
+    int nCategory;
+    unsigned nEngines;
+    const char* szSwitches;  // phishing, browsing, category filter, block list: 1 on, 0 off, * either
+    const char* szAsked;     // if the switch is on; c stands for every kind of look-up
+    uint32_t nBlocked;       // 0: accepted
+};
+
+// On is exactly 1; the block list alone is on with every value but 0.
+bool Applies(const tagFlowRow& row, uint8_t nEngine, std::string_view digits) {
+    if (!(row.nEngines & (IsLibrary(nEngine) ? LIBRARY : SERVER))) return false;
+    for (size_t n = 0; n < digits.size(); ++n) {
+        const bool bOn = n == 3 ? digits[n] != '0' : digits[n] == '1';
+        if (row.szSwitches[n] != '*' && bOn != (row.szSwitches[n] == '1')) return false;
+    }
+    return true;
+}
+
+// A scan takes place if its switch is on, a look-up if one of the three is not 0.
+std::string Trace(const tagFlowRow& row, uint8_t nEngine, std::string_view digits) {
+    std::string trace;
+    for (const char cLetter : std::string_view(row.szAsked)) {
+        if (cLetter == 'p' && digits[0] == '1') trace += 'p';
+        if (cLetter == 'b' && digits[1] == '1') trace += 'b';
+        if (cLetter == 'c' && digits.substr(0, 3) != "000") trace += "cks"[nEngine < 2 ? nEngine : 2];
+    }
+    return trace + (row.nBlocked ? "RrX" : "");
+}
+
+// What the reports of a block must tell.
+struct tagReason {
+    std::string text, categoryName, clientName;
+    uint32_t nCategory;
+};
+
+tagReason ReasonOf(const tagFlowRow& row, uint8_t nEngine) {
+    const auto nCategory = static_cast<uint32_t>(row.nCategory);
+    switch (row.nBlocked) {
+        case RESULT_FRAUDULENT:
+            return {TranslateText("ws_rpt_fradulanturl"), "", TranslateText("Phishing"), CATEGORY_PHISHING};
+        case RESULT_HARMFUL:
+            return {TranslateText("ws_rpt_harmfulurl"), "", TranslateText("Malicious"), CATEGORY_HARMFUL};
+        case RESULT_CATEGORY: {
+            // The server's categories come without a text.
+            const bool bLibrary = IsLibrary(nEngine);
+            const std::string name(bLibrary ? TranslateText("ws_catname_50")
+                                            : CATEGORY_TABLE[nCategory].szName);
+            return {bLibrary ? TranslateText("ws_rpt_categoryurl") : "", name, name, nCategory};
+        }
+        default:
+            return {TranslateText("ws_rpt_blocklisturl"), "", TranslateText("Custom blocked"), 0};
+    }
+}
+
+void ExpectReports(const tagFlowRow& row, uint8_t nEngine) {
+    const tagRecordedReports& reports = g_Flow.reports;
+    const tagReason reason = ReasonOf(row, nEngine);
+    EXPECT_EQ(reports.nResult, row.nBlocked);
+    EXPECT_EQ(reports.text, Wide(reason.text));
+    EXPECT_EQ(reports.name, Wide(reason.categoryName));
+    EXPECT_EQ(reports.clientName, Wide(reason.clientName));
+    EXPECT_EQ(reports.nCategory, reason.nCategory);
+    const bool bScanned = row.nBlocked == RESULT_HARMFUL && (row.nFindings & FOUND_HARMFUL);
+    EXPECT_EQ(reports.threat, bScanned ? u"Threat.A" : u"") << "only the scanner names threats";
+}
+
+// All settings of the four switches, with 1 and with another value that is no 0.
+std::set<std::string> AllSwitches() {
+    std::set<std::string> all;
+    for (const char cOther : {'1', '2'}) {
+        for (unsigned n = 0; n < 16; ++n) {
+            std::string digits = "0000";
+            for (size_t nSwitch = 0; nSwitch < 4; ++nSwitch)
+                if (n >> nSwitch & 1) digits[nSwitch] = cOther;
+            all.insert(digits);
+        }
+    }
+    return all;
+}
+
+// Each row runs under every engine and with all values of the switches that it applies to. Together the rows
+// of one site leave none out and name none twice.
 TEST_F(DecisionFlow, TheOrderOfTheChecks) {
-    const uint8_t LIB = CATENGINE_LIBRARY, KV = CATENGINE_LIBRARY_KV, SERVER = CATENGINE_SERVER;
     const uint32_t PHISH = RESULT_FRAUDULENT, HARM = RESULT_HARMFUL, CATEGORY = RESULT_CATEGORY;
     const uint32_t HOST = RESULT_BLOCK_HOST, URL = RESULT_BLOCK_URL;
-    const struct {
-        const char* szReason;
-        const char* szSwitches;
-        unsigned nPlaces;
-        uint32_t nFinding;
-        int nCategory;
-        uint8_t nEngine;
-        const char* szAsked;
-        uint32_t nBlocked;  // 0: accepted
-    } rows[] = {
-        {"nothing found", "PBCL", 0, 0, 17, LIB, "pbc", 0},
-        {"excluded: nothing else counts", "PBL", EXCL | B_HOST, PHISH, 17, LIB, "", 0},
-        {"phishing", "PBL", 0, PHISH, 17, LIB, "p", PHISH},
-        {"harmful", "PBL", 0, HARM, 17, LIB, "pb", HARM},
-        {"a finding comes before the block list", "PL", B_HOST, PHISH, 17, LIB, "p", PHISH},
-        {"trusted site, though block-listed", "PL", SITE | B_HOST, PHISH, 17, LIB, "p", 0},
-        {"trusted pattern, though block-listed", "PBL", PATTERN | B_URL, HARM, 17, LIB, "pb", 0},
-        {"allowed, yet phishing", "PC", A_HOST, PHISH, 17, LIB, "p", PHISH},
-        {"host block-listed", "L", B_HOST, 0, 17, LIB, "", HOST},
-        {"URL block-listed", "PBCL", B_URL, 0, 17, LIB, "pb", URL},
-        {"trusted, yet block-listed", "PL", SITE | PATTERN | B_HOST, 0, 17, LIB, "p", HOST},
-        {"allowed, yet block-listed", "CL", A_HOST | A_URL | B_HOST, 0, 17, LIB, "", HOST},
-        {"block list off", "PB", B_HOST, 0, 17, LIB, "pbc", 0},
-        {"blocked category", "PBC", 0, 0, 50, LIB, "pbc", CATEGORY},
-        {"blocked category, host allowed", "C", A_HOST, 0, 50, LIB, "c", 0},
-        {"blocked category, URL allowed", "C", A_URL, 0, 50, LIB, "c", 0},
-        {"blocked category, only trusted", "C", SITE | PATTERN, 0, 50, LIB, "c", CATEGORY},
-        {"blocked category, filter off", "PB", 0, 0, 50, LIB, "pbc", 0},
-        {"blocked category, filter 2 is off", "c", 0, 0, 50, LIB, "c", 0},
-        {"lookup failed", "C", 0, 0, -50, LIB, "c", 0},
-        {"category 2", "B", 0, 0, 2, LIB, "bc", HARM},
-        {"category 3", "P", 0, 0, 3, KV, "pc", PHISH},
-        {"category 2, other protection", "PbC", 0, 0, 2, LIB, "pc", 0},
-        {"category 3, other protection", "BpC", 0, 0, 3, KV, "bc", 0},
-        {"category 2, filter alone", "C", 0, 0, 2, LIB, "c", 0},
-        {"category 2, trusted site", "B", SITE, 0, 2, KV, "bc", 0},
-        {"category 3, trusted pattern", "P", PATTERN, 0, 3, LIB, "pc", 0},
-        {"category 2, allowed", "BC", A_HOST, 0, 2, LIB, "bc", HARM},
-        {"server: 2 is like any other", "BC", SITE, 0, 2, SERVER, "bc", CATEGORY},
-        {"server: 3 needs the filter", "PB", 0, 0, 3, SERVER, "pbc", 0},
-        {"server: 3 allowed", "PC", A_URL, 0, 3, SERVER, "pc", 0},
+    const unsigned P = FOUND_PHISHING, H = FOUND_HARMFUL, PH = P | H;
+    const tagFlowRow rows[] = {
+        {"nothing found", 0, 0, 17, ANY, "****", "pbc", 0},
+        {"excluded: nothing else counts", EXCL | B_HOST, PH, 50, ANY, "****", "", 0},
+
+        {"phishing, in a blocked category", 0, P, 50, ANY, "1***", "p", PHISH},
+        {"unprotected from phishing", 0, P, 50, ANY, "0*1*", "bc", CATEGORY},
+        {"unprotected from either", 0, P, 50, ANY, "0*0*", "bc", 0},
+        {"harmful", 0, H, 17, ANY, "*1**", "pb", HARM},
+        {"unprotected from harm", 0, H, 17, ANY, "*0**", "pc", 0},
+        {"phishing before harmful", 0, PH, 17, ANY, "1***", "p", PHISH},
+        {"harmful alone is looked for", 0, PH, 17, ANY, "01**", "b", HARM},
+        {"neither is looked for", 0, PH, 17, ANY, "00**", "c", 0},
+
+        {"a finding comes before the block list", B_HOST, P, 17, ANY, "1***", "p", PHISH},
+        {"no finding, block-listed", B_HOST, P, 17, ANY, "0**1", "b", HOST},
+        {"no finding, block list off", B_HOST, P, 17, ANY, "0**0", "bc", 0},
+        {"found on a trusted site: block list not asked", SITE | B_HOST, PH, 17, ANY, "1***", "p", 0},
+        {"the same, harmful", SITE | B_HOST, PH, 17, ANY, "01**", "b", 0},
+        {"not found: trust does not count", SITE | B_HOST, PH, 17, ANY, "00*1", "", HOST},
+        {"not found, block list off", SITE | B_HOST, PH, 17, ANY, "00*0", "c", 0},
+        {"found by a trusted pattern", PATTERN | B_URL, P, 17, ANY, "1***", "p", 0},
+        {"not found: the pattern does not count", PATTERN | B_URL, P, 17, ANY, "0**1", "b", URL},
+        {"not found, block list off", PATTERN | B_URL, P, 17, ANY, "0**0", "bc", 0},
+        {"allowed, yet phishing", ALLOWED, P, 17, ANY, "1***", "p", PHISH},
+        {"allowed", ALLOWED, P, 17, ANY, "0***", "bc", 0},
+        {"allowed, yet harmful", ALLOWED, H, 17, ANY, "*1**", "pb", HARM},
+        {"allowed", ALLOWED, H, 17, ANY, "*0**", "pc", 0},
+
+        {"trusted, allowed, block-listed", SITE | PATTERN | ALLOWED | B_HOST, 0, 50, ANY, "***1", "pb", HOST},
+        {"allowed, block list off", SITE | PATTERN | ALLOWED | B_HOST, 0, 50, ANY, "***0", "pbc", 0},
+        {"the block list comes before categories", B_URL, 0, 50, ANY, "***1", "pb", URL},
+        {"block list off, blocked category", B_URL, 0, 50, ANY, "**10", "pbc", CATEGORY},
+        {"block list and filter off", B_URL, 0, 50, ANY, "**00", "pbc", 0},
+
+        {"blocked category", 0, 0, 50, ANY, "**1*", "pbc", CATEGORY},
+        {"filter off", 0, 0, 50, ANY, "**0*", "pbc", 0},
+        {"trust does not lift a category", SITE | PATTERN, 0, 50, ANY, "**1*", "pbc", CATEGORY},
+        {"filter off", SITE | PATTERN, 0, 50, ANY, "**0*", "pbc", 0},
+        {"an allowed host lifts it", A_HOST, 0, 50, ANY, "****", "pbc", 0},
+        {"an allowed URL lifts it", A_URL, 0, 50, ANY, "****", "pbc", 0},
+        {"the look-up fails", 0, 0, -50, ANY, "****", "pbc", 0},
+        {"no category is blocked", NO_CATS, 0, 50, ANY, "****", "pbc", 0},
+
+        {"category 2 is browsing protection's", 0, 0, 2, LIBRARY, "*1**", "pbc", HARM},
+        {"browsing protection off", 0, 0, 2, LIBRARY, "*0**", "pbc", 0},
+        {"the server's 2 is the filter's", 0, 0, 2, SERVER, "**1*", "pbc", CATEGORY},
+        {"filter off", 0, 0, 2, SERVER, "**0*", "pbc", 0},
+        {"category 3 is phishing protection's", 0, 0, 3, LIBRARY, "1***", "pbc", PHISH},
+        {"phishing protection off", 0, 0, 3, LIBRARY, "0***", "pbc", 0},
+        {"the server's 3 is the filter's", 0, 0, 3, SERVER, "**1*", "pbc", CATEGORY},
+        {"filter off", 0, 0, 3, SERVER, "**0*", "pbc", 0},
+        {"a trusted site lifts 2", SITE, 0, 2, LIBRARY, "****", "pbc", 0},
+        {"not the server's", SITE, 0, 2, SERVER, "**1*", "pbc", CATEGORY},
+        {"filter off", SITE, 0, 2, SERVER, "**0*", "pbc", 0},
+        {"a trusted pattern lifts 3", PATTERN, 0, 3, LIBRARY, "****", "pbc", 0},
+        {"not the server's", PATTERN, 0, 3, SERVER, "**1*", "pbc", CATEGORY},
+        {"filter off", PATTERN, 0, 3, SERVER, "**0*", "pbc", 0},
+        {"allowing does not lift 2", ALLOWED, 0, 2, LIBRARY, "*1**", "pbc", HARM},
+        {"browsing protection off", ALLOWED, 0, 2, LIBRARY, "*0**", "pbc", 0},
+        {"but the server's", ALLOWED, 0, 2, SERVER, "****", "pbc", 0},
     };
     const auto message =
         fake_kernel::QueueMessage(PACKET_ID, ComposePacket({.payload = Http("GET /p", "a.example")}));
+    const uint8_t engines[] = {CATENGINE_LIBRARY, CATENGINE_LIBRARY_KV, 7};  // any other is the server
+    const std::set<std::string> allSwitches = AllSwitches();
+    std::map<std::vector<int>, std::set<std::string>> seen;
+    for (const tagFlowRow& row : rows) {
+        auto& ofSite = seen[{static_cast<int>(row.nPlaces), static_cast<int>(row.nFindings), row.nCategory}];
+        for (const uint8_t nEngine : engines) {
+            for (const std::string& digits : allSwitches) {
+                if (!Applies(row, nEngine, digits)) continue;
+                const std::string run = "engine " + std::to_string(nEngine) + ", switches " + digits;
+                SCOPED_TRACE(row.szReason + (", " + run));
+                EXPECT_TRUE(ofSite.insert(run).second) << "a row before names it, too";
+                SetUp();
+                SetSwitches(digits);
+                SetPlaces(row.nPlaces);
+                g_Flow.nFindings = row.nFindings;
+                g_Flow.nCategory = row.nCategory;
+                g_bUseCatServer = nEngine;
+
+                EXPECT_EQ(Dispatch(message).nVerdict, row.nBlocked ? NF_DROP : NF_ACCEPT);
+                EXPECT_EQ(g_Flow.trace, Trace(row, nEngine, digits));
+                if (row.nBlocked) ExpectReports(row, nEngine);
+                TearDown();
+            }
+        }
+    }
+    for (const auto& [site, runs] : seen)
+        EXPECT_EQ(runs.size(), std::size(engines) * allSwitches.size()) << testing::PrintToString(site);
+}
+
+// Appends the FTP server's address.
+void ListServer(tagSequence<tagURLSetting>& urls) {
+    constexpr std::u16string_view ADDRESS = u"198.51.100.20";
+    ADDRESS.copy(AppendElement(urls)->wszText, ADDRESS.size());
+}
+
+// The first FTP request that comes to the address lists loads the settings in the midst of the checks: those
+// before it went by the old ones, those behind it go by the new ones.
+TEST_F(DecisionFlow, TheFirstFTPAddressMatch) {
+    const struct {
+        const char* szReason;
+        const char* szSwitches;
+        bool bListed;  // in the old block list
+        void (*pfnSettings)(tagClientSettingData&);
+        const char* szAsked;
+        uint32_t nBlocked;
+    } rows[] = {
+        {"the new block list decides", "0001", false,
+         [](tagClientSettingData& s) { s.nCustomBlockList = 1, ListServer(s.vecBlockList); }, "l",
+         RESULT_BLOCK_HOST},
+        {"old list and switches are gone", "1111", true, [](tagClientSettingData&) {}, "pbl", 0},
+        {"the new switches ask, nothing loads again", "0001", false,
+         [](tagClientSettingData& s) {
+             s.nWebCategoryFilter = 1;
+             tagCategorySetting* pCategory = AppendElement(s.vecCategories);
+             pCategory->nCategory = 50, pCategory->bBlocked = 1;
+         },
+         "lc", RESULT_CATEGORY},
+        {"block list off: the allow side loads", "0010", false,
+         [](tagClientSettingData& s) { s.nWebCategoryFilter = 1, ListServer(s.vecAllowList); }, "cl", 0},
+        {"the filter is not asked twice", "0010", false, [](tagClientSettingData&) {}, "cl", RESULT_CATEGORY},
+        {"what passes before the lists loads nothing", "0000", false, [](tagClientSettingData&) {}, "", 0},
+        {"settings that cannot be had change nothing", "0001", true, nullptr, "l", RESULT_BLOCK_HOST},
+    };
+    const auto message =
+        fake_kernel::QueueMessage(PACKET_ID, ComposePacket({.nDstPort = 21, .payload = "RETR f.zip\r\n"}));
     for (const auto& row : rows) {
         SCOPED_TRACE(row.szReason);
         SetUp();
         SetSwitches(row.szSwitches);
-        g_nFinding = row.nFinding;
-        g_nCategory = row.nCategory;
-        g_bUseCatServer = row.nEngine;
-        for (const uint16_t nId : {2, 3, 50})
-            g_nBlockedCategories[g_nBlockedCategoryCount++] = nId;
-        const tagPatternTable pattern = {1, s_Pattern};
-        if (row.nPlaces & EXCL) g_ExclusionPatterns = pattern;
-        if (row.nPlaces & PATTERN) g_TrustedURLPatterns = pattern;
-        if (row.nPlaces & SITE) FillList(g_pTrustedSiteList, {"a.example/p"});
-        if (row.nPlaces & B_HOST) FillList(g_pBlockHostList, {"a.example"});
-        if (row.nPlaces & B_URL) FillList(g_pBlockURLList, {"a.example/p"});
-        if (row.nPlaces & A_HOST) FillList(g_pAllowHostList, {"a.example"});
-        if (row.nPlaces & A_URL) FillList(g_pAllowURLList, {"a.example/p"});
-
-        const tagPacketInfo info = Dispatch(message);
-        EXPECT_EQ(info.nPacketId, PACKET_ID);
-        EXPECT_EQ(info.nVerdict, row.nBlocked ? NF_DROP : NF_ACCEPT);
-        EXPECT_EQ(g_Trace, std::string(row.szAsked) + (row.nBlocked ? "RrX" : ""));
-        if (row.nBlocked) {
-            EXPECT_EQ(g_Report.nResult, row.nBlocked);
-            EXPECT_EQ(g_Report.text, Reason(row.nBlocked, row.nEngine));
-            EXPECT_EQ(g_Report.bNamesCategory, row.nEngine == SERVER) << "the library lists no names here";
-        }
+        SetPlaces(0);
+        if (row.bListed) FillList(g_pBlockAddrList, {"198.51.100.20"});
+        g_Flow.nCategory = 50;
+        g_Flow.pfnSettings = row.pfnSettings;
+        EXPECT_EQ(Dispatch(message).nVerdict, row.nBlocked ? NF_DROP : NF_ACCEPT);
+        EXPECT_EQ(g_Flow.trace, std::string(row.szAsked) + (row.nBlocked ? "RrX" : ""));
+        EXPECT_EQ(g_Flow.reports.nResult, row.nBlocked);
         TearDown();
     }
 }
@@ -273,21 +374,21 @@ TEST_F(DecisionFlow, WhichPacketsReachTheChecks) {
     for (const auto& row : rows) {
         SCOPED_TRACE(row.szReason);
         SetUp();
-        SetSwitches("P");
-        g_nFinding = RESULT_FRAUDULENT;
+        SetSwitches("1000");
+        g_Flow.nFindings = FOUND_PHISHING;
         g_ExcludedRanges = {1, &range};
         const tagPacketInfo info = Dispatch(fake_kernel::QueueMessage(PACKET_ID, row.packet));
         EXPECT_EQ(info.nPacketId, PACKET_ID);
         EXPECT_EQ(info.nVerdict, row.szScanned ? NF_DROP : NF_ACCEPT);
-        EXPECT_EQ(g_Trace, row.szScanned ? "pRrX" : "");
-        EXPECT_EQ(g_ScannedURL, row.szScanned ? row.szScanned : "");
+        EXPECT_EQ(g_Flow.trace, row.szScanned ? "pRrX" : "");
+        EXPECT_EQ(g_Flow.scannedURL, row.szScanned ? row.szScanned : "");
         TearDown();
     }
 }
 
 // A message that breaks off anywhere, and one whose packet does, passes.
 TEST_F(DecisionFlow, CutMessagesPass) {
-    SetSwitches("L");
+    SetSwitches("0001");
     FillList(g_pBlockHostList, {"a.example"});
     const Bytes packet = ComposePacket({.payload = Http("GET /p", "a.example")});
     ASSERT_EQ(packet.size() % 4, 0u) << "no padding that could go missing";
@@ -302,7 +403,7 @@ TEST_F(DecisionFlow, CutMessagesPass) {
         const auto part = std::span(packet).first(nKept);
         EXPECT_EQ(Dispatch(fake_kernel::QueueMessage(PACKET_ID, part)).nVerdict, NF_ACCEPT) << nKept;
     }
-    EXPECT_EQ(g_Trace, "");
+    EXPECT_EQ(g_Flow.trace, "");
     EXPECT_EQ(Dispatch(whole).nVerdict, NF_DROP);
 }
 
