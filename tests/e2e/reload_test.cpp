@@ -5,11 +5,10 @@
 
 #include <atomic>
 #include <chrono>
-#include <cstdlib>
 #include <string>
 #include <thread>
-#include <vector>
 
+#include "tests/e2e/background.h"
 #include "tests/e2e/daemon.h"
 #include "tests/e2e/lab.h"
 #include "tests/e2e/web_client.h"
@@ -19,33 +18,6 @@ namespace {
 bool IsNothingWaiting() {
     return Shell("awk '$1 == 0 {print $3}' /proc/net/netfilter/nfnetlink_queue").output == "0\n";
 }
-
-// Runs something again and again on threads of its own, with a pause between, until it goes out of scope.
-class Background {
-  public:
-    template <class Step>
-    Background(int nThreads, int nPauseMs, Step makeStep) {
-        for (int nThread = 0; nThread < nThreads; ++nThread) {
-            m_threads.emplace_back([this, nPauseMs, step = makeStep()]() mutable {
-                while (!m_bStop) {
-                    step();
-                    usleep(static_cast<useconds_t>(nPauseMs * 1000));
-                }
-            });
-        }
-    }
-    ~Background() {
-        m_bStop = true;
-        for (std::thread& thread : m_threads)
-            thread.join();
-    }
-    Background(const Background&) = delete;
-    Background& operator=(const Background&) = delete;
-
-  private:
-    std::atomic<bool> m_bStop = false;
-    std::vector<std::thread> m_threads;
-};
 }  // namespace
 
 class Reload : public LabTest {};
