@@ -11,10 +11,12 @@
 #include "common/profile.h"
 #include "ctl/commands.h"
 #include "ctl/daemon_process.h"
+#include "ctl/imported_lists.h"
 #include "ctl/output.h"
 #include "ctl/queue_owner.h"
 #include "ctl/rule_count.h"
 #include "ctl/settings_store.h"
+#include "ctl/status.h"
 
 namespace {
 
@@ -27,12 +29,6 @@ struct tagQueueConfig {
     uint32_t nServedQueueNum;  // of the running daemon, which may have started before a change; else the same
     std::string chain;
     std::string table;
-};
-
-struct tagStatus {
-    Json document = Json::object();
-    std::vector<std::vector<std::string>> rows;
-    std::vector<std::string> problems;
 };
 
 tagQueueConfig ReadQueueConfig();
@@ -73,6 +69,11 @@ void ShowStatus() {
     };
     attempt("queue", [&] { AddQueue(status, daemon, config); });
     attempt("rules", [&] { AddRules(status, daemon, config); });
+    AddConfig(status);
+    AddModules(status, daemon);
+    AddDataFiles(status);
+    AddEngine(status);
+    AddImportedLists(status);
     attempt("settings", [&] { AddPolicy(status); });
     for (const auto& problem : status.problems)
         status.rows.push_back({"problem", problem});
@@ -206,6 +207,10 @@ void AddPolicy(tagStatus& status) {
     }
     const size_t nCategories = store.BlockedCategories().size();
     status.rows.push_back({"entries", text + "blocked categories " + std::to_string(nCategories)});
+    if (store.IsOn(SWITCH_CATEGORY) && CountListedNames().empty()) {
+        status.problems.push_back(
+            "the protection 'category' is on, but there is no list of categories; import one");
+    }
     status.document["settings"] = {
         {"protections", switches}, {"lists", lists}, {"blocked_categories", nCategories}};
 }
