@@ -14,7 +14,8 @@ struct tagListKind {
     const char* szFile;  // the list in force
     uint32_t nMapKind;   // URLMAP_THREATS or URLMAP_CATEGORIES
 };
-constexpr tagListKind LIST_KINDS[] = {{"phishing", PHISHING_LIST, URLMAP_THREATS},
+// Kinds are compared by their address.
+inline constexpr tagListKind LIST_KINDS[] = {{"phishing", PHISHING_LIST, URLMAP_THREATS},
                                       {"harmful", HARMFUL_LIST, URLMAP_THREATS},
                                       {"category", CATEGORY_LIST, URLMAP_CATEGORIES}};
 

@@ -45,10 +45,8 @@ const char* MapTaker::Take(const tagLineItem& item, const tagCanonicalURL& url) 
 std::string MapTaker::Notes() const {
     std::string notes;
     if (m_nUnseenPaths != 0) {
-        notes =
-            std::to_string(m_nUnseenPaths) +
-            " are https URLs with a path: of an HTTPS request only the host is seen, so they are found in "
-            "plain HTTP alone";
+        notes = "https URLs with a path: " + std::to_string(m_nUnseenPaths) +
+                "; of an HTTPS request only the host is seen, so they are found in plain HTTP alone";
     }
     if (m_builder.nCategoriesLost != 0) {
         notes += (notes.empty() ? "" : "\n") + std::to_string(m_builder.nCategoriesLost) +

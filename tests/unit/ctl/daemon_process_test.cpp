@@ -21,16 +21,16 @@ class DaemonProcess : public ::testing::Test {
     }
     ~DaemonProcess() override {
         Stop();
-        std::filesystem::remove(m_markFile);
+        std::filesystem::remove_all(m_markFile);
     }
 
-    void Start(const char* szWhat) {
+    void Start(const char* szWhat, const std::string& program = FAKE_DAEMON) {
         int fds[2];
         ASSERT_EQ(pipe(fds), 0);
         m_pid = fork();
         if (m_pid == 0) {
             dup2(fds[1], STDOUT_FILENO);
-            execl(FAKE_DAEMON, "websec", szWhat, m_markFile.c_str(), nullptr);
+            execl(program.c_str(), program.c_str(), szWhat, m_markFile.c_str(), nullptr);
             _exit(127);
         }
         close(fds[1]);
@@ -49,13 +49,26 @@ class DaemonProcess : public ::testing::Test {
     std::string m_markFile = "/tmp/websecctl-mark-" + std::to_string(getpid());
 };
 
-TEST_F(DaemonProcess, ReloadReturnsOnlyWhenTheHandlerIsThrough) {
+TEST_F(DaemonProcess, ReloadAndRefreshReturnOnlyWhenTheHandlerIsThrough) {
     EXPECT_EQ(ReloadDaemon().outcome, ReloadOutcome::NotRunning);
     Start("work");
-    const tagReloadResult result = ReloadDaemon();
-    EXPECT_EQ(result.outcome, ReloadOutcome::Done);
-    EXPECT_EQ(result.pid, m_pid);
-    EXPECT_TRUE(std::filesystem::exists(m_markFile));
+    for (const auto Tell : {ReloadDaemon, RefreshDaemon}) {
+        const tagReloadResult result = Tell();
+        EXPECT_EQ(result.outcome, ReloadOutcome::Done);
+        EXPECT_EQ(result.pid, m_pid);
+        EXPECT_TRUE(std::filesystem::remove(m_markFile)) << DescribeReload(result);
+    }
+}
+
+TEST_F(DaemonProcess, ProgramIsFoundByANameThatTheKernelCuts) {
+    const std::string program = m_markFile + "/websec-catserver";
+    std::filesystem::create_directory(m_markFile);
+    std::filesystem::copy_file(FAKE_DAEMON, program);
+    Start("work", program);
+    const auto found = FindProgram("websec-catserver");
+    ASSERT_EQ(found.size(), 1u);
+    EXPECT_EQ(found[0].pid, m_pid);
+    EXPECT_FALSE(FindDaemon());
 }
 
 TEST_F(DaemonProcess, IsNotSignalledBeforeItHasAHandler) {

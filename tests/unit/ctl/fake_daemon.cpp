@@ -1,4 +1,4 @@
-// A process that looks like the daemon from outside. Its argument says what it does on SIGHUP:
+// A process that looks like the daemon from outside. Its argument says what it does on SIGHUP and SIGUSR2:
 //   work FILE   works for a while with the control signals blocked, then makes FILE
 //   die         ends
 //   start       has no handler yet, and would be ended by the signal
@@ -28,7 +28,10 @@ int main(int argc, char** argv) {
     prctl(PR_SET_PDEATHSIG, SIGKILL);
     if (argc < 2) return 2;
     if (argc > 2) szMarkFile = argv[2];
-    if (std::strcmp(argv[1], "work") == 0) signal(SIGHUP, Work);
+    if (std::strcmp(argv[1], "work") == 0) {
+        signal(SIGHUP, Work);
+        signal(SIGUSR2, Work);
+    }
     if (std::strcmp(argv[1], "die") == 0) signal(SIGHUP, Die);
     (void)!write(STDOUT_FILENO, "r", 1);  // ready
     for (;;)

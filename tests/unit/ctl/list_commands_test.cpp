@@ -142,7 +142,13 @@ TEST_F(ListCommands, EveryHelpHasAnExample) {
                                                             {"datafile"},
                                                             {"datafile", "build"},
                                                             {"datafile", "show"},
-                                                            {"datafile", "verify"}};
+                                                            {"datafile", "verify"},
+                                                            {"import"},
+                                                            {"import", "phishing"},
+                                                            {"import", "category"},
+                                                            {"import", "trust"},
+                                                            {"lists"},
+                                                            {"lists", "remove"}};
     for (auto arguments : commands) {
         arguments.push_back("--help");
         EXPECT_THAT(Run(arguments).out, HasSubstr("Example: ")) << testing::PrintToString(arguments);

@@ -31,6 +31,10 @@ class WebsecctlTest : public ::testing::Test {
     std::string Path(const std::string& name) const { return m_folder + "/" + name; }
 
     tagRun Run(std::vector<std::string> arguments, const std::string& input = "") {
+        return Finish(Start(std::move(arguments), input));
+    }
+    // In two steps, for what happens while it runs; one at a time.
+    pid_t Start(std::vector<std::string> arguments, const std::string& input = "") {
         WriteFile("stdin", input);
         const pid_t pid = fork();
         if (pid == 0) {
@@ -45,6 +49,9 @@ class WebsecctlTest : public ::testing::Test {
             execv(WEBSECCTL, argv.data());
             _exit(127);
         }
+        return pid;
+    }
+    tagRun Finish(pid_t pid) {
         int nStatus = 0;
         waitpid(pid, &nStatus, 0);
         return {WIFEXITED(nStatus) ? WEXITSTATUS(nStatus) : -1, ReadFile("stdout"), ReadFile("stderr")};

@@ -1,0 +1,52 @@
+// Imports into the policy lists.
+#include <gmock/gmock.h>
+
+#include <nlohmann/json.hpp>
+
+#include "list_folder_of_import.h"
+
+namespace {
+
+using nlohmann::json;
+using testing::HasSubstr;
+
+class ImportEntries : public ImportTest {
+  protected:
+    // How the daemon reads them, in their order.
+    std::string Listed(const char* szList) {
+        std::string text;
+        const json document = json::parse(Run({szList, "list", "--json"}).out);
+        for (const auto& entry : document["entries"])
+            text += (text.empty() ? "" : " ") + entry["read_as"].get<std::string>();
+        return text;
+    }
+};
+
+TEST_F(ImportEntries, EachListTakesWhatIsMeantForIt) {
+    WriteFile("f.txt", "! t\n||block.example^\n@@||pass.example^\n||com^\n");
+    WriteFile("p.txt", "A.example\n*.b.example\nHTTP://C.example/Path\n.co.uk\n192.0.2.7\n");
+    ASSERT_EQ(Run({"import", "block", Path("f.txt"), Path("p.txt")}).nStatus, 0);
+    EXPECT_EQ(Listed("block"), ".block.example a.example .b.example c.example/Path 192.0.2.7");
+    const tagRun allow = Run({"import", "allow", Path("f.txt"), "--subdomains"});
+    EXPECT_THAT(allow.out, HasSubstr("'block.example' blocks a name: import such rules into block"));
+    EXPECT_EQ(Listed("allow"), ".pass.example");
+    ASSERT_EQ(Run({"import", "trust", Path("f.txt")}).nStatus, 0);
+    EXPECT_EQ(Listed("trust"), "pass.example");
+}
+
+TEST_F(ImportEntries, LargeListsAreShownTheOtherWay) {
+    ASSERT_EQ(Run({"block", "add", "kept.example"}).nStatus, 0);
+    std::string names;
+    for (int n = 0; n < 500; ++n)
+        names += "n" + std::to_string(n) + ".example\nn0.example\n";
+    WriteFile("fits.txt", names);
+    WriteFile("large.txt", names + "one.more.example\n");
+    const tagRun run = Run({"import", "block", Path("large.txt")});
+    EXPECT_EQ(run.nStatus, 1);
+    EXPECT_THAT(run.err, HasSubstr("more than 500 names"));
+    EXPECT_THAT(run.err, HasSubstr("websecctl import harmful FILE"));
+    EXPECT_EQ(Listed("block"), "kept.example");
+    EXPECT_THAT(Run({"import", "block", Path("fits.txt")}).out, HasSubstr("added 500 entries"));
+}
+
+}  // namespace
