@@ -17,10 +17,12 @@ finding() { # URL REPORT
             [ "$reported" = "$2" ] || seen="reported as $reported"
             ;;
     esac
-    row "$url ($2)" blocked "$seen"
+    row "${1#http://} ($2)" blocked "$seen"
 }
 
-passes() { request "${2#*://} ($1)" allowed $lab_server "$2"; } # WHY URL
+passes() { # WHY URL
+    request "${2#http://} ($1)" allowed $lab_server "$2"
+}
 
 import_lists() {
     local lists=$LAB_DIR/lists
@@ -41,6 +43,7 @@ import_lists() {
     done
     ctl category block games
     ctl trust add trusted.example
+    ctl block add trusted.example
     ctl allow add free-games.example
     echo 'pattern.example/' | websecctl datafile build trusted $product/bpintwl.dat - >/dev/null
 }
@@ -54,12 +57,13 @@ mode_rows() { # MODE
     finding http://harm.example/x "harmful: Trojan.A"
     finding http://paths.example/evil.exe "harmful: Trojan.B"
     passes "beside the listed paths" http://paths.example/good.exe
-    passes "phishing, but trusted" http://trusted.example/
+    passes "phishing and block-listed, but trusted" http://trusted.example/
     passes "harmful, but a trusted pattern" http://pattern.example/x
     finding http://games.example/x "category: Games"
     passes "blocked category, but allowed" http://free-games.example/x
     ctl protection phishing off
     passes "phishing protection off" http://phish.example/x
+    finding http://trusted.example/ "block list"
     finding http://harm.example/y "harmful: Trojan.A"
     ctl protection phishing on
     ctl protection browsing off
@@ -85,45 +89,68 @@ library_rows() { # MODE
     finding http://phish.example/lib phishing
     finding http://harm.example/lib harmful
     ctl protection phishing off
-    passes "library's category 3, phishing protection off" http://phish.example/lib
+    passes "category 3, protection off" http://phish.example/lib
     ctl protection phishing on
     ctl protection browsing off
-    passes "library's category 2, harmful-site protection off" http://harm.example/lib
+    passes "category 2, protection off" http://harm.example/lib
     ctl protection browsing on
     mv $product/urlcheck.so.away $product/urlcheck.so
     end_daemon
 }
 
+# Answers every request for a category with the bytes that a Perl expression makes, until it is killed.
+feigned_server() { # REPLY
+    perl -MIO::Socket::INET -e 'my $reply = eval shift; $SIG{PIPE} = "IGNORE";
+        my $server = IO::Socket::INET->new(LocalAddr => "127.0.0.1:7101", Listen => 9, ReuseAddr => 1) or die;
+        while (my $peer = $server->accept) { read $peer, my $request, 12300; print $peer $reply }' "$1" &
+    for try in $(seq 50); do
+        (: </dev/tcp/127.0.0.1/7101) 2>/dev/null && break
+        sleep 0.05
+    done
+}
+
 server_rows() {
     heading "Imported lists, with the category server (catEngine=2)"
     websec-catserver 2>/dev/null &
-    local server=$! hanging start
+    local server=$!
     mode_rows 2
     finding http://weapons.example/ "category: Weapons"
     finding http://violence.example/ "category: Violence"
-
-    kill -STOP $server
-    start=$(date +%s%N)
-    curl -s -m 5 -o /dev/null $lab_server http://games.example/hang &
-    hanging=$!
-    sleep 0.2
-    request "beside a request that waits for a hanging server" blocked http://blocked.example/
-    row "meanwhile that request still waits" yes "$(kill -0 $hanging 2>/dev/null && echo yes || echo no)"
-    wait $hanging
-    row "then it is answered" 0 $?
-    row "within three seconds" yes "$([ $(($(date +%s%N) - start)) -lt 3000000000 ] && echo yes || echo no)"
-    kill -CONT $server
+    hanging_server_rows $server
     finding http://games.example/back "category: Games"
+
     kill -TERM $server
     wait $server
     passes "category server stopped" http://games.example/x
     finding http://phish.example/z phishing
+    feigned_server 'pack "V", 1'
+    passes "category server refuses" http://games.example/y
+    kill $! && wait $! 2>/dev/null
+    feigned_server 'pack("VQ", 0, 1_000_000) . 50 . "," x 999_998'
+    finding http://other.example/long "category: Games"
+    kill $! && wait $! 2>/dev/null
     end_daemon
 }
 
+# Stopped, it still gets connections, and says nothing.
+hanging_server_rows() { # PID
+    local start waiting
+    kill -STOP "$1"
+    start=$(date +%s%N)
+    curl -s -m 5 -o /dev/null $lab_server http://games.example/hang &
+    waiting=$!
+    sleep 0.2
+    request "beside a request that waits for a hanging server" blocked http://blocked.example/
+    row "meanwhile that request waits" yes "$(kill -0 $waiting 2>/dev/null && echo yes || echo no)"
+    wait $waiting
+    row "then it is answered: curl's exit status" 0 $?
+    row "within three seconds" yes "$([ $(($(date +%s%N) - start)) -lt 3000000000 ] && echo yes || echo no)"
+    kill -CONT "$1"
+}
+
 engine_rows() {
-    import_lists
     ctl protection category on
+    import_lists
     library_rows 0
     library_rows 1
     server_rows
