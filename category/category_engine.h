@@ -21,10 +21,6 @@ inline bool UsesEngineLibrary() {
     return IsLibraryMode(g_bUseCatServer);
 }
 
-// The mode that websec.cfg asks for (section ServiceConfigurations, key catEngine): its low byte, or
-// CATENGINE_LIBRARY when it says nothing. Does not set it.
-uint8_t ReadCategoryMode();
-
 // Starts the engine library when the status is 1, shuts it down when the status is 0, and changes nothing on
 // any other (category_status.h). Without a readable status it is started. A library that does not initialise
 // stays down until the next start. Returns 0. Main thread, while no worker looks up.

@@ -18,3 +18,7 @@ extern WEBSEC_API uint8_t g_bUseCatServer;  // CATENGINE_*
 constexpr bool IsLibraryMode(uint8_t nMode) {
     return nMode == CATENGINE_LIBRARY || nMode == CATENGINE_LIBRARY_KV;
 }
+
+// The mode that websec.cfg asks for (section ServiceConfigurations, key catEngine): its low byte, or
+// CATENGINE_LIBRARY when it says nothing. Does not set it. The daemon's own.
+uint8_t ReadCategoryMode();

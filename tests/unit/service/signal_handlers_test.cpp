@@ -24,7 +24,6 @@
 #include "tests/unit/service/private_machine.h"
 
 // Take the place of the engine binding in this program.
-uint8_t g_bUseCatServer = CATENGINE_LIBRARY;
 uint8_t g_bCTFunctionalityMode = 0;
 tagWebCatMapping g_WebCatMapping = {0, nullptr};
 
