@@ -22,6 +22,7 @@ class EntryTaker : public NameTaker {
 
     std::vector<tagEntry> entries;
     size_t nDuplicates = 0;
+    size_t nNarrowed = 0;  // meant sub-domains, which the trust list does not know
 
   private:
     const char* WhyOtherList(const tagLineItem& item) const;
@@ -60,6 +61,10 @@ void ImportEntries(const tagEntryImport& import) {
     Json document{
         {"list", list}, {"added", nAdded}, {"unchanged", nThere}, {"duplicates", taker.nDuplicates}};
     tally.Describe(document);
+    if (taker.nNarrowed != 0) {
+        PrintWarning("the trust list knows no sub-domains: " + std::to_string(taker.nNarrowed) +
+                     " entries stand for less than their lines say");
+    }
     document["warnings"] = WarnOfEntries(import.nList, taker.entries);
     const std::string text = list + ": added " + std::to_string(nAdded) + " entries, " +
                              std::to_string(nThere) + " were there, " + std::to_string(taker.nDuplicates) +
@@ -73,7 +78,9 @@ const char* EntryTaker::Take(const tagLineItem& item, const tagCanonicalURL& url
     if (const char* szWhyNot = WhyOtherList(item)) return szWhyNot;
     const bool bHost = url.nLength == url.nHost + 1;
     tagEntry entry = {EntryOf(item.text, url), bHost && (m_import.bSubdomains || item.bSubdomains)};
-    if (url.bAddress || m_import.nList == STORE_LIST_TRUST) entry.bSubdomains = false;
+    const bool bTrust = m_import.nList == STORE_LIST_TRUST;
+    nNarrowed += bTrust && entry.bSubdomains;
+    if (url.bAddress || bTrust) entry.bSubdomains = false;
     if (entry.text.size() >= sizeof(tagListEntryBuf::szSource)) return "is longer than a list's entry can be";
     try {
         RefuseBadEntry(entry);

@@ -5,7 +5,7 @@
 
 #include <array>
 
-// While it lives, SIGINT, SIGTERM and SIGHUP are only noted, and end system calls that wait.
+// While it lives, SIGINT, SIGTERM and SIGHUP are only noted; who waits has to look for them.
 class Interruptible {
   public:
     Interruptible();

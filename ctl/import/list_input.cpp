@@ -3,6 +3,7 @@
 #include <archive.h>
 #include <archive_entry.h>
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -117,13 +118,15 @@ void ListInput::Fail(const char* szWhy) const {
     throw CtlError("cannot read " + Quoted(m_path) + ": " + Printable(szWhy ? szWhy : "it is damaged"));
 }
 
-// Called from C: nothing may be thrown here. An interrupted wait gives up; the callers above look for it.
+// Called from C: nothing may be thrown here. An interrupted wait gives up; the callers above look for it. It
+// waits in short steps, since a signal may come just before a wait.
 long ListInput::ReadCallback(archive* pArchive, void* pInput, const void** ppBytes) {
+    constexpr int STEP_MS = 100;
     auto* pThis = static_cast<ListInput*>(pInput);
-    ssize_t nRead = -1;
-    do {
-        nRead = read(pThis->m_fd, pThis->m_buffer, sizeof pThis->m_buffer);
-    } while (nRead < 0 && errno == EINTR && !IsInterrupted());
+    pollfd ready = {pThis->m_fd, POLLIN, 0};
+    while (!IsInterrupted() && poll(&ready, 1, STEP_MS) <= 0) {
+    }
+    const ssize_t nRead = IsInterrupted() ? -1 : read(pThis->m_fd, pThis->m_buffer, sizeof pThis->m_buffer);
     if (nRead < 0) archive_set_error(pArchive, errno, "%s", std::strerror(errno));
     *ppBytes = pThis->m_buffer;
     return nRead;

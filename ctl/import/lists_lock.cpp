@@ -78,13 +78,16 @@ void MakeFolders() {
         throw CtlError("cannot make the folder " + Printable(SourcesFolder()) + ": " + error.message());
 }
 
+// In short steps: a signal that comes just before a wait must end it, too.
 void AwaitTurn(int fd) {
-    if (flock(fd, LOCK_EX | LOCK_NB) == 0) return;
-    if (errno != EWOULDBLOCK) Fail("cannot lock " + ListsFolder());
-    PrintWarning("another change of the lists is at work; waiting for it");
-    while (flock(fd, LOCK_EX) != 0) {
+    constexpr useconds_t STEP_US = 50'000;
+    bool bTold = false;
+    while (flock(fd, LOCK_EX | LOCK_NB) != 0) {
+        if (errno != EWOULDBLOCK && errno != EINTR) Fail("cannot lock " + ListsFolder());
+        if (!bTold) PrintWarning("another change of the lists is at work; waiting for it");
+        bTold = true;
+        usleep(STEP_US);
         LeaveWhenInterrupted();
-        if (errno != EINTR) Fail("cannot lock " + ListsFolder());
     }
 }
 

@@ -71,7 +71,8 @@ TEST_F(ImportLists, FoldersOfACollectionSayTheirCategories) {
         EXPECT_EQ(CategoriesOf("a.example/p"), std::vector<uint16_t>{22});
     }
     // One that is named means one folder.
-    EXPECT_THAT(Run({"import", "category", "gambling", Path("c")}).err, HasSubstr("several categories"));
+    EXPECT_THAT(Run({"import", "category", "gambling", Path("c"), "--name", "x"}).err,
+                HasSubstr("several categories"));
     EXPECT_EQ(Run({"import", "category", "Games", Path("c/gambling/domains")}).nStatus, 0);
     EXPECT_EQ(CategoriesOf("g.example"), (std::vector<uint16_t>{51, 50}));
     // The default name must not replace a list of another category.
