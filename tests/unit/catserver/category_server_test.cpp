@@ -139,6 +139,7 @@ TEST_F(CategoryServer, ServesManyAtOnceAndGivesUpTheOldestFirst) {
 TEST_F(CategoryServer, ReloadsByHangUp) {
     RunningCatserver server(folder_.Path());
     const std::string request = Request("http://bets.example/");
+    EXPECT_EQ(server.Ask(request), Reply("0")) << "nothing imported yet, and the server has started";
     PutLists({{"bets.example/", 51}});
     EXPECT_EQ(server.Ask(request), Reply("0")) << "not before it is told";
     server.Reload();
