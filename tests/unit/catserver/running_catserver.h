@@ -13,8 +13,8 @@ struct tagEndedProcess {
     std::string szErrors;
 };
 
-// Runs the program to its end with no socket handed over, but descriptor 3 open on /dev/null. Both texts are a
-// shell's, whose process becomes the program: LISTEN_PID=$$ in the environment names the program itself.
+// Runs the program to its end with no socket handed over, but descriptor 3 open on /dev/null. Both texts are
+// a shell's, whose process becomes the program: LISTEN_PID=$$ in the environment names the program itself.
 tagEndedProcess RunCatserver(const std::string& environment, const std::string& arguments);
 
 class RunningCatserver {
