@@ -41,6 +41,8 @@ TEST_F(CategoryLookup, TheModeChoosesTheLibrarysFunction) {
         const char* szCalls;
     } cases[] = {
         {0, 0, 0, "WCGetURLCategories "},
+        {0, 1, -1, "WCGetURLCategories "},
+        {1, 0, 0, "WCGetKVURLCategories "},
         {1, -7, -1, "WCGetKVURLCategories "},
     };
     for (const auto& c : cases) {

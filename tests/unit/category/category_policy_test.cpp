@@ -77,7 +77,7 @@ TEST_F(BlockedCategory, ServerModeReadsTheText) {
         {{0}, "+-5", 0, "two signs are no number"},
         {{5}, "+-5,- 5", -1, "neither are they 5"},
         {{65531, 5}, "-5", -1, "negative"},
-        {{2}, "65538,4294967298,99999999999999999999", -1, "too large, and 2 when wrapped"},
+        {{2, 0}, "65538,4294967298,99999999999999999999", -1, "too large, and 2 when wrapped"},
         {{50}, std::string(16380, ',') + "50", 50, "at the end of the field"},
         {{50}, std::string(16382, ',') + "50", 50, "no terminator, and a digit behind the field"},
     };

@@ -1,7 +1,10 @@
 #include "common/files.h"
 
+#include <fnmatch.h>
 #include <sys/stat.h>
 
+#include "common/log_file.h"
+#include "common/paths.h"
 #include "tests/unit/common/temp_folder.h"
 
 namespace {
@@ -50,6 +53,66 @@ TEST(Files, DeletesACopyThatBroke) {
     EXPECT_EQ(CopyFile("/", folder.Path("gone").c_str()), 0);
     EXPECT_EQ(IsValidPath(folder.Path("gone").c_str()), 0);
     EXPECT_EQ(IsValidPath(nullptr), 0);
+}
+
+TEST(LogFile, AppendsLines) {
+    const TempFolder folder;
+    const std::string log = folder.Path("log");
+    WriteToLog(log.c_str(), "first %s");
+    WriteToLog(log.c_str(), "");
+    WriteToLog(log.c_str(), "last");
+    EXPECT_EQ(folder.Get("log"), "first %s\n\nlast\n");
+    struct stat about = {};
+    ASSERT_EQ(stat(log.c_str(), &about), 0);
+    EXPECT_EQ(about.st_mode & 07777, 0666U);
+
+    WriteToLog(nullptr, "text");
+    WriteToLog(log.c_str(), nullptr);
+    WriteToLog(folder.Path("no/folder").c_str(), "text");
+    EXPECT_EQ(folder.CountFiles(), 1U);
+}
+
+TEST(Paths, NamesTheFolderOfTheProgram) {
+    const std::string program = std::filesystem::read_symlink("/proc/self/exe");
+    const std::string expected = program.substr(0, program.rfind('/') + 1);
+    char szFolder[260];
+    EXPECT_EQ(GetAppPath(szFolder, sizeof(szFolder)), 1);
+    EXPECT_EQ(szFolder, expected);
+    EXPECT_EQ(GetModulePath(szFolder), 1);
+    EXPECT_EQ(szFolder, expected);
+
+    char szCut[8] = "abcdefg";
+    EXPECT_EQ(GetAppPath(szCut, 2), 1);
+    EXPECT_STREQ(szCut, "/");
+    EXPECT_EQ(szCut[2], 'c');
+    EXPECT_FALSE(GetAppPath(szCut, 1) || GetAppPath(szCut, -1) || GetAppPath(nullptr, 8));
+}
+
+TEST(Paths, NamesTheProductFolderWhereItExists) {
+    char szFolder[64] = "untouched";
+    const bool bExists = std::filesystem::is_directory("/usr/lib/Morvane/Morvane");
+    EXPECT_EQ(GetKvPath(szFolder), bExists ? 1 : 0);
+    EXPECT_STREQ(szFolder, bExists ? "/usr/lib/Morvane/Morvane/" : "untouched");
+}
+
+TEST(Paths, FindsFreeNames) {
+    const TempFolder folder;
+    const std::string dir = folder.Path();
+    const std::string bare = dir.substr(0, dir.size() - 1);  // without "/" at its end
+    char szName[64];
+    EXPECT_EQ(GetUniqueFileName(dir.c_str(), "rpt", nullptr, szName), 1);
+    EXPECT_EQ(fnmatch("rpt[0-9][0-9][0-9][0-9].tmp", szName, 0), 0) << szName;
+    EXPECT_EQ(GetUniqueFileName(dir.c_str(), "", "elevenchars", szName), 1);
+    EXPECT_EQ(fnmatch("[0-9][0-9][0-9][0-9].tmp", szName, 0), 0) << szName;
+
+    // The same draws again: the name that exists by now is passed over.
+    srand(7);
+    ASSERT_EQ(GetUniqueFileName(bare.c_str(), "a", "tencharext", szName), 1);
+    const std::string first = folder.Put(szName, "");
+    srand(7);
+    ASSERT_EQ(GetUniqueFileName(bare.c_str(), "a", "tencharext", szName), 1);
+    EXPECT_EQ(fnmatch("a[0-9][0-9][0-9][0-9].tencharext", szName, 0), 0) << szName;
+    EXPECT_NE(folder.Path(szName), first);
 }
 
 }  // namespace

@@ -73,7 +73,8 @@ TEST(ProfileRead, FindsTexts) {
     } rows[] = {
         {"\t[ a ] note\r\n  K  =  two words \r\n", " A ", " k ", 0, "two words", "blanks and case"},
         {"k=0\n[B]\nk=1\n[A]\nk=2\n", "A", "k", 0, "2", "neither before a header nor in another section"},
-        {"#[A]\nk=1\n", "A", "k", 204, "", "a header in a comment"},
+        {"[A]\n#k=1\n", "A", "#k", 202, "", "what a comment says is no key"},
+        {"[A]\n;k=1\n", "A", ";k", 202, "", "nor behind a semicolon"},
         {"[A\n[A]\nk=1\n", "A", "k", 0, "1", "a header that never closes is passed over"},
         {"[A]\n[\nk=1\n", "A", "k", 202, "", "but it ends a section"},
         {"[A]\nk=a=b;c\n", "A", "k", 0, "a=b;c", "the first = counts"},

@@ -1,9 +1,13 @@
 #include "inspect/ipv4_tcp.h"
 
+#include <arpa/inet.h>
 #include <gtest/gtest.h>
 
 #include <cstring>
 
+#include "inspect/excluded_range.h"
+#include "inspect/internet_checksum.h"
+#include "policy/policy_state.h"
 #include "tests/support/packet_composer.h"
 
 namespace {
@@ -83,6 +87,63 @@ TEST(ParseIPv4TCP, RejectsEverySingleFlippedBit) {
         damaged[i / 8] ^= static_cast<uint8_t>(1 << i % 8);
         EXPECT_EQ(Parse(damaged), -1) << "bit " << i;
     }
+}
+
+TEST(InternetChecksum, GivesTheExampleOfTheStandard) {
+    const uint8_t data[] = {0x00, 0x01, 0xF2, 0x03, 0xF4, 0xF5, 0xF6, 0xF7};
+    EXPECT_EQ(ntohs(InternetChecksum(data, sizeof data, 0)), static_cast<uint16_t>(~0xDDF2));
+    EXPECT_EQ(ntohs(InternetChecksum(data, sizeof data, htons(0x1111))), static_cast<uint16_t>(~0xEF03));
+    EXPECT_EQ(InternetChecksum(nullptr, 0, 0), 0xFFFF);
+}
+
+TEST(InternetChecksum, AgreesWithThePlainSumAtEveryLengthAndAlignment) {
+    Bytes data(80);
+    for (size_t i = 0; i < data.size(); ++i)
+        data[i] = static_cast<uint8_t>(0xF1 * i + 0x93);
+    for (size_t nOffset = 0; nOffset < 8; ++nOffset) {
+        for (size_t nLength = 0; nLength + nOffset <= data.size(); ++nLength) {
+            const Bytes part(data.begin() + nOffset, data.begin() + nOffset + nLength);
+            EXPECT_EQ(ntohs(InternetChecksum(data.data() + nOffset, nLength, 0)), ReferenceChecksum(part))
+                << nOffset << "+" << nLength;
+        }
+    }
+}
+
+TEST(InternetChecksum, CarriesAreNeverLost) {
+    const Bytes longest(65535, 0xFF);
+    EXPECT_EQ(ntohs(InternetChecksum(longest.data(), longest.size(), 0)), ReferenceChecksum(longest));
+    EXPECT_EQ(InternetChecksum(longest.data(), 65534, 0xFFFFFFFF), 0);
+}
+
+uint32_t Number(const char* szAddr) {
+    return ntohl(inet_addr(szAddr));
+}
+
+TEST(IsDestinationExcluded, ComparesWithBothEndsOfEachRange) {
+    tagAddrRange ranges[] = {
+        {Number("10.0.0.0"), inet_addr("255.0.0.0")},
+        {Number("192.0.2.77"), inet_addr("255.255.255.0")},  // begins inside its network
+        {Number("240.0.0.0"), inet_addr("240.0.0.0")},       // above the largest signed number
+        {Number("198.51.100.7"), inet_addr("255.255.255.255")},
+    };
+    g_ExcludedRanges = {std::size(ranges), ranges};
+    const struct {
+        const char* szDestination;
+        int nResult;
+    } cases[] = {
+        {"9.255.255.255", 1},   {"10.0.0.0", 0},   {"10.255.255.255", 0},  {"11.0.0.0", 1},
+        {"192.0.2.76", 1},      {"192.0.2.77", 0}, {"192.0.2.255", 0},     {"192.0.3.0", 1},
+        {"239.255.255.255", 1}, {"240.0.0.0", 0},  {"255.255.255.255", 0}, {"198.51.100.7", 0},
+    };
+    for (const auto& c : cases) {
+        tagPacketInfo info{};
+        info.nDstAddr = inet_addr(c.szDestination);
+        EXPECT_EQ(IsDestinationExcluded(&info), c.nResult) << c.szDestination;
+    }
+    g_ExcludedRanges = {0, nullptr};
+    tagPacketInfo info{};
+    info.nDstAddr = inet_addr("10.0.0.0");
+    EXPECT_EQ(IsDestinationExcluded(&info), 1) << "empty table";
 }
 
 }  // namespace

@@ -1,15 +1,19 @@
 #include "modules/store/store.h"
 
 #include <gmock/gmock.h>
+#include <gtest/gtest.h>
 #include <sys/stat.h>
 
 #include <fstream>
+#include <string>
 
 #include "modules/store/store_settings.h"
 #include "modules/store/store_sources.h"
+#include "modules/store/store_text.h"
 #include "tests/unit/modules/temp_store.h"
 
 namespace {
+
 using StoreTest = TempStoreTest;
 
 void Write(const std::string& file, const std::string& bytes) {
@@ -89,4 +93,82 @@ TEST_F(StoreTest, WaitsForALockNoLongerThanTold) {
     CloseStore(&other);
     EXPECT_EQ(BeginStoreChange(&m_store), STORE_OK);
 }
+
+using StoreSettingsTest = TempStoreTest;
+
+std::vector<std::string> Entries(tagStore* pStore, int nList) {
+    std::vector<std::string> entries;
+    const auto keep = [](const tagStoredEntry* pEntry, void* pEntries) {
+        static_cast<std::vector<std::string>*>(pEntries)->push_back(
+            pEntry->szText + std::string(pEntry->bSubdomains ? " +" : ""));
+        return 0;
+    };
+    EXPECT_EQ(ForEachStoredEntry(pStore, nList, keep, &entries), STORE_OK) << pStore->szError;
+    return entries;
+}
+
+TEST_F(StoreSettingsTest, ListsKeepTheirOrderAndEachTextOnce) {
+    CreateStore();
+    EXPECT_EQ(AddStoredEntry(&m_store, STORE_LIST_BLOCK, "z.example", 0), STORE_OK);
+    EXPECT_EQ(AddStoredEntry(&m_store, STORE_LIST_BLOCK, "a.example/x", 0), STORE_OK);
+    EXPECT_EQ(AddStoredEntry(&m_store, STORE_LIST_BLOCK, "z.example", 0), STORE_EXISTS);
+    EXPECT_EQ(AddStoredEntry(&m_store, STORE_LIST_BLOCK, "z.example", 1), STORE_OK);
+    EXPECT_EQ(AddStoredEntry(&m_store, STORE_LIST_ALLOW, "z.example", 0), STORE_OK);
+    EXPECT_EQ(RemoveStoredEntry(&m_store, STORE_LIST_ALLOW, "a.example/x"), STORE_NOT_FOUND);
+    for (const std::string& unfit :
+         {std::string(), std::string(1024, 'a'), std::string("a\nb"), std::string("\xFF")})
+        EXPECT_EQ(AddStoredEntry(&m_store, STORE_LIST_ALLOW, unfit.c_str(), 0), STORE_BAD_VALUE) << unfit;
+    EXPECT_THAT(Entries(&m_store, STORE_LIST_BLOCK), testing::ElementsAre("z.example +", "a.example/x"));
+    EXPECT_EQ(RemoveStoredEntry(&m_store, STORE_LIST_BLOCK, "z.example"), STORE_OK);
+    EXPECT_EQ(AddStoredEntry(&m_store, STORE_LIST_BLOCK, "z.example", 0), STORE_OK);
+    EXPECT_THAT(Entries(&m_store, STORE_LIST_BLOCK), testing::ElementsAre("a.example/x", "z.example"));
+}
+
+TEST_F(StoreSettingsTest, AChangeIsKeptWholeOrNotAtAll) {
+    CreateStore();
+    for (const int bKeep : {0, 1}) {
+        ASSERT_EQ(BeginStoreChange(&m_store), STORE_OK);
+        EXPECT_EQ(AddStoredEntry(&m_store, STORE_LIST_BLOCK, "a.example", 0), STORE_OK);
+        EXPECT_EQ(WriteSwitch(&m_store, SWITCH_REPORT, 0), STORE_OK);
+        EXPECT_EQ(EndStoreChange(&m_store, bKeep), STORE_OK);
+        uint32_t bReport = 2;
+        EXPECT_EQ(ReadSwitch(&m_store, SWITCH_REPORT, &bReport), STORE_OK);
+        EXPECT_EQ(bReport, bKeep ? 0u : 1u);
+        EXPECT_EQ(Entries(&m_store, STORE_LIST_BLOCK).size(), bKeep ? 1u : 0u);
+    }
+}
+
+std::string Decode(std::u16string_view wide, size_t nSize = 64) {
+    std::string out(nSize, '#');
+    DecodeWideText(out, wide);
+    return out.c_str();
+}
+
+TEST(StoreText, DecodesWideFields) {
+    struct {
+        const char* szReason;
+        std::u16string wide;
+        const char* szText;
+    } const rows[] = {
+        {"plain", u"a.example/x", "a.example/x"},
+        {"ends at its NUL", std::u16string(u"ab\0cd", 5), "ab"},
+        {"UTF-8 bytes, widened as signed values", u"caf\xFFC3\xFFA9", "caf\xC3\xA9"},
+        {"real UTF-16", u"caf\u00E9 \u20AC", "caf\xC3\xA9 \xE2\x82\xAC"},
+        {"a byte that is no UTF-8", u"/\xFFFF\xFFE9x", "/%FF%E9x"},
+        {"a sequence cut by the end", u"\xFFE2\xFF82", "%E2%82"},
+        {"an overlong slash", u"\xFFC0\xFFAF", "%C0%AF"},
+        {"terminal escapes, also the 8-bit one", u"\x1B[2J\x7F\xFFC2\xFF9B", "%1B[2J%7F%C2%9B"},
+        {"half a surrogate pair", u"\xD83D", "%ED%A0%BD"},
+    };
+    for (const auto& row : rows)
+        EXPECT_EQ(Decode(row.wide), row.szText) << row.szReason;
+}
+
+TEST(StoreText, CutsAtACharacter) {
+    EXPECT_EQ(Decode(u"ab\xFFC3\xFFA9", 4), "ab");
+    EXPECT_EQ(Decode(u"ab\xFFC3\xFFA9", 5), "ab\xC3\xA9");
+    EXPECT_EQ(Decode(u"a\x01", 4), "a");
+    EXPECT_EQ(Decode(std::u16string(1024, u'\xFFFF'), DecodedSize(1025)).size(), 3 * 1024u);
+}
+
 }  // namespace

@@ -1,7 +1,11 @@
-#include "common/byte_search.h"
-
 #include <fcntl.h>
+#include <gtest/gtest.h>
 
+#include <array>
+
+#include "common/byte_search.h"
+#include "common/crc32.h"
+#include "common/nibble_swap.h"
 #include "tests/unit/common/temp_folder.h"
 
 namespace {
@@ -69,6 +73,61 @@ TEST(ByteSearch, RefusesWhatCannotBeSearched) {
     EXPECT_EQ(SearchInFile(fd, Bytes(longest), 0xFFFFFFFF, 0), -1);  // the length must not wrap
     EXPECT_EQ(SearchInFile(fd, Bytes("a"), 1, 0), -1);               // the pattern is not upper-cased
     close(fd);
+}
+
+TEST(Crc32, GivesTheStandardCheckValues) {
+    CKVCrc32 crc32;
+    unsigned int nCrc = 0;
+    EXPECT_EQ(crc32.GetStringCrc32("123456789", &nCrc), 1);
+    EXPECT_EQ(nCrc, 0xCBF43926U);
+    EXPECT_EQ(crc32.GetBuffCrc32(Bytes("123456789"), 9, &nCrc), 1);
+    EXPECT_EQ(nCrc, 0x340BC6D9U);
+    nCrc = 0xFFFFFFFF;
+    EXPECT_EQ(crc32.GetBuffCrc32Ex(Bytes("1234"), 4, &nCrc), 1);
+    EXPECT_EQ(crc32.GetBuffCrc32Ex(Bytes("56789"), 5, &nCrc), 1);
+    EXPECT_EQ(crc32.GetBuffCrc32Ex(Bytes("x"), -1, &nCrc), 1);
+    EXPECT_EQ(nCrc, 0x340BC6D9U);
+}
+
+TEST(Crc32, RunsOverWholeFiles) {
+    CKVCrc32 crc32;
+    const TempFolder folder;
+    for (const int nBytes : {0, 1, 1024, 1025, 3000}) {
+        std::string bytes(static_cast<size_t>(nBytes), '\xA5');
+        if (nBytes > 1) bytes[1] = '\0';
+        const std::string path = folder.Put("file", bytes);
+        unsigned int nRegister = 0;
+        unsigned int nBuffered = 1;
+        unsigned int nPlain = 2;
+        crc32.GetBuffCrc32(Bytes(bytes), nBytes, &nRegister);
+        EXPECT_EQ(crc32.GetFileCrc32fopen(path.c_str(), &nBuffered), 1);
+        EXPECT_EQ(crc32.GetFileCrc32open(path.c_str(), &nPlain), 1);
+        EXPECT_EQ(nBuffered, ~nRegister) << nBytes;
+        EXPECT_EQ(nPlain, ~nRegister) << nBytes;
+    }
+}
+
+TEST(Crc32, LeavesTheResultAloneOnFailure) {
+    CKVCrc32 crc32;
+    unsigned int nCrc = 42;
+    EXPECT_FALSE(crc32.GetStringCrc32(nullptr, &nCrc) || crc32.GetBuffCrc32(nullptr, 1, &nCrc) ||
+                 crc32.GetBuffCrc32Ex(nullptr, 1, &nCrc));
+    for (const char* szPath : {static_cast<const char*>(nullptr), "/nonexistent", "/"}) {
+        EXPECT_EQ(crc32.GetFileCrc32fopen(szPath, &nCrc), 0);
+        EXPECT_EQ(crc32.GetFileCrc32open(szPath, &nCrc), 0);
+    }
+    EXPECT_EQ(nCrc, 42U);
+}
+
+TEST(NibbleSwap, SwapsTheFirstBytesOnly) {
+    for (const auto swap : {Encrypt, Decrypt}) {
+        std::array<unsigned char, 3> bytes = {0x12, 0xF0, 0x3A};
+        swap(bytes.data(), 2);
+        EXPECT_EQ(bytes, (std::array<unsigned char, 3>{0x21, 0x0F, 0x3A}));
+        swap(bytes.data(), -1);
+        EXPECT_EQ(bytes[0], 0x21);
+        swap(nullptr, 2);
+    }
 }
 
 }  // namespace
