@@ -1,7 +1,10 @@
 // websecctl - the administrator's command line of websec. Exit status 0; 1 when something was refused or
 // failed; 2 when the command line itself is wrong.
+#include <algorithm>
 #include <exception>
 #include <iostream>
+#include <string>
+#include <string_view>
 
 #include "ctl/commands.h"
 #include "ctl/output.h"
@@ -15,7 +18,7 @@ constexpr void (*COMMAND_GROUPS[])(CLI::App&) = {
     AddExplainCommand,    AddStatusCommand, AddReloadCommand,   AddDatafileCommand, AddReportCommand,
 };
 
-int Refuse(const char* szReason);
+int Refuse(const std::string& reason, int nStatus);
 
 }  // namespace
 
@@ -29,22 +32,25 @@ int main(int argc, char** argv) try {
     for (const auto AddGroup : COMMAND_GROUPS)
         AddGroup(app);
     try {
+        // A wrong command line may end the parser before it comes to the flag.
+        g_OutputOptions.bJson = std::find(argv, argv + argc, std::string_view("--json")) != argv + argc;
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
-        return app.exit(error) == 0 ? 0 : EXIT_USAGE;
+        if (error.get_exit_code() == 0) return app.exit(error);
+        return Refuse(error.what(), EXIT_USAGE);
     }
     std::cout.flush();
-    return std::cout ? 0 : Refuse("cannot write to standard output");
+    return std::cout ? 0 : Refuse("cannot write to standard output", EXIT_REFUSED);
 } catch (const std::exception& error) {
-    return Refuse(error.what());
+    return Refuse(error.what(), EXIT_REFUSED);
 }
 
 namespace {
 
-int Refuse(const char* szReason) {
+int Refuse(const std::string& reason, int nStatus) {
     std::cout.flush();
-    std::cerr << "websecctl: " << szReason << '\n';
-    return EXIT_REFUSED;
+    PrintError(reason, nStatus == EXIT_USAGE ? "Run with --help for more information." : "");
+    return nStatus;
 }
 
 }  // namespace

@@ -21,7 +21,20 @@ void PrintAnswer(const Json& document, const std::string& text) {
 }
 
 void PrintWarning(std::string_view text) {
-    std::cerr << "websecctl: warning: " << text << '\n';
+    if (g_OutputOptions.bJson) {
+        std::cerr << JsonText({{"warning", text}}, -1) << '\n';
+    } else {
+        std::cerr << "websecctl: warning: " << text << '\n';
+    }
+}
+
+void PrintError(std::string_view text, std::string_view advice) {
+    if (g_OutputOptions.bJson) {
+        std::cerr << JsonText({{"error", text}}, -1) << '\n';
+        return;
+    }
+    std::cerr << "websecctl: " << text << '\n';
+    if (!advice.empty()) std::cerr << advice << '\n';
 }
 
 std::string AlignColumns(const std::vector<std::vector<std::string>>& rows) {

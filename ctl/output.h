@@ -30,8 +30,12 @@ std::string JsonText(const Json& document, int nIndent);
 // One answer: the document with --json, else the text with a line end behind it.
 void PrintAnswer(const Json& document, const std::string& text);
 
-// "websecctl: warning: ..." on standard error, in both forms of output.
+// On standard error: "websecctl: warning: ...", or with --json {"warning": "..."} on a line of its own.
 void PrintWarning(std::string_view text);
+
+// On standard error: "websecctl: ..." with the advice, if any, on the next line, or with --json
+// {"error": "..."}.
+void PrintError(std::string_view text, std::string_view advice);
 
 // The rows with their columns aligned, two blanks between; no blanks at line ends, no line end behind the
 // last.

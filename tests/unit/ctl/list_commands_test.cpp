@@ -125,6 +125,26 @@ TEST_F(ListCommands, TellWrongUsageFromRefusal) {
     }
 }
 
+TEST_F(ListCommands, RefuseInJsonWhereItIsAsked) {
+    const struct {
+        std::vector<std::string> arguments;
+        int nStatus;
+        const char* szReason;
+    } rows[] = {
+        {{"--json", "block", "list"}, 1, "no settings store"},
+        {{"block", "add", "a\"\xFF b", "--json"}, 1, "blank"},
+        {{"block", "put", "--json"}, 2, "subcommand is required"},
+        {{"report", "--limit", "x", "--json"}, 2, "--limit"},
+    };
+    for (const auto& row : rows) {
+        const tagRun run = Run(row.arguments);
+        EXPECT_EQ(run.nStatus, row.nStatus);
+        const json document = json::parse(run.err, nullptr, false);
+        ASSERT_TRUE(document.contains("error")) << run.err;
+        EXPECT_THAT(std::string(document["error"]), HasSubstr(row.szReason));
+    }
+}
+
 TEST_F(ListCommands, EveryHelpHasAnExample) {
     const std::vector<std::vector<std::string>> commands = {{},
                                                             {"protection"},
