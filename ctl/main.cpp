@@ -8,6 +8,7 @@
 
 #include "ctl/commands.h"
 #include "ctl/output.h"
+#include "ctl/usage_error.h"
 
 namespace {
 
@@ -37,7 +38,7 @@ int main(int argc, char** argv) try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
         if (error.get_exit_code() == 0) return app.exit(error);
-        return Refuse(error.what(), EXIT_USAGE);
+        return Refuse(UsageErrorText(app, error), EXIT_USAGE);
     }
     std::cout.flush();
     return std::cout ? 0 : Refuse("cannot write to standard output", EXIT_REFUSED);

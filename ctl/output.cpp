@@ -37,6 +37,13 @@ void PrintError(std::string_view text, std::string_view advice) {
     if (!advice.empty()) std::cerr << advice << '\n';
 }
 
+std::string Joined(const std::vector<std::string>& parts, std::string_view separator) {
+    std::string text;
+    for (size_t i = 0; i < parts.size(); ++i)
+        text.append(i == 0 ? "" : separator).append(parts[i]);
+    return text;
+}
+
 std::string AlignColumns(const std::vector<std::vector<std::string>>& rows) {
     std::vector<size_t> widths;
     for (const auto& row : rows) {

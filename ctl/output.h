@@ -37,6 +37,9 @@ void PrintWarning(std::string_view text);
 // {"error": "..."}.
 void PrintError(std::string_view text, std::string_view advice);
 
+// The parts in one text, with the separator between any two.
+std::string Joined(const std::vector<std::string>& parts, std::string_view separator);
+
 // The rows with their columns aligned, two blanks between; no blanks at line ends, no line end behind the
 // last.
 std::string AlignColumns(const std::vector<std::vector<std::string>>& rows);

@@ -107,18 +107,26 @@ TEST_F(ListCommands, WarnOfEntriesThatAreReadOtherwise) {
 }
 
 TEST_F(ListCommands, TellWrongUsageFromRefusal) {
-    const std::vector<std::vector<std::string>> wrong = {
-        {},
-        {"block"},
-        {"block", "add"},
-        {"block", "put", "a.example"},
-        {"trust", "add", "a.example", "--subdomains"},
-        {"protection", "phishing"},
-        {"protection", "phishing", "maybe"},
-        {"datafile", "build", "lists", "out.dat"},
+    const struct {
+        std::vector<std::string> arguments;
+        const char* szReason;
+    } wrong[] = {
+        {{}, "subcommand is required"},
+        {{"block"}, "subcommand is required"},
+        {{"block", "add"}, "ENTRY is required"},
+        {{"block", "put", "a.example"}, "block has no command 'put'; it has: add, remove, list"},
+        {{"blok", "add", "a.example"}, "there is no command 'blok'; did you mean 'block'?"},
+        {{"report", "sumary"}, "report has no command 'sumary'; did you mean 'summary'?"},
+        {{"trust", "add", "a.example", "--subdomains"}, "--subdomains"},
+        {{"protection", "phishing"}, "STATE is required"},
+        {{"protection", "phishing", "maybe"}, "maybe"},
+        {{"datafile", "build", "lists", "out.dat"}, "lists"},
     };
-    for (const auto& arguments : wrong)
-        EXPECT_EQ(Run(arguments).nStatus, 2) << testing::PrintToString(arguments);
+    for (const auto& row : wrong) {
+        const tagRun run = Run(row.arguments);
+        EXPECT_EQ(run.nStatus, 2) << testing::PrintToString(row.arguments);
+        EXPECT_THAT(run.err, HasSubstr(row.szReason));
+    }
     for (const auto& arguments :
          {std::vector<std::string>{"--help"}, {"--version"}, {"trust", "add", "--help"}}) {
         EXPECT_EQ(Run(arguments).nStatus, 0) << testing::PrintToString(arguments);
@@ -133,7 +141,7 @@ TEST_F(ListCommands, RefuseInJsonWhereItIsAsked) {
     } rows[] = {
         {{"--json", "block", "list"}, 1, "no settings store"},
         {{"block", "add", "a\"\xFF b", "--json"}, 1, "blank"},
-        {{"block", "put", "--json"}, 2, "subcommand is required"},
+        {{"block", "put", "--json"}, 2, "has no command 'put'"},
         {{"report", "--limit", "x", "--json"}, 2, "--limit"},
     };
     for (const auto& row : rows) {
