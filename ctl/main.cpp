@@ -9,6 +9,7 @@
 #include "ctl/commands.h"
 #include "ctl/output.h"
 #include "ctl/usage_error.h"
+#include "ctl/verbatim_arguments.h"
 
 namespace {
 
@@ -35,7 +36,7 @@ int main(int argc, char** argv) try {
     try {
         // A wrong command line may end the parser before it comes to the flag.
         g_OutputOptions.bJson = std::find(argv, argv + argc, std::string_view("--json")) != argv + argc;
-        app.parse(argc, argv);
+        ParseVerbatim(app, argc, argv);
     } catch (const CLI::ParseError& error) {
         if (error.get_exit_code() == 0) return app.exit(error);
         return Refuse(UsageErrorText(app, error), EXIT_USAGE);

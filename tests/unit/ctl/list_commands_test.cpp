@@ -53,6 +53,7 @@ TEST_F(ListCommands, RefuseWithValueAndReasonAndChangeNothing) {
         {"http://me:pw@a.example:81/", "'http://me", "holds a user name"},
         {"10.0.0.256", "'10.0.0.256'", "is not an IPv4 address"},
         {"1.2.3.4.5/p", "'1.2.3.4.5/p'", "is not an IPv4 address"},
+        {"[a,b]", "'[a,b]'", "IPv6 address"},
     };
     ASSERT_EQ(Run({"allow", "add", "kept.example"}).nStatus, 0);
     for (const auto& row : rows) {
