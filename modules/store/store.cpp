@@ -1,6 +1,7 @@
 #include "modules/store/store.h"
 
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -14,9 +15,12 @@
 #include "modules/store/store_sql.h"
 
 namespace {
-int ConnectStore(tagStore* pStore, int nMode, int nBusyMs);
+int ConnectStore(tagStore* pStore, const char* szFile, int nMode, int nBusyMs);
 int WaitForLock(void* pBusyMs, int nCalls);
-int CreateFileOf(tagStore* pStore);
+int CreateStoreFile(tagStore* pStore, int nBusyMs);
+int PutNewFile(tagStore* pStore, int nBusyMs);
+int FillNewFile(tagStore* pStore, const char* szFile, int nBusyMs);
+void RemoveDatabase(const char* szFile);
 int SystemRefusal(tagStore* pStore, int nErrno);
 int CheckVersion(tagStore* pStore, int nMode);
 }  // namespace
@@ -29,8 +33,8 @@ const char* StorePath() {
 int OpenStore(tagStore* pStore, int nMode, int nBusyMs) {
     *pStore = {};
     int nResult = CopyText(pStore->szPath, StorePath()) == 0 ? STORE_OK : SystemRefusal(pStore, ENAMETOOLONG);
-    if (nResult == STORE_OK && nMode == STORE_CREATE) nResult = CreateFileOf(pStore);
-    if (nResult == STORE_OK) nResult = ConnectStore(pStore, nMode, nBusyMs);
+    if (nResult == STORE_OK && nMode == STORE_CREATE) nResult = CreateStoreFile(pStore, nBusyMs);
+    if (nResult == STORE_OK) nResult = ConnectStore(pStore, pStore->szPath, nMode, nBusyMs);
     if (nResult != STORE_OK) CloseStore(pStore);
     return nResult;
 }
@@ -61,9 +65,9 @@ int EndStoreChange(tagStore* pStore, int bKeep) {
 }
 
 namespace {
-int ConnectStore(tagStore* pStore, int nMode, int nBusyMs) {
+int ConnectStore(tagStore* pStore, const char* szFile, int nMode, int nBusyMs) {
     const int nOpened =
-        sqlite3_open_v2(pStore->szPath, &pStore->pDb, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX, nullptr);
+        sqlite3_open_v2(szFile, &pStore->pDb, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX, nullptr);
     if (nOpened != SQLITE_OK) return StoreError(pStore, nOpened);
     pStore->nBusyMs = nBusyMs;
     sqlite3_busy_handler(pStore->pDb, WaitForLock, &pStore->nBusyMs);
@@ -78,19 +82,56 @@ int WaitForLock(void* pBusyMs, int nCalls) {
     return 1;
 }
 
-// The file is made before SQLite opens it so that its mode is right from the start, whatever the umask; the
-// journal files take theirs from it.
-int CreateFileOf(tagStore* pStore) {
+int CreateStoreFile(tagStore* pStore, int nBusyMs) {
+    if (access(pStore->szPath, F_OK) == 0) return STORE_OK;
     char szDirectory[sizeof pStore->szPath];
     CopyText(szDirectory, pStore->szPath);
-    if (char* pSlash = std::strrchr(szDirectory, '/'); pSlash && pSlash != szDirectory) {
-        *pSlash = '\0';
-        if (mkdir(szDirectory, 0700) != 0 && errno != EEXIST) return SystemRefusal(pStore, errno);
-    }
-    const int fd = open(pStore->szPath, O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
-    if (fd == -1) return errno == EEXIST ? STORE_OK : SystemRefusal(pStore, errno);
+    char* pSlash = std::strrchr(szDirectory, '/');
+    const bool bOwn = pSlash && pSlash != szDirectory;
+    if (bOwn) *pSlash = '\0';
+    if (bOwn && mkdir(szDirectory, 0700) != 0 && errno != EEXIST) return SystemRefusal(pStore, errno);
+
+    const int fd = open(bOwn ? szDirectory : pSlash ? "/" : ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (fd == -1) return SystemRefusal(pStore, errno);
+    int nResult = STORE_OK;
+    // One process at a time: a second one finds the store of the first.
+    if (flock(fd, LOCK_EX) != 0) nResult = SystemRefusal(pStore, errno);
+    if (nResult == STORE_OK && access(pStore->szPath, F_OK) != 0) nResult = PutNewFile(pStore, nBusyMs);
     close(fd);
-    return STORE_OK;
+    return nResult;
+}
+
+// Made beside its place, the file gets its name when it is whole: a disk that is full half-way leaves nothing
+// behind.
+int PutNewFile(tagStore* pStore, int nBusyMs) {
+    char szFile[sizeof pStore->szPath + sizeof ".XXXXXX"];
+    std::snprintf(szFile, sizeof szFile, "%s.XXXXXX", pStore->szPath);
+    const int fd = mkostemp(szFile, O_CLOEXEC);  // 0600; the journal files take their mode from it
+    if (fd == -1) return SystemRefusal(pStore, errno);
+    close(fd);
+    int nResult = FillNewFile(pStore, szFile, nBusyMs);
+    if (nResult == STORE_OK) {
+        RemoveDatabase(pStore->szPath);  // the journals of one that was deleted would be read into this one
+        if (rename(szFile, pStore->szPath) != 0) nResult = SystemRefusal(pStore, errno);
+    }
+    if (nResult != STORE_OK) RemoveDatabase(szFile);
+    return nResult;
+}
+
+// All of it stands in the file itself then, none in a journal beside it.
+int FillNewFile(tagStore* pStore, const char* szFile, int nBusyMs) {
+    int nResult = ConnectStore(pStore, szFile, STORE_CREATE, nBusyMs);
+    if (nResult == STORE_OK) nResult = RunSql(pStore, "PRAGMA wal_checkpoint(TRUNCATE)");
+    CloseStore(pStore);
+    return nResult;
+}
+
+void RemoveDatabase(const char* szFile) {
+    for (const char* szEnd : {"", "-journal", "-wal", "-shm"}) {
+        char szPart[sizeof tagStore::szPath + sizeof ".XXXXXX-journal"];
+        std::snprintf(szPart, sizeof szPart, "%s%s", szFile, szEnd);
+        unlink(szPart);
+    }
 }
 
 int SystemRefusal(tagStore* pStore, int nErrno) {

@@ -2,6 +2,8 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 
 #include <fstream>
@@ -30,6 +32,23 @@ TEST_F(StoreTest, IsMadeForItsOwnerAlone) {
         ASSERT_EQ(stat(file.c_str(), &status), 0) << file;
         EXPECT_EQ(status.st_mode & 0777, nMode) << file;
     }
+}
+
+// A limit on the size of files stands for a full disk.
+TEST_F(StoreTest, LeavesNothingBehindWhenTheDiskIsFullAndCanBeMadeLater) {
+    struct rlimit saved;
+    ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &saved), 0);
+    signal(SIGXFSZ, SIG_IGN);
+    for (const rlim_t nBytes : {1u, 5000u, 33000u}) {
+        const struct rlimit full = {nBytes, saved.rlim_max};
+        setrlimit(RLIMIT_FSIZE, &full);
+        EXPECT_NE(OpenStore(&m_store, STORE_CREATE, 100), STORE_OK) << nBytes;
+        setrlimit(RLIMIT_FSIZE, &saved);
+        EXPECT_TRUE(std::filesystem::is_empty(m_directory + "/own")) << nBytes;
+    }
+    signal(SIGXFSZ, SIG_DFL);
+    Write(m_file + "-wal", "of a store that was deleted");
+    CreateStore();
 }
 
 TEST_F(StoreTest, RefusesWhatItCannotRead) {
