@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cctype>
 #include <string_view>
 
 #include "common/copy_text.h"
@@ -20,6 +21,7 @@ std::string_view BehindScheme(std::string_view text);
 std::string_view AuthorityOf(std::string_view text);
 bool NamesIPv6Address(std::string_view authority);
 std::string HostOf(const tagEntryReading& reading);
+size_t FindNoHostCharacter(std::string_view host);
 std::string AsItLooks(const tagEntry& entry);
 void WarnOfAddress(const tagEntry& entry, const tagEntryReading& reading, std::vector<std::string>& warnings);
 std::string WhyReadOtherwise(std::string_view text);
@@ -39,7 +41,7 @@ const char* EntryTypeName(uint8_t nType) {
     return nType == ENTRY_URL ? "URL" : nType == ENTRY_ADDRESS ? "address" : "host";
 }
 
-void RefuseBadEntry(const tagEntry& entry) {
+void RefuseBadEntry(int nList, const tagEntry& entry) {
     const auto refuse = [&entry](const std::string& why) {
         throw CtlError("refused: " + Quoted(entry.text) + " " + why);
     };
@@ -62,6 +64,13 @@ void RefuseBadEntry(const tagEntry& entry) {
     if (host.find_first_not_of("0123456789.") == host.npos && IsDottedIPv4(host.c_str()) != 0) {
         refuse("is not an IPv4 address");
     }
+    if (const size_t nWrong = FindNoHostCharacter(host); nWrong != host.npos) {
+        refuse("holds " + Quoted(host.substr(nWrong, 1)) + ", which no host name has" +
+               (host[nWrong] == '*' ? "; --subdomains covers all below a domain" : ""));
+    }
+    if (nList == STORE_LIST_TRUST && reading.text.starts_with('.')) {
+        refuse("begins with a dot, but trust is for single URLs and covers no sub-domains");
+    }
 }
 
 std::vector<std::string> EntryWarnings(int nList, const tagEntry& entry) {
@@ -76,11 +85,16 @@ std::vector<std::string> EntryWarnings(int nList, const tagEntry& entry) {
     }
     if (entry.bSubdomains && reading.nType == ENTRY_URL) {
         warnings.push_back("with sub-domains it is read as the URL " + Quoted(reading.text) +
-                           ", which no request has; leave the path or --subdomains out");
+                           ", which only requests to the addresses behind it have; leave the path or "
+                           "--subdomains out");
     }
     WarnOfAddress(entry, reading, warnings);
     if (reading.nType == ENTRY_URL && entry.text.starts_with("https://")) {
         warnings.push_back("of an HTTPS request only the host is seen; with a path it matches none");
+    }
+    if (reading.text.find('#') != std::string::npos) {
+        warnings.push_back(
+            "browsers keep a '#' and what follows it to themselves; it matches FTP files only");
     }
     if (HasCapitalThatCounts(nList, reading)) {
         warnings.push_back(
@@ -116,6 +130,16 @@ std::string HostOf(const tagEntryReading& reading) {
     std::string host = reading.text.substr(0, reading.text.find('/'));
     if (host.starts_with('.')) host.erase(0, 1);
     return host;
+}
+
+// Of a character that stands in no host of a request, or npos. Bytes outside ASCII pass: some clients send
+// names as they are typed.
+size_t FindNoHostCharacter(std::string_view host) {
+    const auto isWrong = [](unsigned char c) {
+        return c < 0x80 && !std::isalnum(c) && c != '-' && c != '.' && c != '_';
+    };
+    const auto found = std::find_if(host.begin(), host.end(), isWrong);
+    return found == host.end() ? host.npos : static_cast<size_t>(found - host.begin());
 }
 
 void WarnOfAddress(const tagEntry& entry, const tagEntryReading& reading,

@@ -18,8 +18,9 @@ tagEntryReading ReadAsDaemon(const tagEntry& entry);
 // "host", "address" or "URL".
 const char* EntryTypeName(uint8_t nType);
 
-// Throws CtlError that names the entry and why it cannot be taken.
-void RefuseBadEntry(const tagEntry& entry);
+// Throws CtlError that names the entry and why it cannot be taken: no request could ever match it. nList is
+// STORE_LIST_*.
+void RefuseBadEntry(int nList, const tagEntry& entry);
 
-// A sentence for each surprise; none for an entry that means what it looks like. nList is STORE_LIST_*.
+// A sentence for each surprise; none for an entry that means what it looks like.
 std::vector<std::string> EntryWarnings(int nList, const tagEntry& entry);

@@ -77,7 +77,7 @@ void AddEntries(int nList, const tagListArguments& arguments) {
     for (const auto& text : arguments.entries)
         entries.push_back({text, arguments.bSubdomains});
     for (const auto& entry : entries)
-        RefuseBadEntry(entry);
+        RefuseBadEntry(nList, entry);
 
     SettingsStore store(STORE_CREATE);
     Json added = Json::array(), unchanged = Json::array();

@@ -54,6 +54,10 @@ TEST_F(ListCommands, RefuseWithValueAndReasonAndChangeNothing) {
         {"10.0.0.256", "'10.0.0.256'", "is not an IPv4 address"},
         {"1.2.3.4.5/p", "'1.2.3.4.5/p'", "is not an IPv4 address"},
         {"[a,b]", "'[a,b]'", "IPv6 address"},
+        {"{}", "'{}'", "holds '{', which no host name has"},
+        {"*.a.example", "'*.a.example'", "--subdomains covers"},
+        {"a.example?q=1", "'a.example?q=1'", "holds '?'"},
+        {"http://a.example\\b/c", "'http://", "no host name has"},
     };
     ASSERT_EQ(Run({"allow", "add", "kept.example"}).nStatus, 0);
     for (const auto& row : rows) {
@@ -63,6 +67,7 @@ TEST_F(ListCommands, RefuseWithValueAndReasonAndChangeNothing) {
         EXPECT_THAT(run.err, HasSubstr(row.szReason)) << row.value;
         EXPECT_EQ(run.out, "");
     }
+    EXPECT_THAT(Run({"trust", "add", ".a.example/p"}).err, HasSubstr("covers no sub-domains"));
     const tagRun missing = Run({"allow", "remove", "kept.example", "other.example"});
     EXPECT_EQ(missing.nStatus, 1);
     EXPECT_THAT(missing.err, HasSubstr("'other.example' is not in the allow list"));
@@ -88,8 +93,9 @@ TEST_F(ListCommands, WarnOfEntriesThatAreReadOtherwise) {
         {{"block", "add", "http://a.example:81/p"},
          "read as the host 'a.example'; a ':' and all that follows"},
         {{"block", "add", "ftp://a.example:21/p"}, "read as the URL 'a.example/p'; a port is left out"},
-        {{"block", "add", "*.a.example"}, "no wildcards"},
-        {{"block", "add", "a.example/p", "--subdomains"}, "URL '.a.example/p', which no request has"},
+        {{"block", "add", "a.example/*"}, "no wildcards"},
+        {{"block", "add", "a.example/p#q"}, "keep a '#'"},
+        {{"block", "add", "a.example/p", "--subdomains"}, "URL '.a.example/p', which only requests to"},
         {{"block", "add", "10.0.0.1", "--subdomains"}, "an address has no sub-domains"},
         {{"block", "add", "10.0.0.0/8"}, "no ranges of addresses"},
         {{"block", "add", "127.1"}, "requests carry '127.0.0.1'"},
