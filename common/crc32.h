@@ -2,8 +2,7 @@
 // names, const or not, are part of the interface.
 #pragma once
 
-#include <cstdint>
-
+#include "common/crc32_step.h"
 #include "common/export.h"
 
 // Each operation gives 1, or 0 with *crc untouched when a pointer is null or the file cannot be read. An
@@ -28,5 +27,5 @@ class WEBSEC_API CKVCrc32 {
     int GetStringCrc32(const char* text, unsigned int* crc);
 
   private:
-    uint32_t m_nTable[256];
+    tagCrc32Table m_Table;
 };

@@ -7,6 +7,8 @@
 #include <cstddef>
 #include <span>
 
+#include "common/crc32_step.h"
+
 namespace {
 
 constexpr off_t CHECKSUM_OFFSET = 84;
@@ -23,7 +25,7 @@ bool CalculateCheckSum(int fd, uint32_t* pChecksum) {
     std::array<uint8_t, READ_BYTES> buffer;
     const std::span<uint8_t> header(buffer.data(), CHECKSUM_END);
     if (ReadAt(fd, header, 0) != CHECKSUM_END) return false;
-    uint32_t nCrc = RunCrc(0xFFFFFFFF, header.first(CHECKSUM_OFFSET));
+    uint32_t nCrc = RunCrc(CRC32_START, header.first(CHECKSUM_OFFSET));
 
     off_t nOffset = CHECKSUM_END;
     for (;;) {
@@ -53,24 +55,9 @@ ssize_t ReadAt(int fd, std::span<uint8_t> buffer, off_t nOffset) {
     return static_cast<ssize_t>(nFilled);
 }
 
-constexpr std::array<uint32_t, 256> MakeCrcTable() {
-    std::array<uint32_t, 256> table{};
-    for (uint32_t n = 0; n < table.size(); ++n) {
-        uint32_t c = n;
-        for (int nBit = 0; nBit < 8; ++nBit) {
-            c = (c & 1) != 0 ? 0xEDB88320 ^ (c >> 1) : c >> 1;
-        }
-        table[n] = c;
-    }
-    return table;
-}
-
 uint32_t RunCrc(uint32_t nCrc, std::span<const uint8_t> bytes) {
-    static constexpr std::array<uint32_t, 256> kTable = MakeCrcTable();
-    for (const uint8_t b : bytes) {
-        nCrc = kTable[(nCrc ^ b) & 0xFF] ^ (nCrc >> 8);
-    }
-    return nCrc;
+    static constexpr tagCrc32Table TABLE = MakeCrc32Table();
+    return AdvanceCrc32(TABLE, nCrc, bytes.data(), bytes.size());
 }
 
 }  // namespace
