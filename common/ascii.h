@@ -1,5 +1,10 @@
-// Letter case and white space by the ASCII table alone, whatever the locale says. Leaf header.
+// Letter case and white space by the ASCII table alone, whatever the locale says: host names, header names
+// and the texts of data files are ASCII where case does not matter, and any other byte stands for itself.
+// Leaf header.
 #pragma once
+
+#include <algorithm>
+#include <string_view>
 
 template <class Unit>
 constexpr Unit AsciiLower(Unit c) {
@@ -14,4 +19,19 @@ constexpr Unit AsciiUpper(Unit c) {
 // Space, tab, newline, vertical tab, form feed, carriage return.
 constexpr bool IsBlank(char c) {
     return c == ' ' || (c >= '\t' && c <= '\r');
+}
+
+constexpr bool SameNoCase(char a, char b) {
+    return AsciiLower(a) == AsciiLower(b);
+}
+
+inline bool EqualNoCase(std::string_view a, std::string_view b) {
+    return std::equal(a.begin(), a.end(), b.begin(), b.end(), SameNoCase);
+}
+
+// Position of the first occurrence of `what` in `text`, or npos. An empty `what` is found at 0.
+inline size_t FindNoCase(std::string_view text, std::string_view what) {
+    const auto found = std::search(text.begin(), text.end(), what.begin(), what.end(), SameNoCase);
+    return found == text.end() && !what.empty() ? std::string_view::npos
+                                                : static_cast<size_t>(found - text.begin());
 }

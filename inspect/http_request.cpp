@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "common/ascii_case.h"
+#include "common/ascii.h"
 #include "common/copy_text.h"
 #include "inspect/protocol_detect.h"
 #include "inspect/target_text.h"

@@ -2,7 +2,7 @@
 
 #include <string_view>
 
-#include "common/ascii_case.h"
+#include "common/ascii.h"
 #include "common/cancellation_off.h"
 #include "policy/policy_state.h"
 #include "policy/settings_load.h"

@@ -10,7 +10,7 @@
 #include <cstring>
 #include <string_view>
 
-#include "common/ascii_case.h"
+#include "common/ascii.h"
 #include "common/cancellation_off.h"
 #include "modules/asapsdk/check_sum.h"
 

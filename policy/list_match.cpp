@@ -2,7 +2,7 @@
 
 #include <string_view>
 
-#include "common/ascii_case.h"
+#include "common/ascii.h"
 #include "policy/addr_match.h"
 
 namespace {

@@ -3,7 +3,7 @@
 #include <span>
 #include <string_view>
 
-#include "common/ascii_case.h"
+#include "common/ascii.h"
 #include "policy/policy_state.h"
 
 namespace {

@@ -7,7 +7,7 @@
 #include <algorithm>
 #include <span>
 
-#include "common/ascii_case.h"
+#include "common/ascii.h"
 
 namespace {
 
@@ -93,7 +93,7 @@ int PutHost(std::string_view authority, tagCanonicalURL* pTo) {
     if (host.size() > CANONICAL_HOST_MAX) return CANONICAL_TOO_LONG;
     for (size_t n = 0; n < host.size(); ++n) {
         if (static_cast<uint8_t>(host[n]) <= ' ' || host[n] == 0x7F) return CANONICAL_HOST;
-        pTo->szText[n] = FoldASCII(host[n]);
+        pTo->szText[n] = AsciiLower(host[n]);
     }
     pTo->nPort = static_cast<uint16_t>(std::min(nPort, uint32_t{UINT16_MAX}));
     pTo->nHost = static_cast<uint16_t>(host.size());
@@ -161,12 +161,12 @@ size_t Unescape(std::string_view text, char* pTo) {
 
 int HexDigit(char c) {
     if (c >= '0' && c <= '9') return c - '0';
-    c = FoldASCII(c);
+    c = AsciiLower(c);
     return c >= 'a' && c <= 'f' ? c - 'a' + 10 : -1;
 }
 
 bool IsUnreserved(char c) {
-    const char cFolded = FoldASCII(c);
+    const char cFolded = AsciiLower(c);
     return (cFolded >= 'a' && cFolded <= 'z') || (c >= '0' && c <= '9') || c == '-' || c == '.' || c == '_' ||
            c == '~';
 }
