@@ -11,11 +11,11 @@ unsigned int my_strlen(const char* text) {
 }
 
 int my_stricmp(const char* a, const char* b) {
-    return detail::CompareTexts(a, b, detail::NO_LIMIT, detail::kFolded);
+    return detail::CompareTexts(a, b, detail::NO_LIMIT, detail::FOLDED);
 }
 
 int my_strnicmp(const char* a, const char* b, unsigned int n) {
-    return detail::CompareTexts(a, b, n, detail::kFolded);
+    return detail::CompareTexts(a, b, n, detail::FOLDED);
 }
 
 char* my_strstr(const char* text, const char* pattern) {

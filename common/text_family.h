@@ -22,10 +22,10 @@ constexpr To ConvertUnit(From c) {
     }
 }
 
-constexpr auto kWidened = [](auto c) -> unsigned { return ConvertUnit<char16_t>(c); };
+constexpr auto WIDENED = [](auto c) -> unsigned { return ConvertUnit<char16_t>(c); };
 
 // Not letters only: '@' and '`' fold together too, and a blank folds to 0.
-constexpr auto kFolded = [](auto c) -> unsigned { return std::make_unsigned_t<decltype(c)>(c) & ~0x20U; };
+constexpr auto FOLDED = [](auto c) -> unsigned { return std::make_unsigned_t<decltype(c)>(c) & ~0x20U; };
 
 template <class Unit>
 size_t TextLength(const Unit* pText) {

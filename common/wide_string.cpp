@@ -42,23 +42,23 @@ char16_t* my_wcsstr(const char16_t* text, const char16_t* pattern) {
 }
 
 int my_wcscmp(const char16_t* a, const char16_t* b) {
-    return detail::CompareTexts(a, b, detail::NO_LIMIT, detail::kWidened);
+    return detail::CompareTexts(a, b, detail::NO_LIMIT, detail::WIDENED);
 }
 
 int my_wcsncmp(const char16_t* a, const char16_t* b, unsigned int n) {
-    return detail::CompareTexts(a, b, n, detail::kWidened);
+    return detail::CompareTexts(a, b, n, detail::WIDENED);
 }
 
 int my_wcscscmp(const char16_t* a, const char* b) {
-    return detail::CompareTexts(a, b, detail::NO_LIMIT, detail::kWidened);
+    return detail::CompareTexts(a, b, detail::NO_LIMIT, detail::WIDENED);
 }
 
 int my_wcsicmp(const char16_t* a, const char16_t* b) {
-    return detail::CompareTexts(a, b, detail::NO_LIMIT, detail::kFolded);
+    return detail::CompareTexts(a, b, detail::NO_LIMIT, detail::FOLDED);
 }
 
 int my_wcsnicmp(const char16_t* a, const char16_t* b, unsigned int n) {
-    return detail::CompareTexts(a, b, n, detail::kFolded);
+    return detail::CompareTexts(a, b, n, detail::FOLDED);
 }
 
 char16_t* my_wcsrev(char16_t* text) {

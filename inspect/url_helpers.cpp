@@ -28,10 +28,10 @@ int StripURLPort(char* szText, size_t nStart) {
 
 int NormaliseURL(tagWebRequest* pRequest) {
     if (!pRequest) return 2;
-    constexpr std::string_view kSchemes[] = {"http://", "https://", "ftp://"};
+    constexpr std::string_view SCHEMES[] = {"http://", "https://", "ftp://"};
     const std::string_view url(pRequest->szURL);
     std::string_view rest;
-    for (const std::string_view scheme : kSchemes) {
+    for (const std::string_view scheme : SCHEMES) {
         if (!url.starts_with(scheme)) continue;
         rest = url.substr(scheme.size());
         break;
@@ -43,8 +43,8 @@ int NormaliseURL(tagWebRequest* pRequest) {
 
 int TrimURLTail(char* szText, size_t nLength) {
     if (!szText || nLength == 0) return 2;
-    constexpr std::string_view kSeparators = "/?#\n";
-    while (nLength >= 2 && kSeparators.find(szText[nLength - 1]) != std::string_view::npos) {
+    constexpr std::string_view SEPARATORS = "/?#\n";
+    while (nLength >= 2 && SEPARATORS.find(szText[nLength - 1]) != std::string_view::npos) {
         szText[--nLength] = '\0';
     }
     return 0;

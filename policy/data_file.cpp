@@ -52,8 +52,8 @@ int CheckDataFileHeader(int fd) {
     if (ReadExactly(fd, &header, sizeof header) != 0) return 1;
 
     // With its NUL: a longer text in the file is another text.
-    constexpr std::string_view kCopyright(DATAFILE_COPYRIGHT, sizeof DATAFILE_COPYRIGHT);
-    if (!EqualNoCase({header.szCopyright, kCopyright.size()}, kCopyright)) return 1;
+    constexpr std::string_view COPYRIGHT(DATAFILE_COPYRIGHT, sizeof DATAFILE_COPYRIGHT);
+    if (!EqualNoCase({header.szCopyright, COPYRIGHT.size()}, COPYRIGHT)) return 1;
     if (std::memcmp(header.szMagic, DATAFILE_MAGIC, sizeof header.szMagic) != 0) return 1;
 
     uint32_t nChecksum = 0;

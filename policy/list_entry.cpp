@@ -19,7 +19,7 @@ struct tagKindLists {
     tagListEntry** ppAddrs;
 };
 
-constexpr std::array<tagKindLists, 3> kListsOfKind = {{
+constexpr std::array<tagKindLists, 3> LISTS_OF_KIND = {{
     {&g_pBlockHostList, &g_pBlockURLList, &g_pBlockAddrList},  // LIST_BLOCK
     {&g_pAllowHostList, &g_pAllowURLList, &g_pAllowAddrList},  // LIST_ALLOW
     {&g_pTrustedSiteList, &g_pTrustedSiteList, nullptr},       // LIST_TRUSTED
@@ -48,7 +48,7 @@ int AddListEntry(tagListEntryBuf& entry) {
     if (std::strlen(entry.szSource) < 2) return 2;
     (void)ParseListEntry(entry);
 
-    const tagKindLists& lists = kListsOfKind[entry.nListKind];
+    const tagKindLists& lists = LISTS_OF_KIND[entry.nListKind];
     if (entry.nEntryType == ENTRY_HOST) {
         (void)AppendText(lists.ppHosts, entry.szEntry);
         return 0;
@@ -92,16 +92,16 @@ namespace {
 
 // szHostPart becomes szSource without scheme and port.
 void SplitScheme(tagListEntryBuf& entry) {
-    constexpr std::string_view kWebSchemes[] = {"http://", "https://"};
-    constexpr std::string_view kFTPScheme = "ftp://";
+    constexpr std::string_view WEB_SCHEMES[] = {"http://", "https://"};
+    constexpr std::string_view FTP_SCHEME = "ftp://";
     const std::string_view source(entry.szSource);
 
     size_t nStart = 0;
-    for (const std::string_view scheme : kWebSchemes) {
+    for (const std::string_view scheme : WEB_SCHEMES) {
         if (source.starts_with(scheme)) nStart = scheme.size();
     }
-    if (source.starts_with(kFTPScheme)) {
-        nStart = kFTPScheme.size();
+    if (source.starts_with(FTP_SCHEME)) {
+        nStart = FTP_SCHEME.size();
         g_bKeepPathAfterPort = 1;
     }
     (void)StripURLPort(entry.szSource, nStart);

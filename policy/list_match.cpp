@@ -17,9 +17,9 @@ struct tagListSide {
     uint32_t nURLResult;
 };
 
-constexpr tagListSide kBlockSide = {0, &g_pBlockHostList, &g_pBlockURLList, RESULT_BLOCK_HOST,
+constexpr tagListSide BLOCK_SIDE = {0, &g_pBlockHostList, &g_pBlockURLList, RESULT_BLOCK_HOST,
                                     RESULT_BLOCK_URL};
-constexpr tagListSide kAllowSide = {1, &g_pAllowHostList, &g_pAllowURLList, RESULT_ALLOW_HOST,
+constexpr tagListSide ALLOW_SIDE = {1, &g_pAllowHostList, &g_pAllowURLList, RESULT_ALLOW_HOST,
                                     RESULT_ALLOW_URL};
 
 int CheckSide(tagWebRequest& request, const tagListSide& side);
@@ -32,11 +32,11 @@ bool NameCoversHost(std::string_view entry, std::string_view host);
 
 int CheckBlockLists(tagWebRequest* pRequest) {
     if (g_bCustomBlockList == 0) return 6;
-    return CheckSide(*pRequest, kBlockSide);
+    return CheckSide(*pRequest, BLOCK_SIDE);
 }
 
 int CheckAllowLists(tagWebRequest* pRequest) {
-    return CheckSide(*pRequest, kAllowSide);
+    return CheckSide(*pRequest, ALLOW_SIDE);
 }
 
 int CheckTrustedSites(tagWebRequest* pRequest) {
@@ -105,17 +105,17 @@ bool BeginsWithWww(std::string_view text) {
 
 // szEntry begins with ".".
 bool DomainCoversHost(const char* szEntry, const char* szHost) {
-    constexpr std::string_view kDottedWww = ".www.";
+    constexpr std::string_view DOTTED_WWW = ".www.";
     if (CompareTail(szHost, szEntry) >= 0 || CompareTail(szHost, szEntry + 1) >= 0) return true;
-    return std::string_view(szEntry).starts_with(kDottedWww) &&
-           CompareTail(szHost, szEntry + kDottedWww.size()) >= 0;
+    return std::string_view(szEntry).starts_with(DOTTED_WWW) &&
+           CompareTail(szHost, szEntry + DOTTED_WWW.size()) >= 0;
 }
 
 bool NameCoversHost(std::string_view entry, std::string_view host) {
-    constexpr std::string_view kWww = "www.";
+    constexpr std::string_view WWW = "www.";
     if (EqualNoCase(entry, host)) return true;
-    if (entry.starts_with(kWww)) return EqualNoCase(entry.substr(kWww.size()), host);
-    return EqualNoCase(host.substr(0, kWww.size()), kWww) && EqualNoCase(host.substr(kWww.size()), entry);
+    if (entry.starts_with(WWW)) return EqualNoCase(entry.substr(WWW.size()), host);
+    return EqualNoCase(host.substr(0, WWW.size()), WWW) && EqualNoCase(host.substr(WWW.size()), entry);
 }
 
 }  // namespace

@@ -94,9 +94,9 @@ const char* AdmissionText(int nAdmission) {
 namespace {
 
 std::string_view TrimBlanks(std::string_view text) {
-    constexpr std::string_view kBlanks = " \t\r\n\v\f";
-    const size_t nFirst = std::min(text.find_first_not_of(kBlanks), text.size());
-    return text.substr(nFirst, text.find_last_not_of(kBlanks) + 1 - nFirst);
+    constexpr std::string_view BLANKS = " \t\r\n\v\f";
+    const size_t nFirst = std::min(text.find_first_not_of(BLANKS), text.size());
+    return text.substr(nFirst, text.find_last_not_of(BLANKS) + 1 - nFirst);
 }
 
 std::string_view DropWildcardLabel(std::string_view text) {
@@ -107,9 +107,9 @@ std::string_view DropWildcardLabel(std::string_view text) {
 // Prefix length or mask, first and last address, wildcards, and addresses with parts missing. With a scheme
 // in front the same text is a URL.
 bool IsAddressRange(std::string_view text) {
-    constexpr std::string_view kRangeHost = "0123456789.-*";
+    constexpr std::string_view RANGE_HOST = "0123456789.-*";
     const std::string_view host = text.substr(0, text.find('/'));
-    if (!HasOnly(host, kRangeHost)) return false;
+    if (!HasOnly(host, RANGE_HOST)) return false;
     const std::string_view mask = text.substr(host.size());
     const auto nDots = std::count(host.begin(), host.end(), '.') - (host.ends_with('.') ? 1 : 0);
     return host.find_first_of("-*") != std::string_view::npos || nDots < 3 ||
@@ -154,9 +154,9 @@ bool AreLabelsValid(std::string_view host) {
 int JudgePath(const tagCanonicalURL& url) {
     const std::string_view behindHost(url.szText + url.nHost, url.nLength - url.nHost);
     if (behindHost.find(':') != std::string_view::npos) return ADMIT_COLON;
-    const uint16_t kUsualPorts[] = {0, 21, 80, 443};
+    const uint16_t USUAL_PORTS[] = {0, 21, 80, 443};
     const bool bUsual =
-        std::find(std::begin(kUsualPorts), std::end(kUsualPorts), url.nPort) != std::end(kUsualPorts);
+        std::find(std::begin(USUAL_PORTS), std::end(USUAL_PORTS), url.nPort) != std::end(USUAL_PORTS);
     return bUsual || behindHost == "/" ? ADMIT_OK : ADMIT_PORT_PATH;
 }
 

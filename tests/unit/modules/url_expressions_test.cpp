@@ -94,10 +94,10 @@ TEST(URLExpressions, ListedNameReachesRequest) {
 TEST(URLExpressions, LongestFirstAndNoneTwice) {
     tagURLKeys keys;
     ASSERT_EQ(MakeURLKeys("a.b.example/1/2?q", &keys), 8u);
-    const char* const kOrder[] = {"a.b.example/1/2?q", "a.b.example/1/2", "a.b.example/1/", "a.b.example/",
-                                  "b.example/1/2?q",   "b.example/1/2",   "b.example/1/",   "b.example/"};
-    for (size_t n = 0; n < std::size(kOrder); ++n) {
-        EXPECT_EQ(keys.nKeys[n], URLKey(kOrder[n])) << kOrder[n];
+    const char* const ORDER[] = {"a.b.example/1/2?q", "a.b.example/1/2", "a.b.example/1/", "a.b.example/",
+                                 "b.example/1/2?q",   "b.example/1/2",   "b.example/1/",   "b.example/"};
+    for (size_t n = 0; n < std::size(ORDER); ++n) {
+        EXPECT_EQ(keys.nKeys[n], URLKey(ORDER[n])) << ORDER[n];
     }
     EXPECT_EQ(URLKey("abc"), 0xBA7816BF8F01CFEAu);
 
