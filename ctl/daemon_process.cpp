@@ -2,10 +2,10 @@
 
 #include <signal.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <charconv>
 #include <chrono>
-#include <cstring>
 #include <thread>
 #include <vector>
 

@@ -1,11 +1,9 @@
 #include "ctl/queue_owner.h"
 
 #include <dirent.h>
-#include <fcntl.h>
 #include <linux/netlink.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <memory>

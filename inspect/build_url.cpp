@@ -4,7 +4,6 @@
 #include <initializer_list>
 #include <string_view>
 
-#include "common/copy_text.h"
 #include "inspect/url_helpers.h"
 
 namespace {

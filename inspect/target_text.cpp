@@ -1,7 +1,6 @@
 #include "inspect/target_text.h"
 
 #include <algorithm>
-#include <string_view>
 
 #include "common/copy_text.h"
 

@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstring>
 
 #include "intercept/packet_store.h"
 #include "intercept/queue_attributes.h"
