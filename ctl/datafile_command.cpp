@@ -96,10 +96,7 @@ void Show(const tagDataFileArguments& arguments) {
     const tagDataFileContent content = ReadDataFile(arguments.file, kind);
     if (!content.problems.empty()) throw CtlError(DamageText(arguments.file, content));
     const auto lines = FormatRecords(kind, content.records);
-    std::string text;
-    for (const auto& line : lines)
-        text += (text.empty() ? "" : "\n") + line;
-    PrintAnswer({{"file", arguments.file}, {"kind", kind.szName}, {"records", lines}}, text);
+    PrintAnswer({{"file", arguments.file}, {"kind", kind.szName}, {"records", lines}}, Joined(lines, "\n"));
 }
 
 void Verify(const tagDataFileArguments& arguments) {
@@ -117,10 +114,7 @@ void Verify(const tagDataFileArguments& arguments) {
 }
 
 std::string DamageText(const std::string& path, const tagDataFileContent& content) {
-    std::string text;
-    for (const auto& problem : content.problems)
-        text += (text.empty() ? "" : "; ") + problem;
-    return Printable(path) + " is damaged: " + text;
+    return Printable(path) + " is damaged: " + Joined(content.problems, "; ");
 }
 
 std::string ReadInput(const tagDataFileKind& kind, const std::string& input) {

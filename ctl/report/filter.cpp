@@ -2,6 +2,7 @@
 
 #include <vector>
 
+#include "ctl/output.h"
 #include "ctl/report/reason.h"
 #include "ctl/time_argument.h"
 
@@ -29,10 +30,7 @@ std::string DescribeChoice(const tagReportChoice& choice) {
     if (choice.user) parts.push_back("user " + *choice.user);
     if (choice.host) parts.push_back("host " + *choice.host);
     if (choice.nResultMask != 0) parts.push_back("reason " + ReasonNames(choice.nResultMask));
-    std::string text;
-    for (const auto& part : parts)
-        text += (text.empty() ? "" : ", ") + part;
-    return text;
+    return Joined(parts, ", ");
 }
 
 namespace {
