@@ -141,6 +141,12 @@ TEST_F(Reports, WithoutTheModuleNothingIsBlocked) {
     MustRun("mv " + module + ".away " + module);
 }
 
+// websecctl says that it would be of no use; whoever signals the daemon all the same does no harm.
+void ReloadInVain() {
+    EXPECT_EQ(Shell("websecctl reload").nStatus, 1);
+    MustRun("pkill -HUP -x websec; sleep 0.2");
+}
+
 // The settings in force stay in force.
 TEST_F(Reports, AReloadThatCannotReadTheStore) {
     tagDaemon daemon = StartDaemon();
@@ -160,14 +166,14 @@ TEST_F(Reports, AReloadThatCannotReadTheStore) {
         SCOPED_TRACE(row.szReason);
         MustRun("rm -f " + db + "*; cp /run/sound.db " + db);
         MustRun(row.damage);
-        MustRun("websecctl reload");
+        ReloadInVain();
         EXPECT_TRUE(Get("blocked.example").bReset);
         EXPECT_EQ(Get("allowed.example").nStatus, 200);
     }
 
     MustRun("rm -f " + db + "*; cp /run/sound.db " + db);
     Sql("PRAGMA user_version = 99");
-    MustRun("websecctl reload");
+    ReloadInVain();
     EXPECT_TRUE(Get("blocked.example").bReset) << "of a newer version";
 
     MustRun("rm -f " + db + "*; cp /run/sound.db " + db);
@@ -178,7 +184,7 @@ TEST_F(Reports, AReloadThatCannotReadTheStore) {
                      nullptr, nullptr, nullptr),
         SQLITE_OK)
         << sqlite3_errmsg(pDb);
-    MustRun("websecctl reload");
+    ReloadInVain();
     EXPECT_TRUE(Get("blocked.example").bReset) << "locked";
     sqlite3_close(pDb);
     EXPECT_EQ(StopDaemon(daemon), 0);
