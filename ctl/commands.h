@@ -14,3 +14,4 @@ void AddExplainCommand(CLI::App& app);
 void AddReportCommand(CLI::App& app);
 void AddImportCommand(CLI::App& app);
 void AddListsCommand(CLI::App& app);
+void AddRulesCommand(CLI::App& app);

@@ -4,6 +4,8 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "intercept/close_rules.h"
+#include "intercept/live_rules.h"
 #include "intercept/run_command.h"
 #include "service/service_config.h"
 
@@ -64,6 +66,9 @@ int ManageIptableRules(uint32_t nMode) {
         // The primary goes first: its listing may also contain the fallback's key.
         if (nStatus != 0 || nMode == RULE_REMOVE) (void)ApplyRuleText(group, group.fallback, nMode);
     }
+    // Behind the plain rules: a rule that was put back stands above the jump then, which moves it up again.
+    if (g_bLiveTraffic == 1) ManageLiveRules(nMode);
+    if (g_bCloseBypasses == 1) ManageCloseRules(nMode);
     return 0;
 }
 

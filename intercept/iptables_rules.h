@@ -15,6 +15,7 @@ enum : uint32_t { RULE_ADD = 1, RULE_REMOVE = 2 };
 // listing shows of the rule. Returns the exit status of the last command run, 1 when an argument is null.
 uint32_t ApplyIptableRule(const char* szRuleText, const char* szCheckKey, uint32_t nMode);
 
-// All three groups. A group whose primary rule cannot be applied gets its fallback rule; a removal looks for
-// the fallback in any case, so that no rule is left behind. Returns 0.
+// All three groups, and the chains of g_bLiveTraffic and g_bCloseBypasses. A group whose primary rule cannot
+// be applied gets its fallback rule; a removal looks for the fallback in any case, so that no rule is left
+// behind. Returns 0.
 int ManageIptableRules(uint32_t nMode);

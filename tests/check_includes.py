@@ -22,7 +22,7 @@ RIGHT_OF = {
 # Anyone may include a leaf; leaves, and the sources behind them, include only common/ and other leaves.
 LEAVES = set("""
     inspect/web_request.h inspect/url_helpers.h inspect/internet_checksum.h
-    intercept/packet_info.h intercept/queue_attributes.h
+    intercept/packet_info.h intercept/queue_attributes.h intercept/stream_marks.h
     service/service_config.h
     policy/data_file.h policy/client_settings.h policy/policy_switches.h
     category/category_mode.h category/category_server_protocol.h category/category_table.h category/webcat_library.h

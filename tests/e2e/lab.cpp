@@ -20,6 +20,14 @@ std::string RealIptables() {
     return "/usr/sbin/iptables-" + s_Kind;
 }
 
+// The programs that are used beside it: where their links in /usr/sbin lead.
+void LinkCompanions(const std::function<std::string(const std::string&, const std::string&)>& target) {
+    const std::pair<const char*, const char*> programs[] = {
+        {"iptables", "-restore"}, {"ip6tables", ""}, {"ip6tables", "-restore"}};
+    for (const auto& [szFamily, szProgram] : programs)
+        MustRun("ln -sf " + target(szFamily, szProgram) + " /usr/sbin/" + szFamily + szProgram);
+}
+
 void ReadToEnd(FILE* pFile, std::string& text) {
     char block[4096];
     for (size_t n = 0; (n = fread(block, 1, sizeof block, pFile)) != 0;)
@@ -90,6 +98,9 @@ void UseIptables(const std::string& kind, const std::string& body) {
     WriteFile(IPTABLES, "#!/bin/sh\nprintf '%s\\n' \"$*\" >>" + log + "\n" + body + "\nexec " +
                             RealIptables() + " \"$@\"\n");
     (void)Shell(std::string("chmod 755 ") + IPTABLES);
+    LinkCompanions([&](const std::string& family, const std::string& program) {
+        return "/usr/sbin/" + family + "-" + kind + program;
+    });
 }
 
 std::string IptablesCalls() {
@@ -124,6 +135,9 @@ void LabTest::SetUp() {
     setenv("UBSAN_OPTIONS", ("print_stacktrace=1:log_path=" + LabFile("sanitizer")).c_str(), 1);
     (void)Shell("rm -rf /var/lib/websec; cd " PRODUCT_DIR " && rm -f websec.cfg *.opt *.dat");
     (void)Shell(std::string("ln -sf /etc/alternatives/iptables ") + IPTABLES);
+    LinkCompanions([](const std::string& family, const std::string& program) {
+        return "/etc/alternatives/" + family + program;
+    });
     s_Kind = "nft";
     MustRun("websecctl protection report on");
 }

@@ -33,7 +33,8 @@ bool Within(int nMilliseconds, const std::function<bool()>& isTrue);
 size_t ServersSaw(std::string_view text);
 
 // Puts a script in the place of /usr/sbin/iptables that runs `body` and then the real program of that kind
-// ("nft" or "legacy"). Each call's arguments stand as a line in IptablesLog().
+// ("nft" or "legacy"); iptables-restore and those for IPv6 are of that kind, too. Each call's arguments stand
+// as a line in IptablesCalls().
 void UseIptables(const std::string& kind, const std::string& body = "");
 // The calls since UseIptables or ForgetIptablesCalls, a line each.
 std::string IptablesCalls();
