@@ -138,25 +138,32 @@ TEST_P(LiveRules, AStartBringsTheDataBehindItUntilTheRelease) {
     Iptables("-A INPUT -p tcp --dport 9000 -m connmark ! --mark 0x10/0xfdffffff -j MARK --or-mark 0");
     Pass();
     QueueReader reader;
-    const std::string hello("\x16\x03\x01\x02\x00\x01\x00\x01\xfc\x03\x03", 11);
-    for (const std::string start :
-         {"GET / HTTP/1.1", "CONNECT a:443", "HEAD /", "POST /", "PUT /", "DELETE /", "OPTIONS *", "PATCH /",
-          "CWD pub", "RETR file", hello.c_str()}) {
+    const std::string starts[] = {"GET / HTTP/1.1",
+                                  "CONNECT a:443",
+                                  "HEAD /",
+                                  "POST /",
+                                  "PUT /",
+                                  "DELETE /",
+                                  "OPTIONS *",
+                                  "PATCH /",
+                                  "CWD pub",
+                                  "RETR file",
+                                  std::string("\x16\x03\x01\x02\x00\x01\x00\x01\xfc\x03\x03", 11)};
+    for (const std::string& start : starts) {
         for (const bool bPush : {true, false}) {
             SCOPED_TRACE(start + (bPush ? " with PSH" : " without PSH"));
-            const std::string sent = start == hello.c_str() ? hello : start;
             Stream stream(9000);
             stream.Write("none of them");
             EXPECT_EQ(stream.Arrived(), "none of them");
             ASSERT_FALSE(reader.Next(0)) << "not watched yet";
 
-            stream.Write(sent, bPush);
+            stream.Write(start, bPush);
             auto packet = reader.Next();
             ASSERT_TRUE(packet);
-            EXPECT_EQ(packet->data, sent);
+            EXPECT_EQ(packet->data, start);
             EXPECT_EQ(packet->bPush, bPush);
             reader.Answer(*packet, NF_ACCEPT);
-            EXPECT_EQ(stream.Arrived(), sent);
+            EXPECT_EQ(stream.Arrived(), start);
             ASSERT_FALSE(reader.Next(0)) << "an acknowledgement or a reply";
 
             for (const std::string next : {"more", "x"}) {  // without PSH four bytes show as data
@@ -307,13 +314,14 @@ int Try(int nType, const std::string& address, in_port_t nPort) {
     to4.sin_family = AF_INET;
     to4.sin_port = htons(nPort);
     (void)inet_pton(AF_INET, address.c_str(), &to4.sin_addr);
-    int nResult = bIPv6 ? connect(fd, reinterpret_cast<const sockaddr*>(&to6), sizeof to6)
-                        : connect(fd, reinterpret_cast<const sockaddr*>(&to4), sizeof to4);
-    if (nType == SOCK_DGRAM) nResult = static_cast<int>(send(fd, "x", 1, 0));
+    const int nResult = bIPv6 ? connect(fd, reinterpret_cast<const sockaddr*>(&to6), sizeof to6)
+                              : connect(fd, reinterpret_cast<const sockaddr*>(&to4), sizeof to4);
+    // A refused datagram also fails in send, sometimes before the refusal itself has come.
+    if (nType == SOCK_DGRAM) (void)send(fd, "x", 1, 0);
     int nError = nResult < 0 ? errno : 0;
     if (nError == 0 || nError == EINPROGRESS) {
         pollfd waited{fd, static_cast<short>(nType == SOCK_DGRAM ? POLLIN : POLLOUT), 0};
-        const bool bAnswered = poll(&waited, 1, 150) == 1;
+        const bool bAnswered = poll(&waited, 1, 50) == 1;
         socklen_t nSize = sizeof nError;
         if (bAnswered) getsockopt(fd, SOL_SOCKET, SO_ERROR, &nError, &nSize);
         if (!bAnswered) nError = PENDING;

@@ -1,0 +1,212 @@
+#include "intercept/live_rules.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <stdlib.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+
+#include "common/copy_text.h"
+#include "intercept/close_rules.h"
+#include "intercept/iptables_rules.h"
+#include "service/service_config.h"
+#include "tests/support/recording_popen.h"
+
+namespace {
+using recording_popen::AnswerWith;
+using recording_popen::tagAnswer;
+using recording_popen::TakeCommands;
+using testing::Each;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::Not;
+using testing::SizeIs;
+using testing::StartsWith;
+
+constexpr char LIST[] =
+    "/sbin/iptables -w 5 -t mangle -S 2>/dev/null | grep -e 'WEBSEC_LIVE' -e '--queue-num'";
+constexpr char RESTORE[] =
+    "/sbin/iptables-restore -w 5 --noflush 2>/dev/null <<'RULES'\n"
+    "*mangle\n";
+constexpr char EMPTY_CHAINS[] =
+    ":WEBSEC_LIVE - [0:0]\n:WEBSEC_LIVE_START - [0:0]\n:WEBSEC_LIVE_REPEAT - [0:0]\n";
+
+class LiveRules : public testing::Test {
+  protected:
+    void SetUp() override {
+        g_ServiceConfig = {};
+        CopyText(g_ServiceConfig.szIptablesPath, "/sbin/iptables");
+        CopyText(g_ServiceConfig.szIptableChain, "POSTROUTING");
+        CopyText(g_ServiceConfig.szIptableTable, "mangle");
+        m_listing.clear();
+        m_refused = "nothing";
+        AnswerWith([this](const std::string& command) {
+            if (command.find("-restore") == command.npos) return tagAnswer{m_listing, 0};
+            const bool bRefused = command.find(m_refused) != command.npos;
+            if (!bRefused && command.find("-I ") != command.npos) m_listing = m_listingBehind;
+            return tagAnswer{"", bRefused ? 2 : 0};
+        });
+    }
+    void TearDown() override { AnswerWith({}); }
+
+    std::string m_listing;  // what iptables shows now, and after chains were made
+    std::string m_listingBehind = "-N WEBSEC_LIVE\n-A POSTROUTING -p tcp -j WEBSEC_LIVE\n";
+    std::string m_refused;  // the kernel takes no rules with this text
+};
+
+TEST_F(LiveRules, AreMadeInOneStepToTheLetter) {
+    const std::string data = "0x0>>0x16&0x3C@0xC>>0x1A&0x3C@";
+    const std::string first = "0x4&0x1FFF=0x0&&" + data;
+    const std::string watched =
+        "-A WEBSEC_LIVE -p tcp -m connmark --mark 0x2000000/0x2000000 -m conntrack --ctdir ORIGINAL ";
+    const std::string start = "-A WEBSEC_LIVE -p tcp -m u32 --u32 \"" + first;
+    g_ServiceConfig.nQueueNum = 3;
+    ManageLiveRules(RULE_ADD);
+    EXPECT_THAT(
+        TakeCommands(),
+        ElementsAre(
+            LIST,
+            std::string(RESTORE) + EMPTY_CHAINS +
+                "-A WEBSEC_LIVE -m mark ! --mark 0x0/0x5000000 -j WEBSEC_LIVE_REPEAT\n"
+                "-A WEBSEC_LIVE_REPEAT -m mark --mark 0x1000000/0x1000000 -j CONNMARK --set-xmark "
+                "0x0/0x2000000\n"
+                "-A WEBSEC_LIVE_REPEAT -m mark --mark 0x4000000/0x4000000 -j CONNMARK --set-xmark "
+                "0x2000000/0x2000000\n"
+                "-A WEBSEC_LIVE_REPEAT -j MARK --set-xmark 0x0/0x5000000\n"
+                "-A WEBSEC_LIVE_REPEAT -j ACCEPT\n" +
+                watched + "--tcp-flags PSH PSH -j NFQUEUE --queue-num 3\n" +  //
+                watched + "-m u32 --u32 \"" + data + "0x0=0x0:0xFFFFFFFF\" -j NFQUEUE --queue-num 3\n" +
+                start + "0x0=0x52455452,0x43574420\" -j WEBSEC_LIVE_START\n" +  //
+                start +
+                "0x0=0x52455452,0x43574420,0x47455420,0x434F4E4E,0x48454144,0x504F5354,0x50555420,0x44454C45,"
+                "0x4F505449,0x50415443\" -j WEBSEC_LIVE_START\n" +
+                start + "0x0&0xFFFFFF00=0x16030000:0x16030300&&" + data +
+                "0x2&0xFF=0x1\" -j WEBSEC_LIVE_START\n"
+                "-A WEBSEC_LIVE_START -j CONNMARK --set-xmark 0x2000000/0x2000000\n"
+                "-A WEBSEC_LIVE_START -j NFQUEUE --queue-num 3\n"
+                "-I POSTROUTING 1 -p tcp -j WEBSEC_LIVE\nCOMMIT\nRULES\n",
+            LIST));
+}
+
+// What a pass finds, and what it does about it.
+TEST_F(LiveRules, APassDoesWhatTheListingAsksFor) {
+    const std::string own = "-N WEBSEC_LIVE\n-A POSTROUTING -p tcp -j WEBSEC_LIVE\n";
+    const struct {
+        const char* szReason;
+        std::string listing;
+        const char* szDeleted;  // "none" when nothing is to be done
+    } rows[] = {
+        {"as it was made", own, "none"},
+        {"the jump is gone", "-N WEBSEC_LIVE\n", ""},
+        {"everything is gone, or iptables cannot tell", "", ""},
+        {"the jump is there twice", own + "-A POSTROUTING -p tcp -j WEBSEC_LIVE\n",
+         "-D POSTROUTING -p tcp -j WEBSEC_LIVE\n-D POSTROUTING -p tcp -j WEBSEC_LIVE\n"},
+        {"a changed jump, and one elsewhere",
+         "-A OUTPUT -j WEBSEC_LIVE\n-A POSTROUTING -p udp -j WEBSEC_LIVE\n",
+         "-D OUTPUT -j WEBSEC_LIVE\n-D POSTROUTING -p udp -j WEBSEC_LIVE\n"},
+        {"a queue rule came before the jump",
+         "-N WEBSEC_LIVE\n-A POSTROUTING -j NFQUEUE --queue-num 0\n-A POSTROUTING -p tcp -j WEBSEC_LIVE\n",
+         "-D POSTROUTING -p tcp -j WEBSEC_LIVE\n"},
+        {"no jumps of ours",
+         "-A WEBSEC_LIVE -j WEBSEC_LIVE_START\n-A OUTPUT -g WEBSEC_LIVE\n-A OUTPUT -j MY_WEBSEC_LIVE\n", ""},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.szReason);
+        m_listing = "as found at the start\n";
+        ManageLiveRules(RULE_ADD);
+        (void)TakeCommands();
+        m_listing = row.listing;
+        ManageLiveRules(RULE_ADD);
+        const auto commands = TakeCommands();
+        if (std::string(row.szDeleted) == "none") {
+            EXPECT_THAT(commands, ElementsAre(LIST));
+        } else {
+            ASSERT_THAT(commands, SizeIs(3));
+            EXPECT_THAT(commands[1], StartsWith(std::string(RESTORE) + row.szDeleted + EMPTY_CHAINS + "-A "));
+        }
+    }
+}
+
+TEST_F(LiveRules, WithoutTrackingStartsAloneAreQueuedAndThatIsTriedAgain) {
+    m_refused = "conntrack";
+    ManageLiveRules(RULE_ADD);
+    auto commands = TakeCommands();
+    ASSERT_THAT(commands, SizeIs(5));
+    EXPECT_THAT(commands[3], Not(testing::ContainsRegex("[Cc][Oo][Nn][Nn](mark|MARK|track)")));
+    EXPECT_THAT(commands[3], HasSubstr("-A WEBSEC_LIVE_REPEAT -j ACCEPT\n"));
+    EXPECT_THAT(commands[3], HasSubstr("0x50415443\" -j WEBSEC_LIVE_START\n"));
+    EXPECT_THAT(commands[3], HasSubstr("-A WEBSEC_LIVE_START -j NFQUEUE --queue-num 0\n"));
+    ManageLiveRules(RULE_ADD);
+    EXPECT_THAT(TakeCommands(), SizeIs(3)) << "the full rules are tried, the others left as they are";
+    m_refused = "nothing";
+    ManageLiveRules(RULE_ADD);
+    commands = TakeCommands();
+    ASSERT_THAT(commands, SizeIs(3));
+    EXPECT_THAT(commands[1], HasSubstr("--ctdir ORIGINAL"));
+}
+
+TEST_F(LiveRules, PortLists) {
+    g_ServiceConfig.bUseDefinedPorts = 1;
+    CopyText(g_ServiceConfig.szHTTPPorts, "80,8080");
+    CopyText(g_ServiceConfig.szHTTPSPorts, " 8443");
+    CopyText(g_ServiceConfig.szFTPPorts, " ");
+    ManageLiveRules(RULE_ADD);
+    const auto commands = TakeCommands();
+    EXPECT_THAT(commands[1],
+                HasSubstr("-p tcp -m multiport --dports 80,8080 -m u32 --u32 \"0x4&0x1FFF=0x0&&"));
+    EXPECT_THAT(commands[1], HasSubstr("-p tcp -m multiport --dports  8443 -m u32"));
+    EXPECT_THAT(commands[1], Not(HasSubstr("=0x52455452,0x43574420\""))) << "an empty list is no rule";
+
+    // Lists that make the text too long: no half of it is run.
+    for (auto* szList : {&g_ServiceConfig.szHTTPPorts, &g_ServiceConfig.szHTTPSPorts})
+        CopyText(*szList, std::string(511, '1'));
+    CopyText(g_ServiceConfig.szIptableChain, std::string(511, 'C'));
+    m_listing = "-A OUTPUT -j WEBSEC_LIVE\n";
+    for (int nTimes = 0; nTimes < 8; ++nTimes)
+        m_listing += "-A " + std::string(900, 'D') + " -j WEBSEC_LIVE\n";
+    ManageLiveRules(RULE_ADD);
+    EXPECT_THAT(TakeCommands(), Each(Not(HasSubstr("restore"))));
+}
+
+TEST_F(LiveRules, RemovalTakesEveryJumpThenTheChains) {
+    m_listing = "-A WEBSEC_LIVE -j WEBSEC_LIVE_START\n-A POSTROUTING -p tcp -j WEBSEC_LIVE\n";
+    ManageLiveRules(RULE_REMOVE);
+    EXPECT_THAT(
+        TakeCommands(),
+        ElementsAre(LIST, std::string(RESTORE) + "-D POSTROUTING -p tcp -j WEBSEC_LIVE\n" + EMPTY_CHAINS +
+                              "COMMIT\n*mangle\n-X WEBSEC_LIVE\n-X WEBSEC_LIVE_START\n-X WEBSEC_LIVE_REPEAT\n"
+                              "COMMIT\nRULES\n"));
+    m_listing = "-A POSTROUTING -j NFQUEUE --queue-num 7\n";
+    ManageLiveRules(RULE_REMOVE);
+    EXPECT_THAT(TakeCommands(), ElementsAre(LIST)) << "nothing of ours";
+}
+
+// The keys decide, and the chains come behind the plain rules.
+TEST_F(LiveRules, BothKeysBehindThePlainRules) {
+    const std::string folder = testing::TempDir() + "close_rules_test";
+    std::filesystem::create_directories(folder);
+    CopyText(g_ServiceConfig.szIptablesPath, folder + "/iptables");
+    g_bLiveTraffic = g_bCloseBypasses = 1;
+    ManageIptableRules(RULE_ADD);
+    const auto commands = TakeCommands();
+    ASSERT_THAT(commands, SizeIs(12)) << "three plain rules of two commands, live, close";
+    EXPECT_THAT(commands[7], HasSubstr("*mangle\n"));
+    EXPECT_THAT(commands[10],
+                HasSubstr("*filter\n:WEBSEC_CLOSE - [0:0]\n-A WEBSEC_CLOSE -o lo -j RETURN\n"
+                          "-A WEBSEC_CLOSE -p udp --dport 443 -j REJECT --reject-with icmp-port-unreachable\n"
+                          "-I OUTPUT 1  -j WEBSEC_CLOSE\nCOMMIT\n"));
+    EXPECT_THAT(commands, Each(Not(HasSubstr("ip6tables"))));
+
+    std::ofstream(folder + "/ip6tables") << "";
+    std::filesystem::permissions(folder + "/ip6tables", std::filesystem::perms::owner_all);
+    g_bLiveTraffic = 2;  // only 1 is on
+    ManageIptableRules(RULE_ADD);
+    const auto both = TakeCommands();
+    EXPECT_THAT(both, Each(Not(HasSubstr("WEBSEC_LIVE"))));
+    EXPECT_THAT(both, testing::Contains(HasSubstr("/ip6tables-restore")));
+    g_bLiveTraffic = g_bCloseBypasses = 0;
+    std::filesystem::remove_all(folder);
+}
+}  // namespace
