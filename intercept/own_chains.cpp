@@ -1,5 +1,6 @@
 #include "intercept/own_chains.h"
 
+#include <algorithm>
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>

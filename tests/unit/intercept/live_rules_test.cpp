@@ -2,14 +2,11 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <stdlib.h>
-#include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
 
 #include "common/copy_text.h"
-#include "intercept/close_rules.h"
 #include "intercept/iptables_rules.h"
 #include "service/service_config.h"
 #include "tests/support/recording_popen.h"
@@ -49,7 +46,10 @@ class LiveRules : public testing::Test {
             return tagAnswer{"", bRefused ? 2 : 0};
         });
     }
-    void TearDown() override { AnswerWith({}); }
+    void TearDown() override {
+        AnswerWith({});
+        g_ServiceConfig = {};
+    }
 
     std::string m_listing;  // what iptables shows now, and after chains were made
     std::string m_listingBehind = "-N WEBSEC_LIVE\n-A POSTROUTING -p tcp -j WEBSEC_LIVE\n";
