@@ -31,6 +31,7 @@ enum : uint8_t {
     COUNT_LOOKUP_NANOSECONDS,   // what judging them took, in all
     COUNT_STORE_DEPTH,          // messages waiting for a worker; now, not in all
     COUNT_STORE_DEPTH_MAX,      // the most that ever waited
+    COUNT_CHANNEL_FLAGS,        // NFQA_CFG_F_* in force on the queue; not a number of anything
     COUNTERS
 };
 
@@ -53,4 +54,9 @@ int ShareTrafficCounters(const char* szFile);
 // Any thread.
 inline void CountTraffic(uint8_t nCounter, uint64_t nMore = 1) {
     g_pTrafficCounters->counts[nCounter].fetch_add(nMore, std::memory_order_relaxed);
+}
+
+// For what is a state and not a number of events. One thread at a time for each counter.
+inline void SetTraffic(uint8_t nCounter, uint64_t nValue) {
+    g_pTrafficCounters->counts[nCounter].store(nValue, std::memory_order_relaxed);
 }

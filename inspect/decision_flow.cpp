@@ -27,6 +27,7 @@
 #include "policy/policy_switches.h"
 #include "policy/url_scanner.h"
 #include "report/block_report.h"
+#include "service/service_config.h"
 
 namespace {
 bool TakePayload(const nlmsghdr* pMessage, tagPacketInfo& packet);
@@ -82,6 +83,7 @@ bool TakePayload(const nlmsghdr* pMessage, tagPacketInfo& packet) {
     if (!pPayload) return false;
     packet.nPacketLen = mnl_attr_get_payload_len(pPayload);
     packet.pPacket = static_cast<const uint8_t*>(mnl_attr_get_payload(pPayload));
+    if (g_bLiveTraffic == 1) ReadDeliveryNotes(pMessage, packet);
     return true;
 }
 

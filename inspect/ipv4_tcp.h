@@ -1,4 +1,6 @@
-// Dissection of a queued packet: IPv4 (RFC 791) carrying TCP (RFC 9293), both checksums right.
+// Dissection of a queued packet: IPv4 (RFC 791) carrying TCP (RFC 9293), both checksums right. The TCP
+// checksum of a packet that the kernel has not signed yet, or of which only the beginning is there, is not
+// tested.
 //
 // Fragments are not put together and no stream is reassembled: the packet stands for itself. Works on its
 // arguments only; any worker.

@@ -35,4 +35,5 @@ struct tagPacketInfo {
     uint8_t bHasUid;         // 1: nUid is the owner of the sending socket
     uint8_t nStreamMark;     // STREAM_*: what the verdict is to do with the connection's mark
     uint32_t nUid;
+    uint32_t nMark;  // the packet's mark as other software set it; a verdict with a mark keeps it
 };

@@ -1,5 +1,6 @@
 // The hand-off between the queue receiver and the workers: a fixed store of received queue messages, filled
-// linearly from slot 0 and starting over only when it has been emptied.
+// linearly from slot 0 and starting over only when it has been emptied. With LiveTraffic 1 it is a ring: a
+// slot is used again as soon as its message was taken.
 //
 // The caller holds g_PacketStoreLock around every push and pop, and posts g_PacketStoreSem once per push.
 #pragma once
@@ -22,11 +23,12 @@ struct tagPacketSlot {
     uint8_t message[PACKET_SLOT_BYTES];
 };
 
-// nHead and nTail are both -1, or 0 <= nHead <= nTail < PACKET_STORE_SLOTS.
+// nHead and nTail are both -1, or both are slots; nHead <= nTail unless it is a ring.
 struct tagPacketStore {
     tagPacketSlot slots[PACKET_STORE_SLOTS];
     int32_t nHead;  // oldest message not taken yet
     int32_t nTail;  // newest message
+    uint8_t bRing;  // g_bLiveTraffic when it was initialised
 };
 
 extern tagPacketStore g_PacketStore;
@@ -36,11 +38,18 @@ extern sem_t g_PacketStoreSem;
 // Empties the store. Returns 0.
 int PacketStoreInit(tagPacketStore& store);
 
-// 0, or STORE_FULL once the last slot has been written and not all messages were taken since.
+// 0, or STORE_FULL: the last slot has been written and not all messages were taken since; in a ring, no slot
+// is free.
 int PacketStorePush(tagPacketStore& store, const tagPacketSlot& slot);
 
 // 0 with the oldest message in `out`, or STORE_EMPTY (then nothing changes).
 int PacketStorePop(tagPacketStore& store, tagPacketSlot& out);
+
+// How many messages wait.
+int32_t PacketStoreDepth(const tagPacketStore& store);
+
+// Shows in the traffic counters how many messages wait, and the most that ever did.
+void CountStoreDepth(const tagPacketStore& store);
 
 // Destroys lock and semaphore; all threads that use them have been joined.
 void DestroyPacketStoreSync();

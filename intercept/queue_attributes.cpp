@@ -8,8 +8,15 @@
 #include <cstring>
 
 namespace {
+struct tagDeliveryNotes {
+    const uint8_t* pEnd;  // of the message
+    uint32_t nTrueLen;    // of a packet that was cut; otherwise 0
+    tagPacketInfo* pPacket;
+};
+
 size_t WholeMessageBytes(const uint8_t* pDatagram, size_t nBytes);
-}
+int TakeNote(const nlattr* pAttr, void* pNotes);
+}  // namespace
 
 int RunQueueMessages(const void* pDatagram, size_t nBytes, uint32_t nPortId, mnl_cb_t pfnOnMessage,
                      void* pData) {
@@ -65,6 +72,24 @@ uint32_t QueuedPacketId(const tagQueueAttrTable& table) {
     return ntohl(nId);
 }
 
+void ReadDeliveryNotes(const nlmsghdr* pMessage, tagPacketInfo& packet) {
+    const auto* pStart = reinterpret_cast<const uint8_t*>(pMessage);
+    tagDeliveryNotes notes{pStart + pMessage->nlmsg_len, 0, &packet};
+    (void)mnl_attr_parse(pMessage, sizeof(nfgenmsg), TakeNote, &notes);
+    packet.bCut = notes.nTrueLen > packet.nPacketLen;
+}
+
+std::optional<tagKernelAnswer> ReadKernelAnswer(const void* pDatagram, size_t nBytes) {
+    struct {
+        nlmsghdr header;
+        int nError;
+    } answer;
+    if (nBytes < sizeof answer) return std::nullopt;
+    std::memcpy(&answer, pDatagram, sizeof answer);
+    if (answer.header.nlmsg_type != NLMSG_ERROR) return std::nullopt;
+    return tagKernelAnswer{answer.nError, answer.header.nlmsg_seq};
+}
+
 int GetQueuedPacketId(const nlmsghdr* pMessage, void* pId) {
     tagQueueAttrTable table;
     ParseQueueMessage(pMessage, table);
@@ -83,5 +108,34 @@ size_t WholeMessageBytes(const uint8_t* pDatagram, size_t nBytes) {
         nWhole += std::min<size_t>(NLMSG_ALIGN(nLength), nBytes - nWhole);
     }
     return nWhole;
+}
+
+// All of them are numbers of 32 bits.
+int TakeNote(const nlattr* pAttr, void* pNotes) {
+    auto& notes = *static_cast<tagDeliveryNotes*>(pNotes);
+    uint32_t nNumber = 0;
+    const auto* pPayload = static_cast<const uint8_t*>(mnl_attr_get_payload(pAttr));
+    if (mnl_attr_get_payload_len(pAttr) != sizeof nNumber) return MNL_CB_OK;
+    if (notes.pEnd - pPayload < static_cast<ptrdiff_t>(sizeof nNumber)) return MNL_CB_OK;
+    std::memcpy(&nNumber, pPayload, sizeof nNumber);
+    nNumber = ntohl(nNumber);
+    switch (mnl_attr_get_type(pAttr)) {
+        case NFQA_MARK:
+            notes.pPacket->nMark = nNumber;
+            break;
+        case NFQA_CAP_LEN:
+            notes.nTrueLen = nNumber;
+            break;
+        case NFQA_SKB_INFO:
+            notes.pPacket->bNoTCPChecksum = (nNumber & NFQA_SKB_CSUMNOTREADY) != 0;
+            break;
+        case NFQA_UID:
+            notes.pPacket->bHasUid = 1;
+            notes.pPacket->nUid = nNumber;
+            break;
+        default:
+            break;
+    }
+    return MNL_CB_OK;
 }
 }  // namespace

@@ -8,6 +8,9 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <optional>
+
+#include "intercept/packet_info.h"
 
 // mnl_cb_run over a received datagram (aligned for a netlink header), up to the first message whose length
 // cannot be right: libmnl takes a length of 2 GiB or more for a negative one and leaves the buffer.
@@ -29,6 +32,20 @@ void ParseQueueMessage(const nlmsghdr* pMessage, tagQueueAttrTable& table);
 
 // The packet id of a parsed message in host order; 0 when it carries no (or a cut) NFQA_PACKET_HDR.
 uint32_t QueuedPacketId(const tagQueueAttrTable& table);
+
+// With LiveTraffic 1: what the kernel tells about a packet beside it. Fills bNoTCPChecksum, bCut, bHasUid,
+// nUid and nMark of a record whose nPacketLen is set; what the message does not tell is left as it is.
+void ReadDeliveryNotes(const nlmsghdr* pMessage, tagPacketInfo& packet);
+
+// What the kernel answered to a request of ours.
+struct tagKernelAnswer {
+    int nError;  // 0 or a negative error number
+    uint32_t nSequence;
+};
+
+// The answer that a received datagram is; nothing for one that holds queue messages. The kernel puts an
+// answer into a datagram of its own.
+std::optional<tagKernelAnswer> ReadKernelAnswer(const void* pDatagram, size_t nBytes);
 
 // mnl_cb_t with a uint32_t: stores the packet id of the message, 0 when it has none. MNL_CB_OK, so that with
 // several messages in a buffer the last one counts.

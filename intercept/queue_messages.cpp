@@ -1,6 +1,7 @@
 #include "intercept/queue_messages.h"
 
 #include <arpa/inet.h>
+#include <linux/netfilter.h>
 #include <linux/netfilter/nfnetlink.h>
 #include <linux/netfilter/nfnetlink_queue.h>
 #include <sys/socket.h>
@@ -36,12 +37,34 @@ nlmsghdr* BuildVerdictMsg(tagQueueMsgBuffer& buffer, uint32_t nPacketId, uint32_
     return pMessage;
 }
 
+nlmsghdr* BuildRepeatMsg(tagQueueMsgBuffer& buffer, uint32_t nPacketId, uint32_t nQueueNum, uint32_t nMark) {
+    nlmsghdr* pMessage = BuildVerdictMsg(buffer, nPacketId, nQueueNum, NF_REPEAT);
+    mnl_attr_put_u32(pMessage, NFQA_MARK, htonl(nMark));
+    return pMessage;
+}
+
 nlmsghdr* BuildCfgParamsMsg(tagQueueMsgBuffer& buffer, uint8_t nCopyMode, uint32_t nCopyRange,
                             uint32_t nQueueNum) {
     nlmsghdr* pMessage = PutFrame(buffer, NFQNL_MSG_CONFIG, nQueueNum);
     const nfqnl_msg_config_params params{htonl(nCopyRange), nCopyMode};
     static_assert(sizeof params == 5);
     mnl_attr_put(pMessage, NFQA_CFG_PARAMS, sizeof params, &params);
+    return pMessage;
+}
+
+nlmsghdr* BuildCfgFlagsMsg(tagQueueMsgBuffer& buffer, uint32_t nFlags, uint32_t nQueueNum,
+                           uint32_t nSequence) {
+    nlmsghdr* pMessage = PutFrame(buffer, NFQNL_MSG_CONFIG, nQueueNum);
+    pMessage->nlmsg_flags |= NLM_F_ACK;
+    pMessage->nlmsg_seq = nSequence;
+    mnl_attr_put_u32(pMessage, NFQA_CFG_FLAGS, htonl(nFlags));
+    mnl_attr_put_u32(pMessage, NFQA_CFG_MASK, htonl(nFlags));
+    return pMessage;
+}
+
+nlmsghdr* BuildCfgQueueLenMsg(tagQueueMsgBuffer& buffer, uint32_t nPackets, uint32_t nQueueNum) {
+    nlmsghdr* pMessage = PutFrame(buffer, NFQNL_MSG_CONFIG, nQueueNum);
+    mnl_attr_put_u32(pMessage, NFQA_CFG_QUEUE_MAXLEN, htonl(nPackets));
     return pMessage;
 }
 

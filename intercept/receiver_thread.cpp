@@ -6,10 +6,12 @@
 #include <algorithm>
 #include <cerrno>
 
+#include "common/traffic_counters.h"
 #include "intercept/packet_store.h"
 #include "intercept/queue_attributes.h"
 #include "intercept/thread_life.h"
 #include "intercept/worker_thread.h"
+#include "service/service_config.h"
 
 tagQueueReceiver g_QueueReceivers[NUM_QUEUE_RECEIVERS];
 
@@ -17,7 +19,9 @@ namespace {
 void* QueueReceiverThread(void* pArgument);
 void MarkReceiverEnded(void* pArgument);
 void ReceivePackets(tagQueueReceiver& receiver);
-bool AnswerWithDrop(const tagQueueReceiver& receiver, const void* pMessage, size_t nBytes);
+bool IsOverrun(ssize_t nReceived);
+bool HandOff(const tagQueueReceiver& receiver, const tagPacketSlot& slot);
+bool AnswerUnjudged(const tagQueueReceiver& receiver, const tagPacketSlot& slot);
 }  // namespace
 
 tagQueueReceiver& ReceiverOfQueue(uint32_t nQueueNum) {
@@ -83,29 +87,57 @@ void MarkReceiverEnded(void* pArgument) {
 // Returns when the channel can no longer be used.
 void ReceivePackets(tagQueueReceiver& receiver) {
     static_assert(alignof(tagPacketSlot) >= alignof(nlmsghdr) && offsetof(tagPacketSlot, message) % 4 == 0);
-    const size_t nBufferBytes = std::min<size_t>(MNL_SOCKET_BUFFER_SIZE, PACKET_SLOT_BYTES);
+    const size_t nBufferBytes = ReceiveBufferBytes();
     tagPacketSlot slot;
     slot.nQueueNum = receiver.nQueueNum;
     for (;;) {
         const ssize_t nReceived = mnl_socket_recvfrom(receiver.pSocket, slot.message, nBufferBytes);
+        if (IsOverrun(nReceived)) continue;
         if (nReceived <= 0) return;
         slot.nMessageLen = static_cast<uint32_t>(nReceived);
 
-        pthread_mutex_lock(&g_PacketStoreLock);
-        const int nPushed = PacketStorePush(g_PacketStore, slot);
-        pthread_mutex_unlock(&g_PacketStoreLock);
-        if (nPushed == 0) {
-            sem_post(&g_PacketStoreSem);
-        } else if (!AnswerWithDrop(receiver, slot.message, slot.nMessageLen)) {
+        const auto answer =
+            g_bLiveTraffic == 1 ? ReadKernelAnswer(slot.message, slot.nMessageLen) : std::nullopt;
+        if (!answer) {
+            if (!HandOff(receiver, slot)) return;
+        } else if (IsChannelLost(answer->nError)) {
             return;
+        } else if (answer->nError != 0) {
+            CountTraffic(COUNT_VERDICT_LATE);
         }
     }
 }
 
-// The workers are too far behind. False when libmnl rejects the message: the channel is then broken.
-bool AnswerWithDrop(const tagQueueReceiver& receiver, const void* pMessage, size_t nBytes) {
+// Whether only messages are missing that the kernel had no room for.
+bool IsOverrun(ssize_t nReceived) {
+    if (nReceived >= 0 || errno != ENOBUFS || g_bLiveTraffic != 1) return false;
+    CountTraffic(COUNT_KERNEL_OVERRUN);
+    return true;
+}
+
+// False when libmnl rejects the message: the channel is then broken.
+bool HandOff(const tagQueueReceiver& receiver, const tagPacketSlot& slot) {
+    CountTraffic(COUNT_PACKETS);
+    pthread_mutex_lock(&g_PacketStoreLock);
+    const int nPushed = PacketStorePush(g_PacketStore, slot);
+    CountStoreDepth(g_PacketStore);
+    pthread_mutex_unlock(&g_PacketStoreLock);
+    if (nPushed != 0) return AnswerUnjudged(receiver, slot);
+    sem_post(&g_PacketStoreSem);
+    return true;
+}
+
+// The workers are too far behind.
+bool AnswerUnjudged(const tagQueueReceiver& receiver, const tagPacketSlot& slot) {
     uint32_t nId = 0;
-    if (RunQueueMessages(pMessage, nBytes, receiver.nPortId, GetQueuedPacketId, &nId) < 0) return false;
+    if (RunQueueMessages(slot.message, slot.nMessageLen, receiver.nPortId, GetQueuedPacketId, &nId) < 0) {
+        return false;
+    }
+    if (g_bLiveTraffic == 1) {
+        CountTraffic(COUNT_UNJUDGED_STORE_FULL);
+        SendVerdict(receiver, nId, NF_ACCEPT);
+        return true;
+    }
     SendVerdict(receiver, nId, NF_DROP);
     sleep(1);
     return true;

@@ -1,5 +1,8 @@
 // The queue receiver: reads queue messages from its channel into the packet store, and answers for itself,
 // with a drop and a pause of a second, when the store is full.
+//
+// With LiveTraffic 1 it accepts such a packet and goes on at once. It then survives that the kernel had no
+// room for messages, and its answers to single verdicts; both are counted.
 #pragma once
 
 #include "intercept/queue_channel.h"

@@ -83,12 +83,13 @@ void JudgePackets(tagWorkerThread& worker) {
         (void)sem_wait(&g_PacketStoreSem);
         pthread_mutex_lock(&g_PacketStoreLock);
         const int nPopped = PacketStorePop(g_PacketStore, slot);
+        CountStoreDepth(g_PacketStore);
         pthread_mutex_unlock(&g_PacketStoreLock);
         if (nPopped != 0) continue;
 
         tagPacketInfo info{};
         if (DispatchSlot(worker, slot, info) < 0) return;
-        SendVerdict(ReceiverOfQueue(slot.nQueueNum), info.nPacketId, info.nVerdict);
+        SendVerdict(ReceiverOfQueue(slot.nQueueNum), info);
     }
 }
 

@@ -22,13 +22,15 @@ struct tagTableLine {
     int nUid;  // an uid_t, read as a signed number
 };
 
+uint32_t NameUser(uid_t nUid, char* szUser, uint32_t nSize);
 size_t PasswordEntryBytes();
 bool ParseTableLine(const char* szLine, tagTableLine& line);
-void CopyLoginName(int nUid, std::span<char> scratch, std::span<char> user);
+void CopyLoginName(uid_t nUid, std::span<char> scratch, std::span<char> user);
 
 }  // namespace
 
 uint32_t GetConnectionOwner(char* szUser, uint32_t nSize, const tagPacketInfo* pPacket) {
+    if (pPacket->bHasUid) return NameUser(pPacket->nUid, szUser, nSize);
     return FindConnectionOwner(TCP_TABLE, szUser, nSize, pPacket);
 }
 
@@ -45,13 +47,21 @@ uint32_t FindConnectionOwner(const char* szTable, char* szUser, uint32_t nSize,
         tagTableLine line;
         if (!ParseTableLine(szLine, line)) continue;
         if (line.nLocalPort != pPacket->nSrcPort || line.nRemotePort != pPacket->nDstPort) continue;
-        CopyLoginName(line.nUid, {scratch.get(), nScratch}, {szUser, nSize});
+        CopyLoginName(static_cast<uid_t>(line.nUid), {scratch.get(), nScratch}, {szUser, nSize});
         break;
     }
     return 0;
 }
 
 namespace {
+
+uint32_t NameUser(uid_t nUid, char* szUser, uint32_t nSize) {
+    const size_t nScratch = PasswordEntryBytes();
+    const std::unique_ptr<char[]> scratch(new (std::nothrow) char[nScratch]);
+    if (!scratch) return 7;
+    CopyLoginName(nUid, {scratch.get(), nScratch}, {szUser, nSize});
+    return 0;
+}
 
 size_t PasswordEntryBytes() {
     const long nBytes = sysconf(_SC_GETPW_R_SIZE_MAX);
@@ -69,10 +79,10 @@ bool ParseTableLine(const char* szLine, tagTableLine& line) {
 }
 #pragma GCC diagnostic pop
 
-void CopyLoginName(int nUid, std::span<char> scratch, std::span<char> user) {
+void CopyLoginName(uid_t nUid, std::span<char> scratch, std::span<char> user) {
     passwd entry;
     passwd* pFound = nullptr;
-    const int nError = getpwuid_r(static_cast<uid_t>(nUid), &entry, scratch.data(), scratch.size(), &pFound);
+    const int nError = getpwuid_r(nUid, &entry, scratch.data(), scratch.size(), &pFound);
     if (!pFound) {
         errno = nError;
         return;
