@@ -56,13 +56,14 @@ bool WebClient::Send(const std::string& host, const std::string& path, size_t nP
 }
 
 tagReply WebClient::Get(const std::string& host, const std::string& path, size_t nPadding) {
+    return IsOpen() && Send(host, path, nPadding) ? Answer() : tagReply{};
+}
+
+tagReply WebClient::Answer() {
     tagReply reply;
-    if (!IsOpen()) return reply;
     const auto start = std::chrono::steady_clock::now();
-    if (Send(host, path, nPadding)) {
-        reply.nStatus = ReadAnswer(m_fd);
-        reply.bReset = reply.nStatus == 0 && errno == ECONNRESET;
-    }
+    reply.nStatus = ReadAnswer(m_fd);
+    reply.bReset = reply.nStatus == 0 && errno == ECONNRESET;
     reply.nMilliseconds = static_cast<int>(
         std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - start)
             .count());

@@ -26,8 +26,9 @@ class WebClient {
     bool IsOpen() const { return m_fd >= 0; }
     // GET over this connection, which stays open. `padding` bytes of cookie make the request long.
     tagReply Get(const std::string& host, const std::string& path = "/", size_t nPadding = 0);
-    // The first half of it, without waiting for anything.
+    // The two halves of it: the first does not wait for anything.
     bool Send(const std::string& host, const std::string& path = "/", size_t nPadding = 0);
+    tagReply Answer();
 
   private:
     int m_fd = -1;

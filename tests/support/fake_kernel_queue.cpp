@@ -19,6 +19,19 @@ namespace {
 constexpr unsigned int PORT_ID = 4711;
 int s_kernelEnd = -1;
 int s_nFailing = 0;
+uint32_t s_nRefused = 0;
+int s_nRefusal = 0;
+constexpr uint8_t OVERRUN = 0xFF;  // a datagram of this byte alone
+
+// What the kernel does before the send returns.
+void AnswerRequest(const nlmsghdr* pRequest) {
+    if (!(pRequest->nlmsg_flags & NLM_F_ACK)) return;
+    const auto* pFlags = static_cast<const nlattr*>(mnl_nlmsg_get_payload_offset(pRequest, sizeof(nfgenmsg)));
+    const bool bRefused = (ntohl(mnl_attr_get_u32(pFlags)) & s_nRefused) != 0;
+    std::vector<uint8_t> answer = fake_kernel::ErrorMessage(bRefused ? s_nRefusal : 0);
+    reinterpret_cast<nlmsghdr*>(answer.data())->nlmsg_seq = pRequest->nlmsg_seq;
+    fake_kernel::Deliver(answer);
+}
 }  // namespace
 
 // The daemon's side: what libmnl would do, over a socket pair.
@@ -39,7 +52,9 @@ unsigned int mnl_socket_get_portid(const mnl_socket*) {
     return PORT_ID;
 }
 ssize_t mnl_socket_sendto(const mnl_socket* nl, const void* buf, size_t len) {
-    return s_nFailing == 14 ? -1 : send(nl->fd, buf, len, MSG_NOSIGNAL);
+    if (s_nFailing == 14) return -1;
+    AnswerRequest(static_cast<const nlmsghdr*>(buf));
+    return send(nl->fd, buf, len, MSG_NOSIGNAL);
 }
 ssize_t mnl_socket_recvfrom(const mnl_socket* nl, void* buf, size_t len) {
     iovec part{buf, len};
@@ -49,6 +64,10 @@ ssize_t mnl_socket_recvfrom(const mnl_socket* nl, void* buf, size_t len) {
     const ssize_t n = recvmsg(nl->fd, &message, 0);
     if (n >= 0 && (message.msg_flags & MSG_TRUNC)) {
         errno = ENOSPC;
+        return -1;
+    }
+    if (n == 1 && *static_cast<uint8_t*>(buf) == OVERRUN) {
+        errno = ENOBUFS;
         return -1;
     }
     return n;
@@ -66,10 +85,20 @@ void Reset() {
     if (s_kernelEnd >= 0) close(s_kernelEnd);
     s_kernelEnd = -1;
     s_nFailing = 0;
+    s_nRefused = 0;
 }
 
 void FailOpening(int nResult) {
     s_nFailing = nResult;
+}
+
+void RefuseFlags(uint32_t nFlags, int nErrno) {
+    s_nRefused = nFlags;
+    s_nRefusal = nErrno;
+}
+
+void Overrun() {
+    Deliver({&OVERRUN, 1});
 }
 
 void Deliver(std::span<const uint8_t> message) {
@@ -96,7 +125,9 @@ std::optional<tagVerdict> NextVerdict(int nMilliseconds) {
         if (pHeader->nlmsg_type != (NFNL_SUBSYS_QUEUE << 8 | NFQNL_MSG_VERDICT)) continue;
         nfqnl_msg_verdict_hdr verdict;
         std::memcpy(&verdict, sent->data() + 24, sizeof verdict);
-        return tagVerdict{ntohl(verdict.id), ntohl(verdict.verdict)};
+        uint32_t nMark = 0;
+        if (sent->size() >= 40) std::memcpy(&nMark, sent->data() + 36, sizeof nMark);
+        return tagVerdict{ntohl(verdict.id), ntohl(verdict.verdict), ntohl(nMark)};
     }
     return std::nullopt;
 }

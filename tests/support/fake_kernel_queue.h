@@ -12,6 +12,7 @@ namespace fake_kernel {
 struct tagVerdict {
     uint32_t nPacketId;
     uint32_t nVerdict;
+    uint32_t nMark;  // 0 without one
 };
 
 // Forgets what earlier tests left.
@@ -19,6 +20,12 @@ void Reset();
 
 // Makes the next opening step fail: 0 none, 12 open, 13 bind, 14 the first send.
 void FailOpening(int nResult);
+
+// Which error (a positive number) answers a request to switch one of these NFQA_CFG_F_* on. 0 and 0: none.
+void RefuseFlags(uint32_t nFlags, int nErrno);
+
+// The receiver's next receive reports messages that were lost for want of room.
+void Overrun();
 
 // Delivers one datagram to the receiver.
 void Deliver(std::span<const uint8_t> message);

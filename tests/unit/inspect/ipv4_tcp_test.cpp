@@ -146,4 +146,20 @@ TEST(IsDestinationExcluded, ComparesWithBothEndsOfEachRange) {
     EXPECT_EQ(IsDestinationExcluded(&info), 1) << "empty table";
 }
 
+TEST(ParseIPv4TCP, WhatTheKernelHasNotSignedIsNotTested) {
+    Bytes packet = ComposePacket({.payload = "GET / HTTP/1.1\r\n\r\n"});
+    packet[36] ^= 0xFF;  // the TCP checksum
+    for (const bool bCut : {false, true}) {
+        tagPacketInfo info = SlotOf(packet);
+        info.bNoTCPChecksum = !bCut;
+        info.bCut = bCut;
+        if (bCut) info.nPacketLen -= 4;
+        EXPECT_EQ(ParseIPv4TCP(&info, &kRequest), 0);
+        EXPECT_EQ(info.nDataLen, bCut ? 14 : 18) << "what is there";
+        packet[8] ^= 1;  // time to live
+        EXPECT_EQ(ParseIPv4TCP(&info, &kRequest), -1) << "the IP header is signed in any case";
+        packet[8] ^= 1;
+    }
+}
+
 }  // namespace

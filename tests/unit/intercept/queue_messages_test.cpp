@@ -1,5 +1,6 @@
 #include "intercept/queue_messages.h"
 
+#include <arpa/inet.h>
 #include <gtest/gtest.h>
 #include <linux/netfilter/nfnetlink.h>
 #include <linux/netfilter/nfnetlink_queue.h>
@@ -36,6 +37,20 @@ TEST(QueueMessages, AreWhatTheKernelReads) {
                   0,  0, 0, 0, 0,    0,    0,    0,                 //
                   0,  0, 1, 2,                                      // queue number in network order
                   9,  0, 2, 0, 0,    0,    0xFF, 0xFF, 2, 0, 0, 0,  // range, mode, padding
+              }));
+    EXPECT_EQ(Sent(BuildRepeatMsg(buffer, 5, 0, 0x01020304)),
+              (Bytes{
+                  40, 0, 0, 0, 0x01, 0x03, 1, 0,              //
+                  0,  0, 0, 0, 0,    0,    0, 0, 0, 0, 0, 0,  //
+                  12, 0, 2, 0, 0,    0,    0, 4, 0, 0, 0, 5,  // repeat, id
+                  8,  0, 3, 0, 1,    2,    3, 4,              // NFQA_MARK
+              }));
+    EXPECT_EQ(Sent(BuildCfgFlagsMsg(buffer, 5, 0x0102, 9)),
+              (Bytes{
+                  36, 0, 0, 0, 0x02, 0x03, 5, 0,              // request, acknowledge
+                  9,  0, 0, 0, 0,    0,    0, 0, 0, 0, 1, 2,  //
+                  8,  0, 5, 0, 0,    0,    0, 5,              // NFQA_CFG_FLAGS
+                  8,  0, 4, 0, 0,    0,    0, 5,              // NFQA_CFG_MASK
               }));
     EXPECT_EQ(Sent(BuildCfgCmdMsg(buffer, NFQNL_CFG_CMD_BIND, 3)),
               (Bytes{
@@ -106,6 +121,48 @@ TEST(QueueAttributes, PacketIdOfAnyMessage) {
     EXPECT_EQ(nId, 4u) << "the last message of a buffer counts";
     const std::vector<uint8_t> error = fake_kernel::ErrorMessage(1);
     EXPECT_LT(RunQueueMessages(error.data(), error.size(), 1, GetQueuedPacketId, &nId), 0);
+}
+
+TEST(QueueAttributes, DeliveryNotes) {
+    const struct {
+        const char* szReason;
+        uint16_t nType;
+        uint32_t nValue;
+        uint8_t bNoTCPChecksum, bCut, bHasUid;
+        uint32_t nUid, nMark;
+    } cases[] = {
+        {"no checksum yet", NFQA_SKB_INFO, NFQA_SKB_CSUMNOTREADY | NFQA_SKB_GSO, 1, 0, 0, 0, 0},
+        {"GSO alone, or not verified, is signed", NFQA_SKB_INFO, 6, 0, 0, 0, 0, 0},
+        {"longer than the payload", NFQA_CAP_LEN, 41, 0, 1, 0, 0, 0},
+        {"as long as the payload", NFQA_CAP_LEN, 40, 0, 0, 0, 0, 0},
+        {"root", NFQA_UID, 0, 0, 0, 1, 0, 0},
+        {"the largest uid", NFQA_UID, 0xFFFFFFFE, 0, 0, 1, 0xFFFFFFFE, 0},
+        {"other software's mark", NFQA_MARK, 0x4000, 0, 0, 0, 0, 0x4000},
+    };
+    for (const auto& c : cases) {
+        for (const size_t nLen : {4u, 3u, 8u}) {
+            SCOPED_TRACE(c.szReason);
+            tagMessageComposer message;
+            const uint32_t nValue[2] = {htonl(c.nValue), 0};
+            mnl_attr_put(message.pMessage, c.nType, nLen, nValue);
+            tagPacketInfo packet{};
+            packet.nPacketLen = 40;
+            ReadDeliveryNotes(message.pMessage, packet);
+            const bool bRead = nLen == 4;
+            EXPECT_EQ(packet.bNoTCPChecksum, bRead ? c.bNoTCPChecksum : 0);
+            EXPECT_EQ(packet.bCut, bRead ? c.bCut : 0);
+            EXPECT_EQ(packet.bHasUid, bRead ? c.bHasUid : 0);
+            EXPECT_EQ(packet.nUid, bRead ? c.nUid : 0);
+            EXPECT_EQ(packet.nMark, bRead ? c.nMark : 0);
+        }
+    }
+    tagMessageComposer cut;
+    const uint32_t nUid = 0xFFFFFFFF;
+    mnl_attr_put(cut.pMessage, NFQA_UID, sizeof nUid, &nUid);
+    cut.pMessage->nlmsg_len -= 2;
+    tagPacketInfo packet{};
+    ReadDeliveryNotes(cut.pMessage, packet);
+    EXPECT_EQ(packet.bHasUid, 0) << "reaches behind the message";
 }
 
 // Lengths that would lead the walk over the messages out of the datagram.

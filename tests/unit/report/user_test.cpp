@@ -70,6 +70,17 @@ TEST(ConnectionOwner, FirstLineWithBothPortsDecides) {
         EXPECT_EQ(UserIn(c.szTable), c.szUser) << c.szReason;
 }
 
+TEST(ConnectionOwner, TheUidThatCameWithThePacketDecides) {
+    tagPacketInfo packet = PACKET;
+    packet.bHasUid = 1;
+    char szUser[8] = "?";
+    EXPECT_EQ(GetConnectionOwner(szUser, sizeof szUser, &packet), 0u);
+    EXPECT_STREQ(szUser, "root") << "there is no such connection in the table";
+    packet.nUid = 4000000001u;
+    EXPECT_EQ(GetConnectionOwner(szUser, sizeof szUser, &packet), 0u);
+    EXPECT_STREQ(szUser, "root") << "left as it was: no entry";
+}
+
 TEST(ConnectionOwner, NameIsCutToItsBuffer) {
     const std::string szTable = Line(0x1F90, 80, 0);
     EXPECT_EQ(UserIn(szTable, 5), "root");

@@ -1,0 +1,139 @@
+// LiveTraffic 1 against the real kernel: what used to end the service, or to cost requests, no longer does.
+#include <arpa/inet.h>
+#include <linux/netfilter/nfnetlink_queue.h>
+#include <signal.h>
+#include <sys/resource.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <cstddef>
+#include <cstring>
+#include <memory>
+#include <vector>
+
+#include "common/traffic_counters.h"
+#include "tests/e2e/daemon.h"
+#include "tests/e2e/lab.h"
+#include "tests/e2e/web_client.h"
+
+namespace {
+uint64_t Count(uint8_t nCounter) {
+    const std::string page = ReadFile(TRAFFIC_PAGE_FILE);
+    const size_t nOffset = offsetof(tagTrafficCounters, counts) + nCounter * sizeof(uint64_t);
+    uint64_t nCount = 0;
+    if (page.size() >= nOffset + sizeof nCount) std::memcpy(&nCount, page.data() + nOffset, sizeof nCount);
+    return nCount;
+}
+
+// A connection of this process from a port that another one uses, too.
+int ConnectFrom(in_port_t nPort, const char* szServer) {
+    const int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    const int nOn = 1;
+    setsockopt(fd, SOL_SOCKET, SO_REUSEADDR, &nOn, sizeof nOn);
+    sockaddr_in own{}, server{};
+    own.sin_family = server.sin_family = AF_INET;
+    own.sin_port = htons(nPort);
+    server.sin_port = htons(80);
+    inet_pton(AF_INET, szServer, &server.sin_addr);
+    EXPECT_EQ(bind(fd, reinterpret_cast<const sockaddr*>(&own), sizeof own), 0);
+    EXPECT_EQ(connect(fd, reinterpret_cast<const sockaddr*>(&server), sizeof server), 0);
+    return fd;
+}
+}  // namespace
+
+class LiveChannel : public LabTest {
+  protected:
+    void SetUp() override {
+        LabTest::SetUp();
+        WriteFile(ProductFile("websec.cfg"), "[ServiceConfigurations]\nLiveTraffic=1\n");
+        MustRun("websecctl block add blocked.example");
+        daemon = StartDaemon();
+    }
+    void TearDown() override {
+        EXPECT_EQ(ThreadCount(daemon.pid), ALL_THREADS);
+        EXPECT_EQ(StopDaemon(daemon), 0);
+        LabTest::TearDown();
+    }
+    tagDaemon daemon;
+};
+
+TEST_F(LiveChannel, RequestsLargerThanAnyBuffer) {
+    EXPECT_EQ(Count(COUNT_CHANNEL_FLAGS), NFQA_CFG_F_GSO | NFQA_CFG_F_FAIL_OPEN | NFQA_CFG_F_UID_GID);
+    for (const char* szAddress : {"127.0.0.1", SERVER}) {
+        for (const size_t nPadding : {size_t{0}, size_t{3000}, size_t{8000}, size_t{60000}}) {
+            SCOPED_TRACE(std::string(szAddress) + " " + std::to_string(nPadding));
+            EXPECT_EQ(WebClient(szAddress).Get("allowed.example", "/large/allowed", nPadding).nStatus, 200);
+            EXPECT_TRUE(WebClient(szAddress).Get("blocked.example", "/large/blocked", nPadding).bReset);
+        }
+    }
+    EXPECT_EQ(ServersSaw("/large/blocked"), 0u);
+}
+
+// The daemon rests while thousands of requests come at once.
+TEST_F(LiveChannel, ABurstWhileTheDaemonIsHeld) {
+    constexpr size_t REQUESTS = 5000;
+    const rlimit files{REQUESTS + 100, REQUESTS + 100};
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &files), 0);
+    std::vector<std::unique_ptr<WebClient>> clients;
+    while (clients.size() < REQUESTS) {
+        clients.push_back(std::make_unique<WebClient>());
+        ASSERT_TRUE(clients.back()->IsOpen());
+    }
+    const auto isBlocked = [](size_t i) { return i % 10 == 9; };
+    HoldDaemon(daemon);
+    for (size_t i = 0; i < REQUESTS; ++i)
+        EXPECT_TRUE(clients[i]->Send(isBlocked(i) ? "blocked.example" : "allowed.example", "/burst"));
+    sleep(2);
+    kill(daemon.pid, SIGCONT);
+
+    size_t nAnswered = 0, nReset = 0;
+    for (size_t i = 0; i < REQUESTS; ++i) {
+        const tagReply reply = clients[i]->Answer();
+        nAnswered += reply.nStatus == 200;
+        nReset += reply.bReset;
+        EXPECT_TRUE(reply.nStatus == 200 || (reply.bReset && isBlocked(i))) << i;
+    }
+    EXPECT_EQ(nAnswered + nReset, REQUESTS);
+    // What was not judged passed, and is counted.
+    EXPECT_LE(REQUESTS / 10 - nReset, Count(COUNT_UNJUDGED_STORE_FULL) + REQUESTS - Count(COUNT_PACKETS));
+    RecordProperty("unjudged", static_cast<int>(Count(COUNT_UNJUDGED_STORE_FULL)));
+    EXPECT_TRUE(WebClient().Get("blocked.example").bReset) << "judged as ever";
+    EXPECT_EQ(Count(COUNT_STORE_DEPTH), 0u);
+}
+
+// The kernel drops what waits for a device that goes down; the verdicts then find nothing.
+TEST_F(LiveChannel, TheDeviceGoesDownWithPacketsWaiting) {
+    std::vector<std::unique_ptr<WebClient>> clients(20);
+    for (auto& pClient : clients)
+        pClient = std::make_unique<WebClient>();
+    HoldDaemon(daemon);
+    for (const auto& pClient : clients)
+        EXPECT_TRUE(pClient->Send("allowed.example", "/down"));
+    MustRun("ip link set client0 down");
+    kill(daemon.pid, SIGCONT);
+    EXPECT_TRUE(Within(2000, [] { return Count(COUNT_VERDICT_LATE) >= 20; }));
+    MustRun("ip link set client0 up");
+    for (const auto& pClient : clients)
+        EXPECT_EQ(pClient->Answer().nStatus, 200) << "sent again";
+}
+
+// A second daemon finds the queue taken and leaves without touching the rules of the first.
+TEST_F(LiveChannel, ASecondDaemonLeavesAtOnce) {
+    tagDaemon second = LaunchDaemon();
+    EXPECT_EQ(AwaitEnd(second), 255);
+    EXPECT_EQ(QueueRules(), 3u);
+    EXPECT_TRUE(WebClient().Get("blocked.example").bReset);
+}
+
+TEST_F(LiveChannel, OfTwoConnectionsWithTheSamePortsTheRightUserIsReported) {
+    for (const std::string port : {"45671", "45672", "45673", "45674"}) {
+        SCOPED_TRACE(port);
+        const int fd = ConnectFrom(static_cast<in_port_t>(std::stoi(port)), "192.0.2.3");
+        (void)Shell("setpriv --reuid=65534 --clear-groups curl -s --local-port " + port +
+                    " http://blocked.example/user" + port);
+        close(fd);
+    }
+    EXPECT_TRUE(Within(2000, [] {
+        return CountText(Shell("websecctl report --json").output, "nobody") == 4;
+    })) << Shell("websecctl report").output;
+}

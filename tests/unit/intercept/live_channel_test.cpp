@@ -1,0 +1,170 @@
+// The channel, the hand-off and the verdicts with LiveTraffic 1, against a stand-in for the kernel.
+#include <arpa/inet.h>
+#include <gtest/gtest.h>
+#include <linux/netfilter.h>
+#include <linux/netfilter/nfnetlink_queue.h>
+#include <unistd.h>
+
+#include <cerrno>
+
+#include "common/traffic_counters.h"
+#include "intercept/packet_store.h"
+#include "intercept/receiver_thread.h"
+#include "intercept/stream_marks.h"
+#include "intercept/thread_life.h"
+#include "intercept/worker_pause.h"
+#include "intercept/worker_thread.h"
+#include "service/service_config.h"
+#include "tests/support/fake_kernel_queue.h"
+#include "tests/support/packet_composer.h"
+
+namespace {
+using fake_kernel::Deliver;
+using fake_kernel::NextVerdict;
+using fake_kernel::QueueMessage;
+
+uint64_t Count(uint8_t nCounter) {
+    return g_pTrafficCounters->counts[nCounter];
+}
+
+class LiveChannel : public testing::Test {
+  protected:
+    void SetUp() override {
+        g_bLiveTraffic = 1;
+        fake_kernel::Reset();
+        for (auto& nCount : g_pTrafficCounters->counts)
+            nCount = 0;
+        pthread_mutex_init(&g_PacketStoreLock, nullptr);
+        sem_init(&g_PacketStoreSem, 0, 0);
+        PacketStoreInit(g_PacketStore);
+        receiver = {};
+    }
+    void TearDown() override {
+        StopQueueReceivers();
+        StopWorkerThreads();
+        DestroyPacketStoreSync();
+        fake_kernel::Reset();
+        g_bLiveTraffic = 0;
+    }
+    static void ExpectVerdict(uint32_t nPacketId, uint32_t nVerdict, uint32_t nMark = 0) {
+        const auto verdict = NextVerdict();
+        ASSERT_TRUE(verdict);
+        EXPECT_EQ(verdict->nPacketId, nPacketId);
+        EXPECT_EQ(verdict->nVerdict, nVerdict);
+        EXPECT_EQ(verdict->nMark, nMark);
+    }
+
+    tagQueueReceiver& receiver = g_QueueReceivers[0];
+};
+
+TEST_F(LiveChannel, ARefusedFlagCostsThatFlagAlone) {
+    constexpr uint32_t ALL = NFQA_CFG_F_GSO | NFQA_CFG_F_FAIL_OPEN | NFQA_CFG_F_UID_GID;
+    const struct {
+        uint32_t nRefused;
+        int nErrno;
+        size_t nRequests;
+    } cases[] = {
+        {0, 0, 1}, {NFQA_CFG_F_UID_GID, EOPNOTSUPP, 4}, {NFQA_CFG_F_GSO, EINVAL, 4}, {ALL, EINVAL, 4}};
+    for (const auto& c : cases) {
+        fake_kernel::Reset();
+        fake_kernel::RefuseFlags(c.nRefused, c.nErrno);
+        ASSERT_EQ(OpenQueueChannel(receiver), 0);
+        EXPECT_EQ(Count(COUNT_CHANNEL_FLAGS), ALL & ~c.nRefused);
+        size_t nRequests = 0;
+        std::vector<uint8_t> last;
+        while (auto sent = fake_kernel::NextSent(0)) {
+            nRequests += (*sent)[6] == (NLM_F_REQUEST | NLM_F_ACK);
+            last = *sent;
+        }
+        EXPECT_EQ(nRequests, c.nRequests);
+        ASSERT_EQ(last.size(), 32u);
+        EXPECT_EQ(last[28], NFQNL_COPY_PACKET) << "packets come only when all is set";
+        EXPECT_EQ(last[26] << 8 | last[27], 7936) << "with 256 bytes around them still a receive buffer";
+        CloseIdleChannels();
+    }
+}
+
+TEST_F(LiveChannel, AQueueOfAnotherIsNotOpened) {
+    fake_kernel::RefuseFlags(NFQA_CFG_F_GSO, EPERM);
+    EXPECT_EQ(StartQueueReceiver(receiver), CHANNEL_NO_CONFIG);
+}
+
+TEST_F(LiveChannel, AnswersToSingleVerdictsAndOverrunsAreSurvived) {
+    ASSERT_EQ(StartQueueReceiver(receiver), 0);
+    ASSERT_EQ(StartAllWorkers(), 0);
+    for (int i = 0; i < 10; ++i)
+        Deliver(fake_kernel::ErrorMessage(ENOENT));
+    Deliver(fake_kernel::ErrorMessage(0));
+    fake_kernel::Overrun();
+    Deliver(QueueMessage(3, ComposePacket({.payload = "GET / HTTP/1.1\r\n\r\n"})));
+    ExpectVerdict(3, NF_ACCEPT);
+    EXPECT_EQ(Count(COUNT_VERDICT_LATE), 10u);
+    EXPECT_EQ(Count(COUNT_KERNEL_OVERRUN), 1u);
+    EXPECT_EQ(Count(COUNT_PACKETS), 1u);
+    EXPECT_EQ(Count(COUNT_ACCEPTED), 1u);
+    for (tagWorkerThread& worker : g_WorkerThreads)
+        EXPECT_EQ(GetThreadLife(worker.nLife), THREAD_RUNNING);
+}
+
+TEST_F(LiveChannel, ALostChannelEndsTheReceiverAtOnce) {
+    for (const int nErrno : {EPERM, EBUSY, ENODEV}) {
+        fake_kernel::Reset();
+        ASSERT_EQ(StartQueueReceiver(receiver), 0);
+        Deliver(fake_kernel::ErrorMessage(nErrno));
+        AwaitQueueReceivers();
+        StopQueueReceivers();
+    }
+    EXPECT_EQ(Count(COUNT_VERDICT_LATE), 0u);
+}
+
+TEST_F(LiveChannel, WithoutAFreeSlotThePacketPassesAndTheReceiverGoesOn) {
+    ASSERT_EQ(StartQueueReceiver(receiver), 0);
+    for (uint32_t nId = 1; nId <= 503; ++nId)
+        Deliver(QueueMessage(nId, {}));
+    for (uint32_t nId = 501; nId <= 503; ++nId)
+        ExpectVerdict(nId, NF_ACCEPT);
+    EXPECT_EQ(Count(COUNT_UNJUDGED_STORE_FULL), 3u);
+    EXPECT_EQ(Count(COUNT_STORE_DEPTH), 500u);
+    ASSERT_EQ(StartAllWorkers(), 0);
+    for (int i = 0; i < 500; ++i)
+        ASSERT_TRUE(NextVerdict());
+    Deliver(QueueMessage(504, {}));
+    ExpectVerdict(504, NF_ACCEPT);
+    EXPECT_EQ(Count(COUNT_UNJUDGED_STORE_FULL), 3u);
+    EXPECT_EQ(Count(COUNT_STORE_DEPTH), 0u);
+    EXPECT_EQ(Count(COUNT_STORE_DEPTH_MAX), 500u);
+}
+
+TEST_F(LiveChannel, AVerdictChangesTheStreamsMark) {
+    ASSERT_EQ(OpenQueueChannel(receiver), 0);
+    const struct {
+        const char* szReason;
+        tagPacketInfo packet;
+        uint32_t nVerdict, nMark;
+    } cases[] = {
+        {"kept", {.nPacketId = 1, .nVerdict = NF_ACCEPT, .nMark = 0x4000}, NF_ACCEPT, 0},
+        {"released",
+         {.nPacketId = 2, .nVerdict = NF_ACCEPT, .nStreamMark = STREAM_RELEASE},
+         NF_REPEAT,
+         STREAM_MARK_RELEASE},
+        {"watched",
+         {.nPacketId = 3, .nVerdict = NF_ACCEPT, .nStreamMark = STREAM_WATCH, .nMark = 0x4000},
+         NF_REPEAT,
+         STREAM_MARK_WATCH | 0x4000},
+        {"a left-over of ours goes",
+         {.nPacketId = 4, .nVerdict = NF_ACCEPT, .nStreamMark = STREAM_WATCH, .nMark = STREAM_MARK_RELEASE},
+         NF_REPEAT,
+         STREAM_MARK_WATCH},
+        {"dropped", {.nPacketId = 5, .nVerdict = NF_DROP, .nStreamMark = STREAM_RELEASE}, NF_DROP, 0},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.szReason);
+        SendVerdict(receiver, c.packet);
+        ExpectVerdict(c.packet.nPacketId, c.nVerdict, c.nMark);
+    }
+    SendVerdict(receiver, tagPacketInfo{.nVerdict = NF_ACCEPT, .nStreamMark = STREAM_RELEASE});
+    EXPECT_FALSE(NextVerdict(20)) << "no packet";
+    EXPECT_EQ(Count(COUNT_ACCEPTED), 4u);
+    EXPECT_EQ(Count(COUNT_DROPPED), 1u);
+}
+}  // namespace
