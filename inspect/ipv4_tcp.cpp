@@ -30,7 +30,7 @@ int ParseIPv4TCP(tagPacketInfo* pPacket, const tagWebRequest* pRequest) {
     const ByteSpan segment = packet.subspan(pPacket->nIPHeaderLen);
     if (ParseTCPHeader(segment, *pPacket) != 0) return -1;
 
-    if (pPacket->bNoTCPChecksum || pPacket->bCut) return 0;
+    if (pPacket->bNoTCPChecksum == 1 || pPacket->bCut == 1) return 0;
     const uint32_t nPseudoSum = PseudoHeaderSum(*pPacket, segment.size());
     return InternetChecksum(segment.data(), segment.size(), nPseudoSum) == 0 ? 0 : -1;
 }
