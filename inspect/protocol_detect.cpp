@@ -43,7 +43,8 @@ int FindFTPCommand(const tagPacketInfo* pPacket, tagWebRequest* pRequest) {
 
 int FindHTTPMethod(const tagPacketInfo* pPacket, tagWebRequest* pRequest) {
     const size_t nSearched = std::min<size_t>(pPacket->nDataLen, HTTP_SEARCH_BYTES);
-    FindFirstKeyword({pPacket->pData, nSearched}, HTTP_METHODS, PROTO_HTTP, *pRequest);
+    const auto methods = std::span(HTTP_METHODS).first(SEARCHED_METHODS);
+    FindFirstKeyword({pPacket->pData, nSearched}, methods, PROTO_HTTP, *pRequest);
     return 0;
 }
 

@@ -19,8 +19,18 @@ struct tagKeyword {
 };
 static_assert(sizeof(tagKeyword) == 21);
 
-// Searched in this order; nMethod is the index. No trailing blank: "GET" also meets a longer word.
-inline constexpr std::array<tagKeyword, 2> HTTP_METHODS = {{{"GET", 3}, {"CONNECT", 7}}};
+// Searched in this order; nMethod is the index. No trailing blank: "GET" also meets a longer word. The search
+// takes the first SEARCHED_METHODS of the HTTP methods; the others are only met at the start of the data
+// (inspect/live_detect.h).
+inline constexpr std::array<tagKeyword, 8> HTTP_METHODS = {{{"GET", 3},
+                                                            {"CONNECT", 7},
+                                                            {"HEAD", 4},
+                                                            {"POST", 4},
+                                                            {"PUT", 3},
+                                                            {"DELETE", 6},
+                                                            {"OPTIONS", 7},
+                                                            {"PATCH", 5}}};
+constexpr size_t SEARCHED_METHODS = 2;
 inline constexpr std::array<tagKeyword, 2> FTP_COMMANDS = {{{"CWD", 3}, {"RETR", 4}}};
 
 // How far into the data an HTTP keyword is looked for.

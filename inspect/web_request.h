@@ -29,7 +29,7 @@ constexpr uint32_t CATEGORY_PHISHING = 3;
 
 struct tagWebRequest {
     uint8_t nProtocol;              // PROTO_*
-    uint8_t nMethod;                // index into the protocol's keyword table: GET, CONNECT; CWD, RETR
+    uint8_t nMethod;                // index into the protocol's keyword table: GET, CONNECT and on; CWD, RETR
     char szHost[256];               // HTTP Host value without port, TLS server name, or FTP server address
     char szPath[1024];              // request target or FTP argument, port removed
     char szURL[1024];               // scheme, "://", host and path

@@ -50,3 +50,19 @@ inline std::string ClientHelloFor(const std::string& host) {
     return ComposeClientHello({.extensions = Extension(23, "") + ServerNames(NameEntry(host)) +
                                              Extension(16, std::string("\0\3\2h2", 5))});
 }
+
+// The same in the size of today's: post-quantum key shares, and in most of them before the server name.
+inline std::string LargeClientHelloFor(const std::string& host) {
+    return ComposeClientHello({.extensions = Extension(0x2A2A, "") + Extension(51, std::string(1263, 'k')) +
+                                             ServerNames(NameEntry(host)) +
+                                             Extension(16, std::string("\0\3\2h2", 5)) +
+                                             Extension(0xFE0D, std::string(218, 'e'))});
+}
+
+// The message of a record, carried in records of at most nBytes each.
+inline std::string SplitRecords(const std::string& record, size_t nBytes) {
+    std::string records;
+    for (size_t i = 5; i < record.size(); i += nBytes)
+        records += record.substr(0, 3) + LengthAndBody(record.substr(i, nBytes), 2);
+    return records;
+}

@@ -13,6 +13,7 @@
 #include "category/category_table.h"
 #include "category/translate.h"
 #include "intercept/queue_attributes.h"
+#include "service/service_config.h"
 #include "tests/support/client_hello_composer.h"
 #include "tests/support/fake_kernel_queue.h"
 #include "tests/support/packet_composer.h"
@@ -52,6 +53,7 @@ class DecisionFlow : public PolicyTest {
         UnbindRecorder();
         g_WebCatMapping = {};
         g_bUseCatServer = CATENGINE_LIBRARY;
+        g_bLiveTraffic = 0;
         g_ExclusionPatterns = g_TrustedURLPatterns = {};
         g_ExcludedRanges = {};
         PolicyTest::TearDown();
@@ -405,6 +407,57 @@ TEST_F(DecisionFlow, CutMessagesPass) {
     }
     EXPECT_EQ(g_Flow.trace, "");
     EXPECT_EQ(Dispatch(whole).nVerdict, NF_DROP);
+}
+
+// LiveTraffic 1 with b.example in the block list: the segments of one connection, and what becomes of each.
+TEST_F(DecisionFlow, LiveTrafficJudgesWhatSingleSegmentsHide) {
+    const std::string get = Http("GET /p", "b.example"), head = Http("HEAD /", "a.example");
+    const std::string hello = LargeClientHelloFor("b.example");
+    const struct {
+        const char* szReason;
+        std::vector<std::string> segments;
+        const char* szVerdicts;  // a accepted, d dropped
+        const char* szTrace;
+    } rows[] = {
+        {"whole", {get}, "d", "RrX"},
+        {"another host", {Http("GET /p", "a.example")}, "a", ""},
+        {"an FTP word in the URL", {Http("GET /?x=RETR", "b.example")}, "d", "RrX"},
+        {"an FTP word in the cookie", {Http("GET /", "b.example\r\nCookie: CWD a")}, "d", "RrX"},
+        {"HEAD", {Http("HEAD /p", "b.example")}, "d", "RrX"},
+        {"OPTIONS", {Http("OPTIONS /p", "b.example")}, "d", "RrX"},
+        {"GET behind HEAD", {head + get}, "d", "RrX"},
+        {"GET behind HEAD, its rest later", {head + get.substr(0, 20), get.substr(20)}, "ad", "RrX"},
+        {"HEAD ends in the segment of GET", {head.substr(0, 20), head.substr(20) + get}, "ad", "RrX"},
+        {"request line in two", {get.substr(0, 5), get.substr(5)}, "ad", "RrX"},
+        {"and the rest once more: reset again", {get.substr(0, 5), get.substr(5), "more"}, "add", "RrXX"},
+        {"allowed in two, then a body", {head.substr(0, 20), head.substr(20), "body"}, "aaa", ""},
+        {"browser's hello", {hello.substr(0, 1448), hello.substr(1448)}, "dd", "RrXX"},
+        {"name in the second segment", {hello.substr(0, 900), hello.substr(900)}, "ad", "RrX"},
+        {"in two records", {SplitRecords(hello, 700)}, "d", "RrX"},
+        {"FTP", {"RETR b.example/f\r\n"}, "a", ""},
+    };
+    g_bLiveTraffic = 1;
+    uint16_t nPort = 1024;
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.szReason);
+        SetUp();
+        SetSwitches("L");
+        FillList(g_pBlockHostList, {"b.example"});
+        ++nPort;
+        uint32_t nSeq = 0xFFFFFF00;
+        std::string verdicts;
+        tagPacketInfo info{};
+        for (const std::string& segment : row.segments) {
+            info = Dispatch(fake_kernel::QueueMessage(
+                PACKET_ID, ComposePacket({.nSrcPort = nPort, .nSeq = nSeq, .payload = segment})));
+            nSeq += static_cast<uint32_t>(segment.size());
+            verdicts += info.nVerdict == NF_ACCEPT ? 'a' : 'd';
+        }
+        EXPECT_EQ(verdicts, row.szVerdicts);
+        EXPECT_EQ(g_Trace, row.szTrace);
+        EXPECT_EQ(info.nStreamMark, row.segments.back() == "body" ? STREAM_RELEASE : STREAM_KEEP);
+        PolicyTest::TearDown();
+    }
 }
 
 }  // namespace

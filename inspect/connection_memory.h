@@ -1,0 +1,52 @@
+// What was decided about connections lately, so that the pieces that follow a decision need none of their
+// own.
+//
+// Bounded: a fixed table that forgets what it has not met for the longest time. Works on its arguments only;
+// whoever shares a memory guards it.
+#pragma once
+
+#include <array>
+#include <cstdint>
+
+#include "intercept/packet_info.h"
+
+struct tagConnection {
+    uint32_t nSrcAddr, nDstAddr;  // IPv4, network order
+    uint16_t nSrcPort, nDstPort;  // host order
+    bool operator==(const tagConnection&) const = default;
+};
+
+inline tagConnection ConnectionOf(const tagPacketInfo& packet) {
+    return {packet.nSrcAddr, packet.nDstAddr, packet.nSrcPort, packet.nDstPort};
+}
+
+enum : uint8_t {
+    DECISION_NONE,     // the entry is free
+    DECISION_PENDING,  // the bytes from nSeq to nEnd wait for their verdict
+    DECISION_ALLOWED,  // the request whose last known byte lies before nEnd may pass
+    DECISION_BLOCKED,  // nothing from nSeq to nEnd may reach the server
+};
+
+struct tagDecision {
+    tagConnection connection;
+    uint32_t nSeq, nEnd;  // sequence numbers
+    uint8_t nDecision;    // DECISION_*
+    int64_t nMetMs;       // when it was made or last met
+};
+
+// A short age where the sender goes on at once. A block is remembered for as long as a sender waits between
+// two attempts to send the same bytes, at most: each one met starts that anew.
+constexpr int64_t DECISION_AGE_MS = 5'000;
+constexpr int64_t BLOCKED_AGE_MS = 120'000;
+
+constexpr uint32_t MEMORY_SETS = 256;  // one for each value of a byte
+constexpr uint32_t MEMORY_SET_SIZE = 4;
+
+using tagConnectionMemory = std::array<std::array<tagDecision, MEMORY_SET_SIZE>, MEMORY_SETS>;
+
+// The decision remembered about the connection, or null.
+tagDecision* FindDecision(tagConnectionMemory& memory, const tagConnection& connection, int64_t nNowMs);
+
+// Remembers it in place of what was known of the connection; but a block is replaced by a block alone, and
+// two blocks become one that covers both as far as they lie within reach of each other.
+void RememberDecision(tagConnectionMemory& memory, const tagDecision& decision);

@@ -1,0 +1,50 @@
+// Requests that come in several segments: the pieces of a connection are put together until they tell what is
+// asked for, and the piece that completes that is judged in place of all. Only LiveTraffic 1 comes here.
+//
+// A piece that is not the last one needed is accepted at once, so the server may get all of a request but the
+// piece that decides: that one waits for its verdict, and when it is dropped, its bytes never come through
+// again as long as the connection is remembered. Workers meet the pieces in any order. A piece before its
+// start is kept as an orphan; a connection with a third one is let go, since bodies look the same.
+//
+// Bounded in everything: streams, bytes of each (STREAM_BYTES), age. When all are in use, the one that waited
+// longest for a piece makes room. What is let go undecided passes and is counted. Nothing is allocated; the
+// memory is never touched while no request comes in pieces.
+//
+// Any worker. One lock guards all of it; it is held for a few microseconds and never across a blocking call,
+// where a worker may be cancelled.
+#pragma once
+
+#include <cstdint>
+
+#include "inspect/stream_bytes.h"
+#include "intercept/packet_info.h"
+
+constexpr uint32_t GATHERED_STREAMS = 192;
+constexpr int64_t GATHERED_AGE_MS = 5'000;  // since the last piece
+static_assert(GATHERED_STREAMS * STREAM_BYTES <= 4u << 20);
+
+enum : uint8_t {
+    GATHER_JUDGE,      // pData and nDataLen are a request to judge
+    GATHER_WAIT,       // accept; its rest is waited for
+    GATHER_PASS,       // accept; nothing to judge
+    GATHER_DROP,       // drop: belongs to what was blocked
+    GATHER_DROP_COPY,  // drop: the same bytes are being judged, and their sender will send them again
+};
+
+// The part of a dissected packet that holds data: a copy whose nSeq is the number of the first data byte, for
+// the operations below (a SYN takes a number for itself).
+tagPacketInfo DataPart(const tagPacketInfo& packet);
+
+// Takes a piece. On GATHER_JUDGE, data that was put together stands in `buffer`, which is the caller's:
+// pData, nDataLen and nSeq of the part then lead there. The caller judges it and must tell the outcome by one
+// of the two operations further below. Sets nStreamMark to STREAM_RELEASE when the connection need not be
+// watched until its next start. Counts what cannot be judged.
+uint8_t GatherRequest(tagPacketInfo& part, tagStreamBuffer& buffer, int64_t nNowMs);
+
+// The same for a request behind the one just judged, within the same piece.
+uint8_t GatherNextRequest(tagPacketInfo& part, tagStreamBuffer& buffer, int64_t nNowMs);
+
+// Remembers a judged packet, as it was queued. Of a blocked one neither these bytes nor what is behind them
+// pass again.
+void RememberBlocked(const tagPacketInfo& packet, int64_t nNowMs);
+void RememberAllowed(const tagPacketInfo& packet, int64_t nNowMs);

@@ -1,0 +1,114 @@
+#include "inspect/request_prefix.h"
+
+#include <algorithm>
+#include <charconv>
+#include <string_view>
+
+#include "common/ascii_case.h"
+#include "inspect/hello_prefix.h"
+#include "inspect/http_request.h"
+#include "inspect/web_request.h"
+
+namespace {
+
+constexpr std::string_view HOST = "Host:";
+constexpr uint8_t METHOD_CONNECT = 1;
+
+uint8_t ReadHello(std::span<const uint8_t> data);
+uint8_t ReadHTTP(std::span<const uint8_t> data);
+uint8_t ReadFTP(std::span<const uint8_t> data);
+size_t SkipHTTPRequest(std::span<const uint8_t> data);
+size_t HeadLength(std::string_view text);
+size_t SkipFTPCommands(std::span<const uint8_t> data);
+std::string_view TextOf(std::span<const uint8_t> data);
+
+}  // namespace
+
+uint8_t ReadRequestPrefix(std::span<const uint8_t> data) {
+    tagRequestStart start;
+    const uint8_t nStart = DetectStart(data, start);
+    if (nStart != PREFIX_ENOUGH) return nStart;
+    switch (start.nProtocol) {
+        case PROTO_HTTPS:
+            return ReadHello(data);
+        case PROTO_HTTP:
+            return ReadHTTP(data);
+        default:
+            return ReadFTP(data);
+    }
+}
+
+size_t FindNextRequest(std::span<const uint8_t> data) {
+    tagRequestStart start;
+    if (DetectStart(data, start) != PREFIX_ENOUGH) return data.size();
+    size_t nNext = data.size();
+    if (start.nProtocol == PROTO_FTP) nNext = SkipFTPCommands(data);
+    if (start.nProtocol == PROTO_HTTP && start.nMethod != METHOD_CONNECT) nNext = SkipHTTPRequest(data);
+    return DetectStart(data.subspan(nNext), start) == PREFIX_OTHER ? data.size() : nNext;
+}
+
+namespace {
+
+uint8_t ReadHello(std::span<const uint8_t> data) {
+    char szName[256];
+    return FindHelloName(data, szName);
+}
+
+// Line by line as FindHeaderValue reads them; only lines whose end is there decide.
+uint8_t ReadHTTP(std::span<const uint8_t> data) {
+    const uint8_t* pCursor = data.data();
+    uint32_t nLeft = static_cast<uint32_t>(data.size());
+    for (;;) {
+        const uint32_t nLength = NextHeaderLine(pCursor, nLeft);
+        if (nLeft <= nLength + 1) return PREFIX_MORE;
+        const std::string_view line = TextOf({pCursor, nLength});
+        if (line.empty()) return PREFIX_ENOUGH;
+        if (line.size() > HOST.size() && EqualNoCase(line.substr(0, HOST.size()), HOST)) return PREFIX_ENOUGH;
+    }
+}
+
+uint8_t ReadFTP(std::span<const uint8_t> data) {
+    return TextOf(data).find_first_of("\r\n") == std::string_view::npos ? PREFIX_MORE : PREFIX_ENOUGH;
+}
+
+size_t SkipHTTPRequest(std::span<const uint8_t> data) {
+    const size_t nHead = HeadLength(TextOf(data));
+    char szValue[256] = "0";
+    if (nHead == data.size() || FindHeaderValue("Transfer-Encoding:", data.first(nHead), szValue) == 0) {
+        return data.size();
+    }
+    (void)FindHeaderValue("Content-Length:", data.first(nHead), szValue);
+    const std::string_view value(szValue);
+    size_t nBody = 0;
+    const auto parsed = std::from_chars(value.data(), value.data() + value.size(), nBody);
+    if (parsed.ec != std::errc() || nBody >= data.size() - nHead) return data.size();
+
+    // Servers pass over empty lines before a request.
+    const std::string_view behind = TextOf(data.subspan(nHead + nBody));
+    return data.size() - behind.size() + std::min(behind.find_first_not_of("\r\n"), behind.size());
+}
+
+// Up to and with the first empty line; all of the text when there is none.
+size_t HeadLength(std::string_view text) {
+    for (size_t nEnd = text.find('\n'); nEnd != text.npos; nEnd = text.find('\n', nEnd + 1)) {
+        const std::string_view behind = text.substr(nEnd + 1);
+        if (behind.starts_with('\n')) return nEnd + 2;
+        if (behind.starts_with("\r\n")) return nEnd + 3;
+    }
+    return text.size();
+}
+
+size_t SkipFTPCommands(std::span<const uint8_t> data) {
+    const std::string_view text = TextOf(data);
+    tagRequestStart start;
+    for (size_t nEnd = text.find('\n'); nEnd != text.npos; nEnd = text.find('\n', nEnd + 1)) {
+        if (DetectStart(data.subspan(nEnd + 1), start) != PREFIX_OTHER) return nEnd + 1;
+    }
+    return data.size();
+}
+
+std::string_view TextOf(std::span<const uint8_t> data) {
+    return {reinterpret_cast<const char*>(data.data()), data.size()};
+}
+
+}  // namespace
