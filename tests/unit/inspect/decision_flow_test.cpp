@@ -420,21 +420,20 @@ TEST_F(DecisionFlow, LiveTrafficJudgesWhatSingleSegmentsHide) {
         const char* szTrace;
     } rows[] = {
         {"whole", {get}, "d", "RrX"},
-        {"another host", {Http("GET /p", "a.example")}, "a", ""},
+        {"another host", {Http("GET /p", "a.example")}, "a", "c"},
         {"an FTP word in the URL", {Http("GET /?x=RETR", "b.example")}, "d", "RrX"},
         {"an FTP word in the cookie", {Http("GET /", "b.example\r\nCookie: CWD a")}, "d", "RrX"},
         {"HEAD", {Http("HEAD /p", "b.example")}, "d", "RrX"},
         {"OPTIONS", {Http("OPTIONS /p", "b.example")}, "d", "RrX"},
-        {"GET behind HEAD", {head + get}, "d", "RrX"},
-        {"GET behind HEAD, its rest later", {head + get.substr(0, 20), get.substr(20)}, "ad", "RrX"},
-        {"HEAD ends in the segment of GET", {head.substr(0, 20), head.substr(20) + get}, "ad", "RrX"},
+        {"GET behind HEAD", {head + get}, "d", "cRrX"},
+        {"GET behind HEAD, its rest later", {head + get.substr(0, 20), get.substr(20)}, "ad", "cRrX"},
+        {"HEAD ends in the segment of GET", {head.substr(0, 20), head.substr(20) + get}, "ad", "cRrX"},
         {"request line in two", {get.substr(0, 5), get.substr(5)}, "ad", "RrX"},
         {"and the rest once more: reset again", {get.substr(0, 5), get.substr(5), "more"}, "add", "RrXX"},
-        {"allowed in two, then a body", {head.substr(0, 20), head.substr(20), "body"}, "aaa", ""},
+        {"allowed in two, then a body", {head.substr(0, 20), head.substr(20), "body"}, "aaa", "c"},
         {"browser's hello", {hello.substr(0, 1448), hello.substr(1448)}, "dd", "RrXX"},
         {"name in the second segment", {hello.substr(0, 900), hello.substr(900)}, "ad", "RrX"},
         {"in two records", {SplitRecords(hello, 700)}, "d", "RrX"},
-        {"FTP", {"RETR b.example/f\r\n"}, "a", ""},
     };
     g_bLiveTraffic = 1;
     uint16_t nPort = 1024;
