@@ -15,6 +15,9 @@ struct tagStatus {
     std::vector<std::string> problems;
 };
 
+// What a daemon with LiveTraffic 1 has counted; no rows without one.
+void AddTraffic(tagStatus& status, const std::optional<tagDaemonProcess>& daemon);
+
 // The sections about what is installed and imported. Nothing of them needs root.
 void AddConfig(tagStatus& status);
 void AddModules(tagStatus& status, const std::optional<tagDaemonProcess>& daemon);

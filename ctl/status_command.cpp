@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <functional>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -17,6 +18,7 @@
 #include "ctl/rule_count.h"
 #include "ctl/settings_store.h"
 #include "ctl/status.h"
+#include "ctl/traffic_watch.h"
 
 namespace {
 
@@ -46,8 +48,11 @@ std::string OwnerText(const tagQueueOwner& owner);
 
 void AddStatusCommand(CLI::App& app) {
     CLI::App* pStatus = app.add_subcommand("status", "Tell whether websec works, and if not, why");
+    const auto pWatch = std::make_shared<bool>(false);
+    pStatus->add_flag("--watch", *pWatch,
+                      "Show the traffic of each second until interrupted (LiveTraffic 1)");
     pStatus->footer("Example: sudo websecctl status");
-    pStatus->final_callback(ShowStatus);
+    pStatus->final_callback([pWatch] { *pWatch ? WatchTraffic() : ShowStatus(); });
 }
 
 namespace {
@@ -69,6 +74,7 @@ void ShowStatus() {
     };
     attempt("queue", [&] { AddQueue(status, daemon, config); });
     attempt("rules", [&] { AddRules(status, daemon, config); });
+    AddTraffic(status, daemon);
     AddConfig(status);
     AddModules(status, daemon);
     AddDataFiles(status);
