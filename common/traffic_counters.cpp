@@ -22,6 +22,8 @@ int ShareTrafficCounters(const char* szFile) {
     auto* pCounters = new (pPage) tagTrafficCounters{};
     pCounters->nCounters = COUNTERS;
     pCounters->nPid = getpid();
+    for (size_t i = 0; i < COUNTERS; ++i)
+        pCounters->counts[i] = g_pTrafficCounters->counts[i].load(std::memory_order_relaxed);
     std::atomic_thread_fence(std::memory_order_release);
     std::memcpy(pCounters->szMagic, TRAFFIC_PAGE_MAGIC, sizeof TRAFFIC_PAGE_MAGIC);
     g_pTrafficCounters = pCounters;

@@ -46,9 +46,9 @@ static_assert(sizeof(tagTrafficCounters) <= TRAFFIC_PAGE_BYTES && std::atomic<ui
 // The page in use: the process's own memory, or the shared one; never null.
 extern tagTrafficCounters* g_pTrafficCounters;
 
-// Counts from now on into a page of szFile that other processes can read, made anew (mode 0644) so that a
-// reader of an earlier one is not led astray. 0, or an error number: then the process's own memory stays in
-// use. Once, before any other thread exists; the page stays mapped.
+// Counts from now on, going on from what was counted, into a page of szFile that other processes can read,
+// made anew (mode 0644) so that a reader of an earlier one is not led astray. 0, or an error number: then the
+// process's own memory stays in use. Once, before any other thread exists; the page stays mapped.
 int ShareTrafficCounters(const char* szFile);
 
 // Any thread.

@@ -32,6 +32,8 @@ tagQueueReceiver& ReceiverOfQueue(uint32_t nQueueNum) {
 int StartQueueReceiver(tagQueueReceiver& receiver) {
     const int nOpened = OpenQueueChannel(receiver);
     if (nOpened != 0) return nOpened;
+    // Only now: the page of a daemon that has the queue already must stay.
+    if (g_bLiveTraffic == 1) (void)ShareTrafficCounters(TRAFFIC_PAGE_FILE);
     if (sem_init(&receiver.semEnded, 0, 0) != 0) return errno;
     SetThreadLife(receiver.nLife, THREAD_RUNNING);
     const int nCreated = pthread_create(&receiver.thread, nullptr, QueueReceiverThread, &receiver);

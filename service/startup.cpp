@@ -8,7 +8,6 @@
 #include "common/control_signals.h"
 #include "common/product_paths.h"
 #include "common/profile.h"
-#include "common/traffic_counters.h"
 #include "intercept/iptables_rules.h"
 #include "intercept/packet_store.h"
 #include "intercept/receiver_thread.h"
@@ -73,7 +72,6 @@ int RunService() {
     if (InstallHandlers() != 0) return -1;
     if (ReadServiceConfig() != 0) return -1;
     ReadLiveTraffic();
-    if (g_bLiveTraffic == 1) (void)ShareTrafficCounters(TRAFFIC_PAGE_FILE);
 
     LoadPolicy();
     const int nStarted = StartInterception(saved);

@@ -137,32 +137,34 @@ TEST_F(LiveChannel, WithoutAFreeSlotThePacketPassesAndTheReceiverGoesOn) {
 
 TEST_F(LiveChannel, AVerdictChangesTheStreamsMark) {
     ASSERT_EQ(OpenQueueChannel(receiver), 0);
+    const auto judge = [this](uint32_t nPacketId, uint8_t nVerdict, uint8_t nStreamMark, uint32_t nMark) {
+        tagPacketInfo packet{};
+        packet.nPacketId = nPacketId;
+        packet.nVerdict = nVerdict;
+        packet.nStreamMark = nStreamMark;
+        packet.nMark = nMark;
+        SendVerdict(receiver, packet);
+    };
     const struct {
         const char* szReason;
-        tagPacketInfo packet;
-        uint32_t nVerdict, nMark;
+        uint8_t nVerdict, nStreamMark;
+        uint32_t nMark;  // as it came
+        uint32_t nSentVerdict, nSentMark;
     } cases[] = {
-        {"kept", {.nPacketId = 1, .nVerdict = NF_ACCEPT, .nMark = 0x4000}, NF_ACCEPT, 0},
-        {"released",
-         {.nPacketId = 2, .nVerdict = NF_ACCEPT, .nStreamMark = STREAM_RELEASE},
-         NF_REPEAT,
-         STREAM_MARK_RELEASE},
-        {"watched",
-         {.nPacketId = 3, .nVerdict = NF_ACCEPT, .nStreamMark = STREAM_WATCH, .nMark = 0x4000},
-         NF_REPEAT,
-         STREAM_MARK_WATCH | 0x4000},
-        {"a left-over of ours goes",
-         {.nPacketId = 4, .nVerdict = NF_ACCEPT, .nStreamMark = STREAM_WATCH, .nMark = STREAM_MARK_RELEASE},
-         NF_REPEAT,
+        {"kept", NF_ACCEPT, STREAM_KEEP, 0x4000, NF_ACCEPT, 0},
+        {"released", NF_ACCEPT, STREAM_RELEASE, 0, NF_REPEAT, STREAM_MARK_RELEASE},
+        {"watched", NF_ACCEPT, STREAM_WATCH, 0x4000, NF_REPEAT, STREAM_MARK_WATCH | 0x4000},
+        {"of ours only one stays", NF_ACCEPT, STREAM_WATCH, STREAM_MARK_RELEASE, NF_REPEAT,
          STREAM_MARK_WATCH},
-        {"dropped", {.nPacketId = 5, .nVerdict = NF_DROP, .nStreamMark = STREAM_RELEASE}, NF_DROP, 0},
+        {"dropped", NF_DROP, STREAM_RELEASE, 0, NF_DROP, 0},
     };
+    uint32_t nId = 0;
     for (const auto& c : cases) {
         SCOPED_TRACE(c.szReason);
-        SendVerdict(receiver, c.packet);
-        ExpectVerdict(c.packet.nPacketId, c.nVerdict, c.nMark);
+        judge(++nId, c.nVerdict, c.nStreamMark, c.nMark);
+        ExpectVerdict(nId, c.nSentVerdict, c.nSentMark);
     }
-    SendVerdict(receiver, tagPacketInfo{.nVerdict = NF_ACCEPT, .nStreamMark = STREAM_RELEASE});
+    judge(0, NF_ACCEPT, STREAM_RELEASE, 0);
     EXPECT_FALSE(NextVerdict(20)) << "no packet";
     EXPECT_EQ(Count(COUNT_ACCEPTED), 4u);
     EXPECT_EQ(Count(COUNT_DROPPED), 1u);
