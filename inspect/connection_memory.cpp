@@ -6,42 +6,41 @@
 
 namespace {
 
-std::array<tagDecision, MEMORY_SET_SIZE>& SetOf(tagConnectionMemory& memory, const tagConnection& connection);
+uint32_t SetOf(const tagConnection& connection);
 bool IsKept(const tagDecision& entry, int64_t nNowMs);
 void JoinBlocks(tagDecision& block, const tagDecision& older);
 
 }  // namespace
 
-tagDecision* FindDecision(tagConnectionMemory& memory, const tagConnection& connection, int64_t nNowMs) {
-    for (tagDecision& entry : SetOf(memory, connection)) {
+const tagDecision* FindDecision(const tagConnectionMemory& memory, const tagConnection& connection,
+                                int64_t nNowMs) {
+    for (const tagDecision& entry : memory[SetOf(connection)]) {
         if (entry.connection == connection && IsKept(entry, nNowMs)) return &entry;
     }
     return nullptr;
 }
 
 void RememberDecision(tagConnectionMemory& memory, const tagDecision& decision) {
-    tagDecision* pEntry = FindDecision(memory, decision.connection, decision.nMetMs);
-    if (!pEntry) {
-        auto& set = SetOf(memory, decision.connection);
-        pEntry = std::min_element(set.begin(), set.end(), [](const tagDecision& a, const tagDecision& b) {
-            return a.nMetMs < b.nMetMs;
-        });
-        *pEntry = decision;
-        return;
+    auto& set = memory[SetOf(decision.connection)];
+    tagDecision remembered = decision;
+    auto replaced = set.end() - 1;
+    if (const tagDecision* pOlder = FindDecision(memory, decision.connection, decision.nMetMs)) {
+        if (pOlder->nDecision == DECISION_BLOCKED) {
+            if (decision.nDecision != DECISION_BLOCKED) return;
+            JoinBlocks(remembered, *pOlder);
+        }
+        replaced = set.begin() + (pOlder - set.data());
     }
-    const tagDecision older = *pEntry;
-    if (older.nDecision == DECISION_BLOCKED && decision.nDecision != DECISION_BLOCKED) return;
-    *pEntry = decision;
-    if (older.nDecision == DECISION_BLOCKED) JoinBlocks(*pEntry, older);
+    std::move_backward(set.begin(), replaced, replaced + 1);
+    set.front() = remembered;
 }
 
 namespace {
 
-std::array<tagDecision, MEMORY_SET_SIZE>& SetOf(tagConnectionMemory& memory,
-                                                const tagConnection& connection) {
+uint32_t SetOf(const tagConnection& connection) {
     const uint32_t nPorts = uint32_t{connection.nSrcPort} << 16 | connection.nDstPort;
     const uint32_t nMixed = (nPorts ^ connection.nDstAddr ^ connection.nSrcAddr * 31) * 0x9E3779B1u;
-    return memory[nMixed >> 24];
+    return nMixed >> 24;
 }
 
 bool IsKept(const tagDecision& entry, int64_t nNowMs) {

@@ -42,10 +42,12 @@ constexpr int64_t BLOCKED_AGE_MS = 120'000;
 constexpr uint32_t MEMORY_SETS = 256;  // one for each value of a byte
 constexpr uint32_t MEMORY_SET_SIZE = 4;
 
+// Each set begins with what was remembered last; the end is forgotten first.
 using tagConnectionMemory = std::array<std::array<tagDecision, MEMORY_SET_SIZE>, MEMORY_SETS>;
 
 // The decision remembered about the connection, or null.
-tagDecision* FindDecision(tagConnectionMemory& memory, const tagConnection& connection, int64_t nNowMs);
+const tagDecision* FindDecision(const tagConnectionMemory& memory, const tagConnection& connection,
+                                int64_t nNowMs);
 
 // Remembers it in place of what was known of the connection; but a block is replaced by a block alone, and
 // two blocks become one that covers both as far as they lie within reach of each other.

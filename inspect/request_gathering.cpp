@@ -25,6 +25,7 @@ struct tagStream {
     uint32_t nGap;      // sequence number behind the last piece of which the kernel gave only the beginning
     uint32_t nOrphans;  // pieces that came before the start
     int64_t nMetMs;     // when the last piece came
+    uint64_t nTurn;     // the same as a place in the order of all pieces: many come within a millisecond
     uint8_t bUsed, bStarted, bGap;
 };
 
@@ -33,6 +34,7 @@ pthread_mutex_t g_Lock = PTHREAD_MUTEX_INITIALIZER;
 tagStream g_Streams[GATHERED_STREAMS];
 tagStreamBuffer g_Buffers[GATHERED_STREAMS];
 uint32_t g_nStreamsUsed;
+uint64_t g_nTurn;
 tagConnectionMemory g_Memory;
 
 uint8_t AnswerFromMemory(const tagPacketInfo& part, int64_t nNowMs);
@@ -110,13 +112,15 @@ namespace {
 
 // GATHER_PASS: nothing is remembered that decides about these bytes.
 uint8_t AnswerFromMemory(const tagPacketInfo& part, int64_t nNowMs) {
-    tagDecision* pDecision = FindDecision(g_Memory, ConnectionOf(part), nNowMs);
+    const tagDecision* pDecision = FindDecision(g_Memory, ConnectionOf(part), nNowMs);
     if (!pDecision || pDecision->nDecision == DECISION_ALLOWED) return GATHER_PASS;
     const bool bOverlaps = SequenceDistance(SequenceEnd(part), pDecision->nSeq) > 0 &&
                            SequenceDistance(part.nSeq, pDecision->nEnd) < 0;
     if (!bOverlaps) return GATHER_PASS;
     if (pDecision->nDecision == DECISION_PENDING) return GATHER_DROP_COPY;
-    pDecision->nMetMs = nNowMs;
+    tagDecision met = *pDecision;
+    met.nMetMs = nNowMs;
+    RememberDecision(g_Memory, met);
     return GATHER_DROP;
 }
 
@@ -239,6 +243,7 @@ bool IsPieceOf(const tagStream& stream, const tagPacketInfo& part, uint8_t nAlon
 // Returns how many of its bytes were new.
 uint32_t AddPiece(tagStream& stream, const tagPacketInfo& part, int64_t nNowMs) {
     stream.nMetMs = nNowMs;
+    stream.nTurn = ++g_nTurn;
     if (part.bCut == 1) {
         stream.nGap = part.nSeq + part.nDataLen;
         stream.bGap = 1;
@@ -267,7 +272,7 @@ tagStream* FindStream(const tagConnection& connection, int64_t nNowMs) {
 tagStream& NewStream(const tagConnection& connection) {
     tagStream* pOldest = g_Streams;
     for (tagStream& stream : g_Streams) {
-        if (stream.nMetMs < pOldest->nMetMs || !stream.bUsed) pOldest = &stream;
+        if (stream.nTurn < pOldest->nTurn || !stream.bUsed) pOldest = &stream;
         if (!stream.bUsed) break;
     }
     if (pOldest->bUsed) AbandonStream(*pOldest);
