@@ -13,10 +13,10 @@
 
 #define FTP_WORDS "0x52455452,0x43574420"  // RETR, CWD
 // GET, CONN, HEAD, POST, PUT, DELE, OPTI, PATC: with the two above as many as u32 can hold.
-#define HTTP_WORDS                                                                       \
-    FTP_WORDS                                                                            \
-        ",0x47455420,0x434F4E4E,0x48454144,0x504F5354,0x50555420,0x44454C45,0x4F505449," \
-        "0x50415443"
+#define HTTP_WORDS                                                                   \
+    FTP_WORDS                                                                        \
+    ",0x47455420,0x434F4E4E,0x48454144,0x504F5354,0x50555420,0x44454C45,0x4F505449," \
+    "0x50415443"
 
 namespace {
 constexpr char LIVE[] = "WEBSEC_LIVE";

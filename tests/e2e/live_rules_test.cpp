@@ -192,30 +192,6 @@ TEST_P(LiveRules, AStartBringsTheDataBehindItUntilTheRelease) {
     Pass(RULE_REMOVE);
 }
 
-TEST_P(LiveRules, PortListsBoundTheStarts) {
-    UseConfig(
-        "[ServiceConfigurations]\nLiveTraffic=1\n[IPTABLEConfigurations]\nUseDefinedPorts=1\n"
-        "HTTPPorts=9000\nHTTPSPorts=9002\nFTPPorts=9001\n");
-    Pass();
-    QueueReader reader;
-    const struct {
-        in_port_t nPort;
-        const char* szStart;
-        bool bQueued;
-    } rows[] = {{9000, "POST /", true},  {9000, "RETR x", true},  {9001, "RETR x", true},
-                {9001, "POST /", false}, {9002, "POST /", false}, {9003, "POST /", false}};
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.szStart + (" " + std::to_string(row.nPort)));
-        Stream stream(row.nPort);
-        stream.Write(row.szStart, false);
-        const auto packet = reader.Next(row.bQueued ? 1000 : 50);
-        EXPECT_EQ(packet.has_value(), row.bQueued);
-        if (packet) reader.Answer(*packet, NF_ACCEPT);
-        EXPECT_EQ(stream.Arrived(), row.szStart);
-    }
-    Pass(RULE_REMOVE);
-}
-
 // Each repair gives back the very rules that stood there, and costs nobody else's.
 TEST_P(LiveRules, APassRepairsWhatWasChanged) {
     Iptables("-A POSTROUTING -d 203.0.113.9/32 -j ACCEPT");
