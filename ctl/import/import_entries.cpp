@@ -83,7 +83,7 @@ const char* EntryTaker::Take(const tagLineItem& item, const tagCanonicalURL& url
     if (url.bAddress || bTrust) entry.bSubdomains = false;
     if (entry.text.size() >= sizeof(tagListEntryBuf::szSource)) return "is longer than a list's entry can be";
     try {
-        RefuseBadEntry(entry);
+        RefuseBadEntry(m_import.nList, entry);
     } catch (const CtlError&) {
         return "can be no entry of a list; 'block add' tells why";
     }
