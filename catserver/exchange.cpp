@@ -55,6 +55,8 @@ void Answer(tagConnectionTable& table, uint32_t nIndex, const tagCategoryLists& 
     tagConnection& c = table.connections[nIndex];
     std::string_view szURL;
     if (!ParseCategoryRequest(std::span(c.request, c.nReceived), &szURL)) return Refuse(table, nIndex);
+    // Without lists nothing is known of any site, not even that it is in none.
+    if (lists.map.nNames == 0) return Refuse(table, nIndex);
     uint16_t realIds[URLMAP_CATEGORIES_MAX];
     const uint32_t nIds = FindRealIds(lists, szURL, realIds);
     uint8_t reply[CATEGORY_REPLY_MAX];

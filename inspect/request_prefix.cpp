@@ -4,7 +4,7 @@
 #include <charconv>
 #include <string_view>
 
-#include "common/ascii_case.h"
+#include "common/ascii.h"
 #include "inspect/hello_prefix.h"
 #include "inspect/http_request.h"
 #include "inspect/web_request.h"

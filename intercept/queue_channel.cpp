@@ -71,7 +71,7 @@ void SendVerdict(const tagQueueReceiver& receiver, const tagPacketInfo& packet) 
     const uint32_t nStreamMark = StreamMarkOf(packet);
     if (nStreamMark == 0) return SendVerdict(receiver, packet.nPacketId, packet.nVerdict);
     CountTraffic(COUNT_ACCEPTED);
-    const uint32_t nMark = (packet.nMark & ~(STREAM_MARK_RELEASE | STREAM_MARK_WATCH)) | nStreamMark;
+    const uint32_t nMark = packet.nMark | nStreamMark;
     tagQueueMsgBuffer buffer;
     (void)Send(receiver, BuildRepeatMsg(buffer, packet.nPacketId, receiver.nQueueNum, nMark));
 }
@@ -135,6 +135,8 @@ int RequestFlags(const tagQueueReceiver& receiver, uint32_t nFlags) {
 
 uint32_t StreamMarkOf(const tagPacketInfo& packet) {
     if (packet.nPacketId == 0 || packet.nVerdict != NF_ACCEPT) return 0;
+    // It has met the rules again already and nobody took the mark off: our chain is gone.
+    if ((packet.nMark & (STREAM_MARK_RELEASE | STREAM_MARK_WATCH)) != 0) return 0;
     if (packet.nStreamMark == STREAM_RELEASE) return STREAM_MARK_RELEASE;
     return packet.nStreamMark == STREAM_WATCH ? STREAM_MARK_WATCH : 0;
 }

@@ -435,12 +435,12 @@ TEST_F(DecisionFlow, LiveTrafficJudgesWhatSingleSegmentsHide) {
         {"name in the second segment", {hello.substr(0, 900), hello.substr(900)}, "ad", "RrX"},
         {"in two records", {SplitRecords(hello, 700)}, "d", "RrX"},
     };
-    g_bLiveTraffic = 1;
     uint16_t nPort = 1024;
     for (const auto& row : rows) {
         SCOPED_TRACE(row.szReason);
         SetUp();
-        SetSwitches("L");
+        g_bLiveTraffic = 1;
+        SetSwitches("0011");
         FillList(g_pBlockHostList, {"b.example"});
         ++nPort;
         uint32_t nSeq = 0xFFFFFF00;
@@ -453,9 +453,9 @@ TEST_F(DecisionFlow, LiveTrafficJudgesWhatSingleSegmentsHide) {
             verdicts += info.nVerdict == NF_ACCEPT ? 'a' : 'd';
         }
         EXPECT_EQ(verdicts, row.szVerdicts);
-        EXPECT_EQ(g_Trace, row.szTrace);
+        EXPECT_EQ(g_Flow.trace, row.szTrace);
         EXPECT_EQ(info.nStreamMark, row.segments.back() == "body" ? STREAM_RELEASE : STREAM_KEEP);
-        PolicyTest::TearDown();
+        TearDown();
     }
 }
 

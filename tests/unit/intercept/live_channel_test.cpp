@@ -154,8 +154,8 @@ TEST_F(LiveChannel, AVerdictChangesTheStreamsMark) {
         {"kept", NF_ACCEPT, STREAM_KEEP, 0x4000, NF_ACCEPT, 0},
         {"released", NF_ACCEPT, STREAM_RELEASE, 0, NF_REPEAT, STREAM_MARK_RELEASE},
         {"watched", NF_ACCEPT, STREAM_WATCH, 0x4000, NF_REPEAT, STREAM_MARK_WATCH | 0x4000},
-        {"of ours only one stays", NF_ACCEPT, STREAM_WATCH, STREAM_MARK_RELEASE, NF_REPEAT,
-         STREAM_MARK_WATCH},
+        {"it came back with our mark: once is enough", NF_ACCEPT, STREAM_WATCH, STREAM_MARK_RELEASE,
+         NF_ACCEPT, 0},
         {"dropped", NF_DROP, STREAM_RELEASE, 0, NF_DROP, 0},
     };
     uint32_t nId = 0;
