@@ -123,7 +123,7 @@ TEST_F(ListChangeTest, WhatAKilledChangeLeftIsPutInOrder) {
 
 TEST_F(ListChangeTest, SecondImportWaitsAndSaysSo) {
     Import("a", "one.example\n");
-    const int lock = open(Path("lists/.lock").c_str(), O_RDWR);
+    const int lock = open(Path("lists/.lock").c_str(), O_RDWR | O_CLOEXEC);
     ASSERT_EQ(flock(lock, LOCK_EX), 0);
     WriteFile("list.txt", "two.example\n");
     const pid_t pid = Start({"import", "phishing", Path("list.txt"), "--name", "b"});
