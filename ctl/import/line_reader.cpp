@@ -32,9 +32,10 @@ const char* LineReader::Read(std::string_view line, std::vector<tagLineItem>& it
 const char* LineReader::ReadCsv(std::string_view line, std::vector<tagLineItem>& items) {
     const bool bComment = line.starts_with('#');
     const bool bWhole = m_row.Split(TrimBlanks(bComment ? line.substr(1) : line));
-    if (bWhole && FindCsvColumns(m_row.Fields(), &m_columns)) return nullptr;
+    if (bWhole && !m_bRecords && FindCsvColumns(m_row.Fields(), &m_columns)) return nullptr;
     if (bComment) return nullptr;
     if (!bWhole) return "has a quote that is not closed or not at a field's ends";
+    m_bRecords = true;
     const auto fields = m_row.Fields();
     if (m_columns.nURL >= fields.size()) return "has no column for the URL";
     const std::string_view threat = m_columns.nThreat < fields.size() ? fields[m_columns.nThreat] : "";

@@ -5,7 +5,7 @@
 // Hosts (hosts(5)): an address that leads nowhere, then names.
 // Adblock: "||name^" with options that do not limit it, "@@||name^" takes a name back.
 // Csv (RFC 4180, one record a line): the column "url" and, for the threat's name, "threat" or "target", as a
-// heading tells, which may be a comment; without one the columns of URLhaus.
+// heading before the first record tells, which may be a comment; without one the columns of URLhaus.
 #pragma once
 
 #include <string_view>
@@ -38,6 +38,7 @@ class LineReader {
     ListFormat m_format;
     CsvRow m_row;
     tagCsvColumns m_columns = URLHAUS_COLUMNS;
+    bool m_bRecords = false;  // one was read, so no heading follows
 };
 
 // The text without blanks at its ends.

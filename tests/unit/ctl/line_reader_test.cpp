@@ -97,6 +97,10 @@ TEST(LineReaderTest, FindsCsvColumnsByTheirHeading) {
         LineReader reader(ListFormat::Csv);
         EXPECT_EQ(Reading(reader, row.szHeading), "");
         EXPECT_EQ(Reading(reader, row.szLine), row.szReading);
+        // What looks like a heading now is a record, or a comment that changes nothing.
+        EXPECT_NE(Reading(reader, "x,y,url,url,z,target,url,url"), "");
+        EXPECT_EQ(Reading(reader, "# x,y,z,url"), "");
+        EXPECT_EQ(Reading(reader, row.szLine), row.szReading);
     }
 }
 
