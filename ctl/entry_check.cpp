@@ -105,6 +105,10 @@ std::vector<std::string> EntryWarnings(int nList, const tagEntry& entry) {
         warnings.push_back(
             "browsers send hosts outside ASCII as xn--... and paths as %XX, which it does not match");
     }
+    if (reading.nType == ENTRY_HOST && reading.text.starts_with('.')) {
+        const std::string name = reading.text.substr(1);
+        warnings.push_back("also covers hosts such as x" + name + " that end in " + name);
+    }
     return warnings;
 }
 

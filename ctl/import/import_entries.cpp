@@ -8,6 +8,7 @@
 #include "ctl/import/interruption.h"
 #include "ctl/import/list_name.h"
 #include "ctl/import/read_lists.h"
+#include "ctl/import/suffix_tails.h"
 #include "ctl/settings_store.h"
 #include "policy/list_entry.h"
 
@@ -22,7 +23,7 @@ class EntryTaker : public NameTaker {
 
     std::vector<tagEntry> entries;
     size_t nDuplicates = 0;
-    size_t nNarrowed = 0;  // meant sub-domains, which the trust list does not know
+    size_t nNarrowed = 0;  // lines that mean sub-domains, of which the host alone is taken
 
   private:
     const char* WhyOtherList(const tagLineItem& item) const;
@@ -30,9 +31,11 @@ class EntryTaker : public NameTaker {
 
     const tagEntryImport& m_import;
     std::set<std::string> m_texts;
+    const SuffixTails m_tails;
 };
 
 std::string EntryOf(std::string_view text, const tagCanonicalURL& url);
+std::string NarrowedText(int nList, size_t nNarrowed);
 size_t WarnOfEntries(int nList, const std::vector<tagEntry>& entries);
 
 }  // namespace
@@ -61,10 +64,8 @@ void ImportEntries(const tagEntryImport& import) {
     Json document{
         {"list", list}, {"added", nAdded}, {"unchanged", nThere}, {"duplicates", taker.nDuplicates}};
     tally.Describe(document);
-    if (taker.nNarrowed != 0) {
-        PrintWarning("the trust list knows no sub-domains: " + std::to_string(taker.nNarrowed) +
-                     " entries stand for less than their lines say");
-    }
+    document["narrowed"] = taker.nNarrowed;
+    if (taker.nNarrowed != 0) PrintWarning(NarrowedText(import.nList, taker.nNarrowed));
     document["warnings"] = WarnOfEntries(import.nList, taker.entries);
     const std::string text = list + ": added " + std::to_string(nAdded) + " entries, " +
                              std::to_string(nThere) + " were there, " + std::to_string(taker.nDuplicates) +
@@ -77,21 +78,23 @@ namespace {
 const char* EntryTaker::Take(const tagLineItem& item, const tagCanonicalURL& url) {
     if (const char* szWhyNot = WhyOtherList(item)) return szWhyNot;
     const bool bHost = url.nLength == url.nHost + 1;
-    tagEntry entry = {EntryOf(item.text, url), bHost && (m_import.bSubdomains || item.bSubdomains)};
-    const bool bTrust = m_import.nList == STORE_LIST_TRUST;
-    nNarrowed += bTrust && entry.bSubdomains;
-    if (url.bAddress || bTrust) entry.bSubdomains = false;
+    const bool bName = bHost && !url.bAddress;
+    const tagEntry entry = {EntryOf(item.text, url), bName && m_import.bSubdomains};
     if (entry.text.size() >= sizeof(tagListEntryBuf::szSource)) return "is longer than a list's entry can be";
     try {
         RefuseBadEntry(m_import.nList, entry);
     } catch (const CtlError&) {
         return "can be no entry of a list; 'block add' tells why";
     }
+    if (entry.bSubdomains && m_tails.Holds(entry.text)) {
+        return "would cover a public suffix that ends in it: unrelated sites stand below that";
+    }
     if (!m_texts.insert(entry.text).second) {
         ++nDuplicates;
         return nullptr;
     }
-    entries.push_back(std::move(entry));
+    nNarrowed += bName && item.bSubdomains && !entry.bSubdomains;
+    entries.push_back(entry);
     if (entries.size() > POLICY_IMPORT_MAX) RefuseMany();
     return nullptr;
 }
@@ -127,6 +130,18 @@ std::string EntryOf(std::string_view text, const tagCanonicalURL& url) {
     std::transform(entry.begin(), entry.begin() + static_cast<ptrdiff_t>(nEnd), entry.begin(),
                    [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; });
     return entry;
+}
+
+// A sub-domain entry covers every host that ends in its text, which no line of a list can be trusted with.
+std::string NarrowedText(int nList, size_t nNarrowed) {
+    const std::string entries = std::to_string(nNarrowed) + " entries stand for less than their lines say";
+    if (nList == STORE_LIST_TRUST) return "the trust list knows no sub-domains: " + entries;
+    const char* szOtherWay =
+        nList == STORE_LIST_BLOCK
+            ? "; 'websecctl import harmful FILE' or 'websecctl import category NAME FILE' "
+              "cover sub-domains and nothing else"
+            : "";
+    return "sub-domains are taken with --subdomains only: " + entries + szOtherWay;
 }
 
 // The first few; returns how many entries are read otherwise than they look.

@@ -11,7 +11,7 @@ struct tagEntryImport {
     int nList;  // STORE_LIST_*
     std::vector<std::string> files;
     std::optional<ListFormat> format;
-    bool bSubdomains;  // all names, not only those that say so
+    bool bSubdomains;  // all names with theirs; else the host alone, whatever a line says
 };
 
 // The names of the policy lists are resolved one by one, so there may be no more than this in an import.

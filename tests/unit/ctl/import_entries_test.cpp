@@ -8,6 +8,7 @@
 namespace {
 
 using nlohmann::json;
+using testing::AllOf;
 using testing::HasSubstr;
 
 class ImportEntries : public ImportTest {
@@ -25,14 +26,26 @@ class ImportEntries : public ImportTest {
 TEST_F(ImportEntries, EachListTakesWhatIsMeantForIt) {
     WriteFile("f.txt", "! t\n||block.example^\n@@||pass.example^\n||com^\n");
     WriteFile("p.txt", "A.example\n*.b.example\nHTTP://C.example/Path\n.co.uk\n192.0.2.7\n");
-    ASSERT_EQ(Run({"import", "block", Path("f.txt"), Path("p.txt")}).nStatus, 0);
-    EXPECT_EQ(Listed("block"), ".block.example a.example .b.example c.example/Path 192.0.2.7");
+    const tagRun block = Run({"import", "block", Path("f.txt"), Path("p.txt")});
+    EXPECT_THAT(block.err,
+                AllOf(HasSubstr("--subdomains only: 2 entries"), HasSubstr("import harmful FILE")));
+    EXPECT_EQ(Listed("block"), "block.example a.example b.example c.example/Path 192.0.2.7");
     const tagRun allow = Run({"import", "allow", Path("f.txt"), "--subdomains"});
     EXPECT_THAT(allow.out, HasSubstr("'block.example' blocks a name: import such rules into block"));
     EXPECT_EQ(Listed("allow"), ".pass.example");
     EXPECT_THAT(Run({"import", "trust", Path("f.txt")}).err,
                 HasSubstr("the trust list knows no sub-domains: 1"));
     EXPECT_EQ(Listed("trust"), "pass.example");
+}
+
+// The daemon compares such entries with the end of a host's text, dot or not.
+TEST_F(ImportEntries, SubdomainEntriesCoverNoPublicSuffix) {
+    WriteFile("f.txt", "||o.uk^\n||hub.io^\n||uk.example^\n");
+    const tagRun run = Run({"import", "block", Path("f.txt"), "--subdomains"});
+    EXPECT_THAT(run.out, AllOf(HasSubstr("'o.uk' would cover"), HasSubstr("'hub.io' would cover")));
+    EXPECT_THAT(run.err,
+                HasSubstr("'uk.example': also covers hosts such as xuk.example that end in uk.example"));
+    EXPECT_EQ(Listed("block"), ".uk.example");
 }
 
 TEST_F(ImportEntries, LargeListsAreShownTheOtherWay) {

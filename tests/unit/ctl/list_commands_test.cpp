@@ -88,7 +88,7 @@ TEST_F(ListCommands, WarnOfEntriesThatAreReadOtherwise) {
         {{"block", "add", "http://a.example/"}, nullptr},
         {{"block", "add", "A.example"}, nullptr},
         {{"block", "add", "ftp://a.example/pub/"}, nullptr},
-        {{"block", "add", "b.example", "--subdomains"}, nullptr},
+        {{"block", "add", "b.example", "--subdomains"}, "also covers hosts such as xb.example"},
         {{"block", "add", "HTTP://a.example/"}, "read as the host 'HTTP'; the only schemes"},
         {{"block", "add", "http://a.example:81/p"},
          "read as the host 'a.example'; a ':' and all that follows"},
