@@ -19,6 +19,7 @@ namespace {
 tagSource DescribeSource(const tagListKind& kind, const tagListImport& import);
 void RefuseOtherCategory(const tagSource* pOld, const tagSource& source, bool bNamed);
 void RefuseEmpty(const tagURLMapBuilder& builder, const ImportTally& tally);
+std::string LostNote(uint32_t nCategoriesLost, const char* szWhere);
 std::string SwitchedOffNote(const tagListKind& kind);
 
 }  // namespace
@@ -37,7 +38,8 @@ void ImportIntoList(const tagListKind& kind, const tagListImport& import) {
     RefuseEmpty(taker.Builder(), tally);
     source.nRejected = tally.Rejected();
     std::string replaced = pOld ? LocalTimeText(pOld->nImported) : "";
-    const uint32_t nInForce = change.Put(source, taker.Builder());
+    uint32_t nLost = 0;
+    const tagMergedList merged = change.Put(source, taker.Builder(), &nLost);
 
     Json document{{"kind", kind.szName}, {"name", source.name}};
     if (source.nCategory != SOURCE_NO_CATEGORY) document["category"] = SourceCategoryText(source);
@@ -45,14 +47,19 @@ void ImportIntoList(const tagListKind& kind, const tagListImport& import) {
     document["duplicates"] = source.nDuplicates;
     tally.Describe(document);
     document["replaced"] = !replaced.empty();
-    document["in_force"] = nInForce;
+    document["in_force"] = merged.nNames;
+    if (kind.nMapKind == URLMAP_CATEGORIES) {
+        document["categories_lost"] = {{"in_it", nLost}, {"with_other_lists", merged.nCategoriesLost}};
+    }
     std::string text = std::string(kind.szName) + ": imported " + Quoted(source.name) + ": " +
                        std::to_string(source.nAccepted) + " names, " + std::to_string(source.nDuplicates) +
                        " repeated, " + std::to_string(source.nRejected) + " rejected";
     if (!replaced.empty()) text += "\nin place of the import of " + replaced;
-    for (const std::string& part : {tally.Text(), taker.Notes(), SwitchedOffNote(kind)})
+    for (const std::string& part :
+         {tally.Text(), taker.Notes(), LostNote(nLost, "in it"),
+          LostNote(merged.nCategoriesLost, "with the other lists"), SwitchedOffNote(kind)})
         text += (part.empty() ? "" : "\n") + part;
-    PrintListChange(document, text + "\nin force: " + std::to_string(nInForce) + " names");
+    PrintListChange(document, text + "\nin force: " + std::to_string(merged.nNames) + " names");
 }
 
 namespace {
@@ -84,6 +91,13 @@ void RefuseEmpty(const tagURLMapBuilder& builder, const ImportTally& tally) {
     const std::string text = tally.Text();
     throw CtlError("refused: there is no name in it that can be taken; nothing was changed" +
                    (text.empty() ? "" : "\n" + text));
+}
+
+std::string LostNote(uint32_t nCategoriesLost, const char* szWhere) {
+    if (nCategoriesLost == 0) return "";
+    return std::to_string(nCategoriesLost) + " categories of names that stand in more than " +
+           std::to_string(URLMAP_CATEGORIES_MAX) + " " + szWhere +
+           " are lost; the first of each name are kept";
 }
 
 std::string SwitchedOffNote(const tagListKind& kind) {

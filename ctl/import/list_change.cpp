@@ -10,7 +10,6 @@
 #include <filesystem>
 
 #include "ctl/import/interruption.h"
-#include "ctl/import/merge_sources.h"
 #include "ctl/output.h"
 
 namespace {
@@ -37,7 +36,7 @@ const tagSource* ListChange::Find(const tagListKind& kind, const std::string& na
 }
 
 // The note names the list, then each source that the store may not know in the end.
-uint32_t ListChange::Put(tagSource& source, tagURLMapBuilder& builder) {
+tagMergedList ListChange::Put(tagSource& source, tagURLMapBuilder& builder, uint32_t* pCategoriesLost) {
     source.nFile = FreeNumber();
     source.nImported = time(nullptr);
     std::vector<std::string> note = {source.pKind->szName, SourceFileName(*source.pKind, source.nFile)};
@@ -49,29 +48,30 @@ uint32_t ListChange::Put(tagSource& source, tagURLMapBuilder& builder) {
         if (nWritten != URLMAP_OK) throw CtlError("cannot write the list: " + MapFailureText(nWritten));
         source.nAccepted = builder.nNames;
         source.nDuplicates = builder.nMerged;
+        *pCategoriesLost = builder.nCategoriesLost;
         FreeURLMapBuilder(&builder);  // before as much memory is needed again
         std::vector<tagSource> sources = Without(m_sources, source);
         sources.push_back(source);
         std::ranges::sort(sources, {}, &tagSource::name);
-        const uint32_t nNames = Commit(*source.pKind, std::move(sources), [&] { m_store.Put(source); });
+        const tagMergedList merged = Commit(*source.pKind, std::move(sources), [&] { m_store.Put(source); });
         RemoveUnreferenced(note);
-        return nNames;
+        return merged;
     } catch (...) {
         TakeBack(*source.pKind, note);
         throw;
     }
 }
 
-uint32_t ListChange::Remove(const tagSource& source) {
+tagMergedList ListChange::Remove(const tagSource& source) {
     const tagSource removed = source;
     const std::vector<std::string> note = {removed.pKind->szName,
                                            SourceFileName(*removed.pKind, removed.nFile)};
     m_lock.Note(note);
     try {
-        const uint32_t nNames =
+        const tagMergedList merged =
             Commit(*removed.pKind, Without(m_sources, removed), [&] { m_store.Remove(removed); });
         RemoveUnreferenced(note);
-        return nNames;
+        return merged;
     } catch (...) {
         TakeBack(*removed.pKind, note);
         throw;
@@ -80,8 +80,8 @@ uint32_t ListChange::Remove(const tagSource& source) {
 
 // All that takes long comes before the store is locked: the daemon writes reports into it.
 template <class Change>
-uint32_t ListChange::Commit(const tagListKind& kind, std::vector<tagSource> sources, Change change) {
-    const uint32_t nNames = MergeSources(kind, sources, PendingPath(kind));
+tagMergedList ListChange::Commit(const tagListKind& kind, std::vector<tagSource> sources, Change change) {
+    const tagMergedList merged = MergeSources(kind, sources, PendingPath(kind));
     LeaveWhenInterrupted();
     m_store.Begin();
     change();
@@ -90,7 +90,7 @@ uint32_t ListChange::Commit(const tagListKind& kind, std::vector<tagSource> sour
     m_store.Keep();
     m_bInForceChanged = false;
     m_sources = std::move(sources);
-    return nNames;
+    return merged;
 }
 
 void ListChange::FinishUnfinished() {

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "ctl/import/lists_lock.h"
+#include "ctl/import/merge_sources.h"
 #include "ctl/import/source_store.h"
 #include "modules/urlmap/url_map_builder.h"
 
@@ -20,14 +21,15 @@ class ListChange {
     const std::vector<tagSource>& Sources() const { return m_sources; }
 
     // Makes the names in the builder the source's, in place of one of the same kind and name, and sets its
-    // file, counts and time. Returns how many names are in force then. Throws CtlError: nothing has changed.
-    uint32_t Put(tagSource& source, tagURLMapBuilder& builder);
+    // file, counts and time. Returns what is in force then, and in *pCategoriesLost how many of the
+    // source's own categories had no room. Throws CtlError: nothing has changed.
+    tagMergedList Put(tagSource& source, tagURLMapBuilder& builder, uint32_t* pCategoriesLost);
     // Removes a source. Throws CtlError: nothing has changed.
-    uint32_t Remove(const tagSource& source);
+    tagMergedList Remove(const tagSource& source);
 
   private:
     template <class Change>
-    uint32_t Commit(const tagListKind& kind, std::vector<tagSource> sources, Change change);
+    tagMergedList Commit(const tagListKind& kind, std::vector<tagSource> sources, Change change);
     void FinishUnfinished();
     void TakeBack(const tagListKind& kind, const std::vector<std::string>& note);
     void RemoveUnreferenced(const std::vector<std::string>& files);

@@ -16,8 +16,8 @@ struct tagListKind {
 };
 // Kinds are compared by their address.
 inline constexpr tagListKind LIST_KINDS[] = {{"phishing", PHISHING_LIST, URLMAP_THREATS},
-                                      {"harmful", HARMFUL_LIST, URLMAP_THREATS},
-                                      {"category", CATEGORY_LIST, URLMAP_CATEGORIES}};
+                                             {"harmful", HARMFUL_LIST, URLMAP_THREATS},
+                                             {"category", CATEGORY_LIST, URLMAP_CATEGORIES}};
 
 // Null for a text that is none.
 const tagListKind* FindListKind(std::string_view name);

@@ -83,7 +83,7 @@ void RemoveList(const std::vector<std::string>& arguments) {
     const Interruptible interruptible;
     ListChange change;
     const tagSource source = FindSource(change.Sources(), arguments);
-    const uint32_t nInForce = change.Remove(source);
+    const uint32_t nInForce = change.Remove(source).nNames;
     const std::string kind = source.pKind->szName;
     PrintListChange(
         {{"removed", {{"kind", kind}, {"name", source.name}}}, {"in_force", nInForce}},

@@ -43,16 +43,9 @@ const char* MapTaker::Take(const tagLineItem& item, const tagCanonicalURL& url) 
 }
 
 std::string MapTaker::Notes() const {
-    std::string notes;
-    if (m_nUnseenPaths != 0) {
-        notes = "https URLs with a path: " + std::to_string(m_nUnseenPaths) +
-                "; of an HTTPS request only the host is seen, so they are found in plain HTTP alone";
-    }
-    if (m_builder.nCategoriesLost != 0) {
-        notes += (notes.empty() ? "" : "\n") + std::to_string(m_builder.nCategoriesLost) +
-                 " times a name stood in more than five categories; the first five are kept";
-    }
-    return notes;
+    if (m_nUnseenPaths == 0) return "";
+    return "https URLs with a path: " + std::to_string(m_nUnseenPaths) +
+           "; of an HTTPS request only the host is seen, so they are found in plain HTTP alone";
 }
 
 int MapTaker::Add(const tagLineItem& item, uint64_t nKey) {

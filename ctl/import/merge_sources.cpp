@@ -23,8 +23,8 @@ int AddNames(tagURLMapBuilder* pBuilder, const tagURLMap& map);
 
 }  // namespace
 
-uint32_t MergeSources(const tagListKind& kind, const std::vector<tagSource>& sources,
-                      const std::string& path) {
+tagMergedList MergeSources(const tagListKind& kind, const std::vector<tagSource>& sources,
+                           const std::string& path) {
     Builder builder;
     const auto require = [&path](int nResult) {
         if (nResult != URLMAP_OK)
@@ -42,7 +42,7 @@ uint32_t MergeSources(const tagListKind& kind, const std::vector<tagSource>& sou
     } else if (unlink(path.c_str()) != 0 && errno != ENOENT) {
         require(URLMAP_SYSTEM);
     }
-    return builder.map.nNames;
+    return {builder.map.nNames, builder.map.nCategoriesLost};
 }
 
 std::string MapFailureText(int nResult) {

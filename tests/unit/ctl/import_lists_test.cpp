@@ -80,6 +80,16 @@ TEST_F(ImportLists, FoldersOfACollectionSayTheirCategories) {
                 HasSubstr("another category"));
 }
 
+TEST_F(ImportLists, TellCategoriesThatHaveNoRoom) {
+    Shell(
+        "for c in gambling adult games news drugs dating; do mkdir -p c/$c; echo a.example > c/$c/domains; "
+        "done; echo a.example > d.txt");
+    EXPECT_THAT(Run({"import", "category", "auto", Path("c")}).out,
+                HasSubstr("1 categories of names that stand in more than 5 in it are lost"));
+    const tagRun run = Run({"import", "category", "Job Search", Path("d.txt")});
+    EXPECT_THAT(run.out, HasSubstr("1 categories of names that stand in more than 5 with the other lists"));
+}
+
 TEST_F(ImportLists, RefuseWhatIsNoListAndChangeNothing) {
     WriteFile("good.txt", "good.example\n");
     ASSERT_EQ(Run({"import", "phishing", Path("good.txt"), "--name", "l"}).nStatus, 0);
