@@ -62,6 +62,11 @@ int AddSource(tagURLMapBuilder* pBuilder, const tagSource& source) {
     tagURLMap map;
     const std::string path = SourcePath(*source.pKind, source.nFile);
     const int nOpened = OpenURLMap(&map, path.c_str(), source.pKind->nMapKind);
+    // Such a source may be sound: no list without it may come into force.
+    if (nOpened == URLMAP_SYSTEM || nOpened == URLMAP_NO_MEMORY) {
+        throw CtlError("cannot read the imported " + std::string(source.pKind->szName) + " list " +
+                       Quoted(source.name) + " (" + Printable(path) + "): " + MapFailureText(nOpened));
+    }
     if (nOpened != URLMAP_OK) {
         PrintWarning("the imported " + std::string(source.pKind->szName) + " list " + Quoted(source.name) +
                      " is " + MapStateText(nOpened) +

@@ -14,8 +14,8 @@ struct tagMergedList {
 
 // Writes the names of the kind's sources to a map at path, which is replaced whole or not at all. Where two
 // threats' lists hold a name, the first of them (by name) says what it is called; categories add up. A source
-// that is missing or damaged is left out with a warning. Without a source there is no file then. Throws
-// CtlError.
+// that is missing or damaged is left out with a warning; one that the system does not let be read is a
+// failure. Without a source there is no file then. Throws CtlError.
 tagMergedList MergeSources(const tagListKind& kind, const std::vector<tagSource>& sources,
                            const std::string& path);
 

@@ -151,4 +151,15 @@ TEST_F(ListChangeTest, MissingAndDamagedFilesAreTold) {
     EXPECT_EQ(ThreatOf(PHISHING, "two.example"), "b");
 }
 
+TEST_F(ListChangeTest, SourceThatTheSystemRefusesStaysInForce) {
+    Import("a", "one.example\n");
+    // Opening it fails with ELOOP, for root as well.
+    Shell("cd lists/sources && mv phishing-1.map kept && ln -s phishing-1.map phishing-1.map");
+    WriteFile("list.txt", "two.example\n");
+    const tagRun run = Run({"import", "phishing", Path("list.txt"), "--name", "b"});
+    EXPECT_EQ(run.nStatus, 1);
+    EXPECT_THAT(run.err, HasSubstr("cannot read the imported phishing list 'a'"));
+    EXPECT_EQ(ThreatOf(PHISHING, "one.example"), "a");
+}
+
 }  // namespace
