@@ -37,6 +37,7 @@ const tagSource* ListChange::Find(const tagListKind& kind, const std::string& na
 
 // The note names the list, then each source that the store may not know in the end.
 tagMergedList ListChange::Put(tagSource& source, tagURLMapBuilder& builder, uint32_t* pCategoriesLost) {
+    RefuseUnknownSources(*source.pKind, {});
     source.nFile = FreeNumber();
     source.nImported = time(nullptr);
     std::vector<std::string> note = {source.pKind->szName, SourceFileName(*source.pKind, source.nFile)};
@@ -64,6 +65,7 @@ tagMergedList ListChange::Put(tagSource& source, tagURLMapBuilder& builder, uint
 
 tagMergedList ListChange::Remove(const tagSource& source) {
     const tagSource removed = source;
+    RefuseUnknownSources(*removed.pKind, {});
     const std::vector<std::string> note = {removed.pKind->szName,
                                            SourceFileName(*removed.pKind, removed.nFile)};
     m_lock.Note(note);
@@ -97,11 +99,36 @@ void ListChange::FinishUnfinished() {
     const std::vector<std::string> note = m_lock.Unfinished();
     const tagListKind* pKind = note.empty() ? nullptr : FindListKind(note[0]);
     if (!pKind) return;
+    m_sources = m_store.Sources();
+    RefuseUnknownSources(*pKind, note);
     PrintWarning("an earlier change of the " + std::string(pKind->szName) +
                  " lists was killed; its list is made anew");
-    m_sources = m_store.Sources();
     MergeSources(*pKind, m_sources, InForcePath(*pKind));
     RemoveUnreferenced(note);
+}
+
+// The list in force may hold their names, imported with another store, and would lose them unasked.
+void ListChange::RefuseUnknownSources(const tagListKind& kind,
+                                      const std::vector<std::string>& expected) const {
+    std::string unknown;
+    std::error_code error;
+    for (const auto& entry : std::filesystem::directory_iterator(SourcesFolder(), error)) {
+        const std::string file = entry.path().filename().string();
+        if (!SourceNumber(file) || !file.starts_with(std::string(kind.szName) + "-")) continue;
+        if (IsKnown(file) || std::ranges::count(expected, file) != 0) continue;
+        unknown += (unknown.empty() ? "" : ", ") + file;
+    }
+    if (unknown.empty()) return;
+    throw CtlError("refused: in " + Printable(SourcesFolder()) +
+                   " are lists that the store of settings does not know (" + unknown +
+                   "), and their names would go out of force. Use the store with which they were imported "
+                   "(WEBSEC_DB), or remove these files and import the lists again; nothing was changed");
+}
+
+bool ListChange::IsKnown(const std::string& file) const {
+    return std::ranges::any_of(m_sources, [&file](const tagSource& source) {
+        return SourceFileName(*source.pKind, source.nFile) == file;
+    });
 }
 
 // What cannot be taken back now is left to the next change, by the note.
@@ -118,10 +145,7 @@ void ListChange::TakeBack(const tagListKind& kind, const std::vector<std::string
 
 void ListChange::RemoveUnreferenced(const std::vector<std::string>& files) {
     for (const auto& file : files) {
-        const bool bKept = std::ranges::any_of(m_sources, [&file](const tagSource& source) {
-            return SourceFileName(*source.pKind, source.nFile) == file;
-        });
-        if (SourceNumber(file) && !bKept) (void)unlink((SourcesFolder() + "/" + file).c_str());
+        if (SourceNumber(file) && !IsKnown(file)) (void)unlink((SourcesFolder() + "/" + file).c_str());
     }
     m_lock.ClearNote();
 }

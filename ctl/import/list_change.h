@@ -31,6 +31,8 @@ class ListChange {
     template <class Change>
     tagMergedList Commit(const tagListKind& kind, std::vector<tagSource> sources, Change change);
     void FinishUnfinished();
+    void RefuseUnknownSources(const tagListKind& kind, const std::vector<std::string>& expected) const;
+    bool IsKnown(const std::string& file) const;
     void TakeBack(const tagListKind& kind, const std::vector<std::string>& note);
     void RemoveUnreferenced(const std::vector<std::string>& files);
     int64_t FreeNumber() const;

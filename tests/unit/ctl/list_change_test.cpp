@@ -151,6 +151,19 @@ TEST_F(ListChangeTest, MissingAndDamagedFilesAreTold) {
     EXPECT_EQ(ThreatOf(PHISHING, "two.example"), "b");
 }
 
+TEST_F(ListChangeTest, AnotherStoreDropsNoList) {
+    Import("a", "one.example\n");
+    WriteFile("list.txt", "two.example\n");
+    std::filesystem::remove(Path("websec.db"));
+    const tagRun run = Run({"import", "phishing", Path("list.txt")});
+    EXPECT_EQ(run.nStatus, 1);
+    EXPECT_THAT(run.err, HasSubstr("does not know (phishing-1.map)"));
+    EXPECT_EQ(ThreatOf(PHISHING, "one.example"), "a");
+    EXPECT_EQ(Run({"import", "harmful", Path("list.txt")}).nStatus, 0) << "other kinds are untouched";
+    std::filesystem::remove(Path("lists/sources/phishing-1.map"));
+    EXPECT_EQ(Run({"import", "phishing", Path("list.txt")}).nStatus, 0);
+}
+
 TEST_F(ListChangeTest, SourceThatTheSystemRefusesStaysInForce) {
     Import("a", "one.example\n");
     // Opening it fails with ELOOP, for root as well.
