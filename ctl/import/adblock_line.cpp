@@ -14,6 +14,7 @@ bool AreOptionsHarmless(std::string_view options);
 }  // namespace
 
 const char* ReadAdblockLine(std::string_view line, std::vector<tagLineItem>& items) {
+    if (line.starts_with("!#")) return "is a directive, which websec does not follow";
     if (IsComment(line)) return nullptr;
     for (const std::string_view mark :
          {"##", "#@#", "#?#", "#$#", "#%#", "#@?#", "#@$#", "#@%#", "$$", "$@$"}) {
@@ -57,7 +58,7 @@ const char* WhyNoDomainRule(std::string_view rule) {
 }
 
 bool AreOptionsHarmless(std::string_view options) {
-    constexpr std::array<std::string_view, 6> HARMLESS = {"all", "document", "doc", "important", "popup", ""};
+    constexpr std::array<std::string_view, 5> HARMLESS = {"all", "document", "doc", "important", ""};
     while (!options.empty()) {
         const std::string_view option = options.substr(0, options.find(','));
         if (std::find(HARMLESS.begin(), HARMLESS.end(), option) == HARMLESS.end()) return false;

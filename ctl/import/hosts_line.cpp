@@ -36,8 +36,8 @@ namespace {
 // Whatever the standard head of a hosts file holds counts, too: its names are judged by themselves.
 bool LeadsNowhere(std::string_view address) {
     return address == "0" || address == "0.0.0.0" || address == "255.255.255.255" ||
-           address.starts_with("127.") || address.starts_with("::") || address.starts_with("fe80:") ||
-           address.starts_with("ff0") || address.starts_with("fe00:");
+           address.starts_with("127.") || address == "::" || address == "::1" ||
+           address.starts_with("fe80:") || address.starts_with("ff0") || address.starts_with("fe00:");
 }
 
 }  // namespace
