@@ -18,7 +18,7 @@ std::vector<tagSource> Without(std::vector<tagSource> sources, const tagSource& 
 void PutInForce(const std::string& pending, const std::string& path);
 
 std::string PendingPath(const tagListKind& kind) {
-    return InForcePath(kind) + ".new";
+    return InForcePath(kind) + PENDING_ENDING;
 }
 
 }  // namespace

@@ -28,6 +28,8 @@ std::string ListsFolder();
 std::string SourcesFolder();
 
 std::string InForcePath(const tagListKind& kind);
+// What stands behind the name of a list in force while its successor is made.
+inline const std::string PENDING_ENDING = ".new";
 
 // "phishing-7.map" in the folder of the sources.
 std::string SourceFileName(const tagListKind& kind, int64_t nFile);

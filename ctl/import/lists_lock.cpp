@@ -4,6 +4,8 @@
 #include <sys/file.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <cctype>
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
@@ -18,6 +20,7 @@ namespace {
 void MakeFolders();
 void AwaitTurn(int fd);
 void RemoveHalfWritten(const std::string& folder);
+bool IsHalfWritten(std::string_view name);
 [[noreturn]] void Fail(const std::string& what);
 
 }  // namespace
@@ -91,14 +94,28 @@ void AwaitTurn(int fd) {
     }
 }
 
-// "NAME.map.new" and the writer's own "NAME.map.XXXXXX".
+// Nothing else: an administrator may keep copies beside the lists.
 void RemoveHalfWritten(const std::string& folder) {
     std::error_code error;
     for (const auto& entry : std::filesystem::directory_iterator(folder, error)) {
-        if (entry.path().stem().extension() == ".map" || entry.path().stem().stem().extension() == ".map") {
-            std::filesystem::remove(entry.path(), error);
-        }
+        if (IsHalfWritten(entry.path().filename().string())) std::filesystem::remove(entry.path(), error);
     }
+}
+
+// "phishing.map.new", and as the writer of maps calls what it writes: such a name, a list's or a source's
+// with
+// ".XXXXXX" behind it.
+bool IsHalfWritten(std::string_view name) {
+    const auto isPending = [&name](const tagListKind& kind) { return name == kind.szFile + PENDING_ENDING; };
+    if (std::ranges::any_of(LIST_KINDS, isPending)) return true;
+    constexpr size_t ENDING_BYTES = 7;
+    if (name.size() <= ENDING_BYTES || name[name.size() - ENDING_BYTES] != '.') return false;
+    const auto isAlphanumeric = [](unsigned char c) { return std::isalnum(c) != 0; };
+    if (!std::all_of(name.end() - ENDING_BYTES + 1, name.end(), isAlphanumeric)) return false;
+    name.remove_suffix(ENDING_BYTES);
+    return SourceNumber(name) || std::ranges::any_of(LIST_KINDS, [&](const tagListKind& kind) {
+               return name == kind.szFile || isPending(kind);
+           });
 }
 
 void Fail(const std::string& what) {
