@@ -5,7 +5,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <cctype>
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
@@ -104,15 +103,14 @@ void RemoveHalfWritten(const std::string& folder) {
 
 // "phishing.map.new", and as the writer of maps calls what it writes: such a name, a list's or a source's
 // with
-// ".XXXXXX" behind it.
+// ".tmp-XXXXXX" behind it.
 bool IsHalfWritten(std::string_view name) {
     const auto isPending = [&name](const tagListKind& kind) { return name == kind.szFile + PENDING_ENDING; };
     if (std::ranges::any_of(LIST_KINDS, isPending)) return true;
-    constexpr size_t ENDING_BYTES = 7;
-    if (name.size() <= ENDING_BYTES || name[name.size() - ENDING_BYTES] != '.') return false;
-    const auto isAlphanumeric = [](unsigned char c) { return std::isalnum(c) != 0; };
-    if (!std::all_of(name.end() - ENDING_BYTES + 1, name.end(), isAlphanumeric)) return false;
-    name.remove_suffix(ENDING_BYTES);
+    constexpr size_t ENDING_BYTES = sizeof ".tmp-XXXXXX" - 1;
+    const size_t nEnding = name.rfind(".tmp-");
+    if (nEnding == name.npos || name.size() - nEnding != ENDING_BYTES) return false;
+    name = name.substr(0, nEnding);
     return SourceNumber(name) || std::ranges::any_of(LIST_KINDS, [&](const tagListKind& kind) {
                return name == kind.szFile || isPending(kind);
            });

@@ -72,7 +72,7 @@ tagURLMapHeader MakeHeader(uint32_t nKind, std::span<const tagBuilderName> names
 }
 
 int MakeTemporary(const char* szPath, char (&szTemporary)[PATH_MAX]) {
-    const int nLength = snprintf(szTemporary, sizeof szTemporary, "%s.XXXXXX", szPath);
+    const int nLength = snprintf(szTemporary, sizeof szTemporary, "%s.tmp-XXXXXX", szPath);
     if (nLength < 0 || static_cast<size_t>(nLength) >= sizeof szTemporary) {
         errno = ENAMETOOLONG;
         return -1;

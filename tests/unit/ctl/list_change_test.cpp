@@ -112,14 +112,14 @@ TEST_F(ListChangeTest, WhatAKilledChangeLeftIsPutInOrder) {
     Shell(
         "cp lists/sources/phishing-1.map lists/sources/phishing-3.map && "
         "cp lists/sources/phishing-2.map lists/phishing.map && touch lists/phishing.map.new "
-        "lists/phishing.map.old lists/my.map.backup lists/phishing.map.new.AbCdEf "
-        "lists/sources/phishing-4.map.AbCdEf && printf 'phishing\\nphishing-3.map\\n' > lists/.lock");
+        "lists/phishing.map.old lists/phishing.map.backup lists/phishing.map.new.tmp-AbCdEf "
+        "lists/sources/phishing-4.map.tmp-AbCdEf && printf 'phishing\\nphishing-3.map\\n' > lists/.lock");
     ASSERT_EQ(ThreatOf(PHISHING, "one.example"), "none");
     const tagRun run = Run({"lists", "remove", "b"});
     EXPECT_THAT(run.err, HasSubstr("was killed"));
     EXPECT_EQ(ThreatOf(PHISHING, "one.example"), "a");
-    EXPECT_EQ(Files(), (std::set<std::string>{".lock", "my.map.backup", "phishing.map", "phishing.map.old",
-                                              "sources", "sources/phishing-1.map"}));
+    EXPECT_EQ(Files(), (std::set<std::string>{".lock", "phishing.map.backup", "phishing.map",
+                                              "phishing.map.old", "sources", "sources/phishing-1.map"}));
     EXPECT_EQ(Run({"lists"}).err, "");
 }
 
