@@ -7,7 +7,7 @@ chromium_fresh() { # ARGUMENT...
     profile=$(mktemp -d "$LAB_DIR/profile.XXXX")
     HOME=$profile timeout 90 chromium --headless --no-sandbox --disable-gpu --disable-dev-shm-usage --no-first-run \
         --disable-background-networking --ignore-certificate-errors --user-data-dir="$profile" \
-        --host-resolver-rules="MAP *.many.example 192.0.2.2" --dump-dom "$@" 2>/dev/null
+        --host-resolver-rules="MAP *.many.example 192.0.2.2" --dump-dom "$@" 2>&1
     rm -rf "$profile"
 }
 
@@ -16,8 +16,8 @@ browse() { # URL
     page=$(chromium_fresh "$1")
     case "$page" in
         *"hello from the server"*) echo allowed ;;
-        *ERR_CONNECTION_RESET*) echo "blocked: reset" ;;
-        *) echo "${page:0:20}" ;;
+        *"Page load failed: "*) page=${page##*failed: net::} && echo "${page%%[^A-Z_]*}" ;;
+        *) echo "neither" ;;
     esac
 }
 
@@ -46,11 +46,13 @@ chromium_rows() {
         return
     fi
     row "Chromium: https://allowed.example/" allowed "$(browse https://allowed.example/)"
-    row "Chromium: https://blocked.example/" "blocked: reset" "$(browse https://blocked.example/)"
-    ctl block add many.example --subdomains
+    row "Chromium: https://blocked.example/" ERR_CONNECTION_RESET "$(browse https://blocked.example/)"
     : >"$LAB_DIR/access.log"
-    browse_hosts 120 h
-    row "Chromium: 120 fresh hellos, blocked" "120, 0 served" "$(hosts_blocked_of 120 h)"
+    browse_hosts 120 free
+    row "Chromium: 120 fresh hellos, allowed" "0, 120 served" "$(hosts_blocked_of 0 free)"
+    ctl block add many.example --subdomains
+    browse_hosts 120 bad
+    row "Chromium: 120 fresh hellos, blocked" "120, 0 served" "$(hosts_blocked_of 120 bad)"
 }
 
 method_rows() {
