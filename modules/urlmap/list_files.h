@@ -7,10 +7,10 @@
 
 #include "modules/urlmap/url_map.h"
 
-constexpr char LISTS_DIR[] = "/var/lib/websec/lists";
-constexpr char PHISHING_LIST[] = "phishing.map";
-constexpr char HARMFUL_LIST[] = "harmful.map";
-constexpr char CATEGORY_LIST[] = "categories.map";
+inline constexpr char LISTS_DIR[] = "/var/lib/websec/lists";
+inline constexpr char PHISHING_LIST[] = "phishing.map";
+inline constexpr char HARMFUL_LIST[] = "harmful.map";
+inline constexpr char CATEGORY_LIST[] = "categories.map";
 
 constexpr size_t LIST_PATH_BYTES = 512;
 
