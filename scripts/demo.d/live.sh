@@ -157,6 +157,10 @@ bypass_rows() {
     row "CloseBypasses=0: TCP 80 over IPv6" answered "$(over_ipv6)"
     end_daemon
     with_config LiveTraffic=1 CloseBypasses=1
+    for try in $(seq 100); do # its chains come last
+        ip6tables -S OUTPUT | grep -q WEBSEC_CLOSE && iptables -S OUTPUT | grep -q WEBSEC_CLOSE && break
+        sleep 0.05
+    done
     row "CloseBypasses=1: a datagram to UDP 443" refused "$(over_quic)"
     row "CloseBypasses=1: TCP 80 over IPv6" refused "$(over_ipv6)"
     stop_daemon
