@@ -21,6 +21,10 @@ constexpr bool IsDigit(char c) {
     return c >= '0' && c <= '9';
 }
 
+bool IsASCII(std::string_view text) {
+    return std::none_of(text.begin(), text.end(), [](char c) { return (c & 0x80) != 0; });
+}
+
 bool HasOnly(std::string_view text, std::string_view characters) {
     return text.find_first_not_of(characters) == std::string_view::npos;
 }
@@ -86,6 +90,10 @@ const char* AdmissionText(int nAdmission) {
             return "has a colon in its path or query, where requests are cut";
         case ADMIT_PORT_PATH:
             return "has a path at a port of its own, which requests do not show";
+        case ADMIT_FOREIGN_NAME:
+            return "is a name outside ASCII, for which no client asks: write it as xn--...";
+        case ADMIT_FOREIGN_PATH:
+            return "has a path or query outside ASCII: write the bytes as %XX";
         default:
             return "cannot be used";
     }
@@ -126,6 +134,7 @@ int JudgeAddress(const tagCanonicalURL& url) {
 
 int JudgeName(const tagSuffixList& suffixes, const tagCanonicalURL& url) {
     const std::string_view host(url.szText, url.nHost);
+    if (!IsASCII(host)) return ADMIT_FOREIGN_NAME;
     if (!AreLabelsValid(host)) return ADMIT_NOT_A_NAME;
     const size_t nLastDot = host.rfind('.');
     if (nLastDot == std::string_view::npos) return ADMIT_SINGLE_LABEL;
@@ -135,7 +144,7 @@ int JudgeName(const tagSuffixList& suffixes, const tagCanonicalURL& url) {
     return psl_is_public_suffix2(suffixes.pList, szHost, PSL_TYPE_ANY) ? ADMIT_PUBLIC_SUFFIX : ADMIT_OK;
 }
 
-// Letters, digits, hyphens, underscores (they occur), and any byte of an international name.
+// Letters, digits, hyphens, underscores (they occur).
 bool AreLabelsValid(std::string_view host) {
     if (host.size() > NAME_MAX_BYTES) return false;
     size_t nLabel = 0;
@@ -145,7 +154,7 @@ bool AreLabelsValid(std::string_view host) {
             nLabel = 0;
             continue;
         }
-        const bool bValid = (c >= 'a' && c <= 'z') || IsDigit(c) || c == '-' || c == '_' || (c & 0x80) != 0;
+        const bool bValid = (c >= 'a' && c <= 'z') || IsDigit(c) || c == '-' || c == '_';
         if (!bValid || ++nLabel > LABEL_MAX_BYTES) return false;
     }
     return nLabel != 0;
@@ -153,6 +162,7 @@ bool AreLabelsValid(std::string_view host) {
 
 int JudgePath(const tagCanonicalURL& url) {
     const std::string_view behindHost(url.szText + url.nHost, url.nLength - url.nHost);
+    if (!IsASCII(behindHost)) return ADMIT_FOREIGN_PATH;
     if (behindHost.find(':') != std::string_view::npos) return ADMIT_COLON;
     const uint16_t USUAL_PORTS[] = {0, 21, 80, 443};
     const bool bUsual =

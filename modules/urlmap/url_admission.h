@@ -2,8 +2,8 @@
 // everything, and what no request can ever match is refused as well, so that the importer can say so.
 //
 // Public suffixes are those of publicsuffix.org, both sections ("co.uk" and "github.io"), as libpsl reads
-// them from Debian's package publicsuffix or, without it, from its own copy. A URL on such a host (with a
-// path) is taken: it names one customer's pages.
+// them from Debian's package publicsuffix or, without it, from its own copy. A URL on such a host is
+// refused as well, whatever its path.
 #pragma once
 
 #include <string_view>
@@ -35,6 +35,8 @@ enum : int {
     ADMIT_TOO_LONG = 9,       // longer than any request
     ADMIT_COLON = 10,         // a colon behind the host: a request is cut there, so this never matches
     ADMIT_PORT_PATH = 11,     // a path at a port of its own: a request with a port shows no path
+    ADMIT_FOREIGN_NAME = 12,  // a host outside ASCII: clients ask for its xn-- form (RFC 5891)
+    ADMIT_FOREIGN_PATH = 13,  // bytes outside ASCII behind the host: requests are cut there
 };
 
 // Judges one name or URL and brings it into canonical form (the expression to store is its szText). A leading
