@@ -27,13 +27,13 @@ class EntryTaker : public NameTaker {
 
   private:
     const char* WhyOtherList(const tagLineItem& item) const;
-    void RefuseMany() const;
 
     const tagEntryImport& m_import;
     std::set<std::string> m_texts;
     const SuffixTails m_tails;
 };
 
+[[noreturn]] void RefuseMany(int nList);
 std::string EntryOf(std::string_view text, const tagCanonicalURL& url);
 std::string NarrowedText(int nList, size_t nNarrowed);
 size_t WarnOfEntries(int nList, const std::vector<tagEntry>& entries);
@@ -58,6 +58,7 @@ void ImportEntries(const tagEntryImport& import) {
     store.Begin();
     for (const tagEntry& entry : taker.entries)
         nAdded += store.Add(import.nList, entry);
+    if (nAdded != 0 && store.Entries(import.nList).size() > POLICY_IMPORT_MAX) RefuseMany(import.nList);
     store.Keep();
 
     const size_t nThere = taker.entries.size() - nAdded;
@@ -95,7 +96,7 @@ const char* EntryTaker::Take(const tagLineItem& item, const tagCanonicalURL& url
     }
     nNarrowed += bName && item.bSubdomains && !entry.bSubdomains;
     entries.push_back(entry);
-    if (entries.size() > POLICY_IMPORT_MAX) RefuseMany();
+    if (entries.size() > POLICY_IMPORT_MAX) RefuseMany(m_import.nList);
     return nullptr;
 }
 
@@ -107,12 +108,13 @@ const char* EntryTaker::WhyOtherList(const tagLineItem& item) const {
     return nullptr;
 }
 
-void EntryTaker::RefuseMany() const {
-    const std::string list = StoreListName(m_import.nList);
+void RefuseMany(int nList) {
+    const std::string list = StoreListName(nList);
     throw CtlError(
-        "refused: there are more than " + std::to_string(POLICY_IMPORT_MAX) + " names. The " + list +
+        "refused: there would be more than " + std::to_string(POLICY_IMPORT_MAX) +
+        " names in the list. The " + list +
         " list is resolved name by name, while no request is answered, whenever settings are loaded. " +
-        (m_import.nList == STORE_LIST_BLOCK
+        (nList == STORE_LIST_BLOCK
              ? "For large lists: 'websecctl import harmful FILE', or 'websecctl import category NAME "
                "FILE' and that category blocked"
              : "Import those that are needed") +

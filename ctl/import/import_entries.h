@@ -14,7 +14,7 @@ struct tagEntryImport {
     bool bSubdomains;  // all names with theirs; else the host alone, whatever a line says
 };
 
-// The names of the policy lists are resolved one by one, so there may be no more than this in an import.
+// The names of the policy lists are resolved one by one, so no import may make one longer than this.
 constexpr size_t POLICY_IMPORT_MAX = 500;
 
 // Adds the names as "block add" does, all of them or none, has the daemon reload and prints what was done.

@@ -60,6 +60,9 @@ TEST_F(ImportEntries, LargeListsAreShownTheOtherWay) {
     EXPECT_THAT(run.err, HasSubstr("more than 500 names"));
     EXPECT_THAT(run.err, HasSubstr("websecctl import harmful FILE"));
     EXPECT_EQ(Listed("block"), "kept.example");
+    EXPECT_THAT(Run({"import", "block", Path("fits.txt")}).err, HasSubstr("more than 500 names"));
+    EXPECT_EQ(Listed("block"), "kept.example") << "what stands there counts";
+    ASSERT_EQ(Run({"block", "remove", "kept.example"}).nStatus, 0);
     EXPECT_THAT(Run({"import", "block", Path("fits.txt")}).out, HasSubstr("added 500 entries"));
 }
 
