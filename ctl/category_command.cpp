@@ -9,7 +9,7 @@
 
 #include "category/category_engine.h"
 #include "category/category_table.h"
-#include "ctl/category_suggestions.h"
+#include "ctl/category_argument.h"
 #include "ctl/commands.h"
 #include "ctl/daemon_process.h"
 #include "ctl/imported_lists.h"
@@ -91,14 +91,7 @@ void SetCategories(const std::vector<std::string>& names, bool bBlocked) {
 std::vector<uint8_t> FindCategories(const std::vector<std::string>& names) {
     std::vector<uint8_t> categories;
     for (const auto& name : names) {
-        const uint8_t nCategory = FindCategory(name);
-        if (nCategory == NO_CATEGORY) {
-            std::string near;
-            for (const auto& suggestion : SuggestCategories(name))
-                near += (near.empty() ? "; did you mean " : ", or ") + Quoted(suggestion);
-            throw CtlError("refused: " + Quoted(name) + " is no category" +
-                           (near.empty() ? "; see websecctl category list" : near + "?"));
-        }
+        const uint8_t nCategory = CategoryArgument(name);
         if (std::count(categories.begin(), categories.end(), nCategory) == 0) categories.push_back(nCategory);
     }
     return categories;

@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <array>
 #include <numeric>
-#include <utility>
 
 #include "category/category_table.h"
+#include "ctl/edit_distance.h"
 
 namespace {
 
@@ -15,7 +15,6 @@ constexpr size_t FAR = 1000;
 
 std::string Letters(std::string_view name);
 size_t Distance(const std::string& text, const std::string& name);
-size_t Edits(const std::string& a, const std::string& b);
 
 }  // namespace
 
@@ -51,24 +50,9 @@ std::string Letters(std::string_view name) {
 // A part of a name is as near as one wrong letter.
 size_t Distance(const std::string& text, const std::string& name) {
     const bool bPart = text.size() >= PART_LETTERS_MIN && name.find(text) != name.npos;
-    const size_t nEdits = Edits(text, name);
+    const size_t nEdits = EditDistance(text, name);
     if (nEdits <= text.size() / 3) return nEdits;
     return bPart ? 1 : FAR;
-}
-
-// How many letters have to be put in, taken out or replaced.
-size_t Edits(const std::string& a, const std::string& b) {
-    std::vector<size_t> row(b.size() + 1);
-    std::iota(row.begin(), row.end(), size_t{0});
-    for (size_t i = 0; i < a.size(); ++i) {
-        size_t nDiagonal = std::exchange(row[0], i + 1);
-        for (size_t j = 0; j < b.size(); ++j) {
-            const size_t nReplaced = nDiagonal + (a[i] == b[j] ? 0 : 1);
-            nDiagonal = row[j + 1];
-            row[j + 1] = std::min({nReplaced, nDiagonal + 1, row[j] + 1});
-        }
-    }
-    return row.back();
 }
 
 }  // namespace

@@ -3,7 +3,7 @@
 #include <filesystem>
 
 #include "category/category_table.h"
-#include "ctl/import/category_argument.h"
+#include "ctl/category_argument.h"
 #include "ctl/import/interruption.h"
 #include "ctl/import/list_change.h"
 #include "ctl/import/list_name.h"
