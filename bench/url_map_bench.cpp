@@ -88,7 +88,7 @@ void ImportOfAMillion(benchmark::State& state) {
     state.counters["bytes_per_name"] = static_cast<double>(status.st_size) / NAMES;
     unlink(path.c_str());
 }
-BENCHMARK(ImportOfAMillion)->Unit(benchmark::MILLISECOND)->UseRealTime()->Iterations(3);
+BENCHMARK(ImportOfAMillion)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(3);
 
 void OpenAndCheck(benchmark::State& state) {
     for (auto _ : state) {
@@ -97,7 +97,7 @@ void OpenAndCheck(benchmark::State& state) {
         CloseURLMap(&map);
     }
 }
-BENCHMARK(OpenAndCheck)->Unit(benchmark::MILLISECOND);
+BENCHMARK(OpenAndCheck)->Unit(benchmark::kMillisecond);
 
 // Keys in random order, far more than the processor's caches hold.
 void LookUp(benchmark::State& state, bool bHit) {
