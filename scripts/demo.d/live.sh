@@ -148,7 +148,8 @@ with_config() { # KEY...
 
 bypass_rows() {
     heading "CloseBypasses: what cannot be judged"
-    ip -6 address add 2001:db8::1/64 dev client0 nodad && ip -n server -6 address add 2001:db8::2/64 dev server0 nodad ||
+    ip -6 address add 2001:db8::1/64 dev client0 nodad &&
+        ip -n server -6 address add 2001:db8::2/64 dev server0 nodad ||
         echo "no IPv6 here: its rows fail"
     ip route add 198.41.0.0/24 via 192.0.2.2 # towards a root name server, which stands for the Internet
     other_server
