@@ -24,7 +24,6 @@ int ShareTrafficCounters(const char* szFile) {
     pCounters->nPid = getpid();
     for (size_t i = 0; i < COUNTERS; ++i)
         pCounters->counts[i] = g_pTrafficCounters->counts[i].load(std::memory_order_relaxed);
-    std::atomic_thread_fence(std::memory_order_release);
     std::memcpy(pCounters->szMagic, TRAFFIC_PAGE_MAGIC, sizeof TRAFFIC_PAGE_MAGIC);
     g_pTrafficCounters = pCounters;
     return 0;

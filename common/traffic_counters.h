@@ -36,7 +36,7 @@ enum : uint8_t {
 };
 
 struct tagTrafficCounters {
-    char szMagic[8];     // TRAFFIC_PAGE_MAGIC without terminator, written last
+    char szMagic[8];     // TRAFFIC_PAGE_MAGIC without terminator
     uint32_t nCounters;  // COUNTERS of the writer
     int32_t nPid;        // of the writer
     std::atomic<uint64_t> counts[COUNTERS];

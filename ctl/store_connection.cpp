@@ -6,6 +6,14 @@
 
 #include "ctl/output.h"
 
+namespace {
+bool g_bStoreMade = false;
+}  // namespace
+
+bool WasStoreMade() {
+    return g_bStoreMade;
+}
+
 StoreConnection::StoreConnection(int nMode) {
     const bool bNew = nMode == STORE_CREATE && access(StorePath(), F_OK) != 0;
     const int nCode = OpenStore(&m_store, nMode, STORE_BUSY_MS_SETTINGS);
@@ -15,6 +23,7 @@ StoreConnection::StoreConnection(int nMode) {
     }
     Succeeded(nCode);
     if (bNew) {
+        g_bStoreMade = true;
         PrintWarning("there was no settings store; a new one is made at " + std::string(StorePath()) +
                      ", with the protections' defaults and empty lists");
     }

@@ -18,3 +18,6 @@ class StoreConnection {
 
     tagStore m_store;
 };
+
+// Whether this program has made the store: a daemon that runs has not read it yet.
+bool WasStoreMade();

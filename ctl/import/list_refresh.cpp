@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "ctl/daemon_process.h"
+#include "ctl/store_connection.h"
 
 namespace {
 
@@ -14,6 +15,8 @@ void TellCategoryServers(Json& told, std::string& text, std::string& failures);
 }  // namespace
 
 void PrintListChange(Json document, std::string text) {
+    // The switches of a new store are new to the daemon, too.
+    if (WasStoreMade()) (void)ReloadDaemon();
     const tagReloadResult daemon = RefreshDaemon();
     std::string failures;
     if (daemon.outcome == ReloadOutcome::NotPermitted) {

@@ -14,7 +14,8 @@
 
 namespace {
 
-int MapFile(int fd, std::span<const uint8_t>* pBytes);
+int ReadFile(int fd, std::span<const uint8_t>* pBytes);
+int FillFrom(int fd, uint8_t* pMemory, size_t nBytes);
 int CheckHeader(std::span<const uint8_t> bytes, uint32_t nKind, tagURLMapHeader* pHeader);
 void PointIntoBytes(tagURLMap* pMap, const uint8_t* pBytes, const tagURLMapHeader& header);
 bool IsSound(const tagURLMap& map, uint64_t nTextBytes);
@@ -34,7 +35,7 @@ int OpenURLMap(tagURLMap* pMap, const char* szPath, uint32_t nKind) {
     const int fd = open(szPath, O_RDONLY | O_CLOEXEC | O_NONBLOCK);
     if (fd < 0) return errno == ENOENT || errno == ENOTDIR ? URLMAP_MISSING : URLMAP_SYSTEM;
     std::span<const uint8_t> bytes;
-    int nResult = MapFile(fd, &bytes);
+    int nResult = ReadFile(fd, &bytes);
     const int nError = errno;
     close(fd);
     errno = nError;
@@ -111,14 +112,32 @@ uint32_t FindURLCategories(const tagURLMap& map, const tagURLKeys& keys,
 
 namespace {
 
-int MapFile(int fd, std::span<const uint8_t>* pBytes) {
+int ReadFile(int fd, std::span<const uint8_t>* pBytes) {
     struct stat status;
     if (fstat(fd, &status) != 0) return URLMAP_SYSTEM;
     if (!S_ISREG(status.st_mode) || status.st_size < off_t{sizeof(tagURLMapHeader)}) return URLMAP_DAMAGED;
     const auto nBytes = static_cast<size_t>(status.st_size);
-    void* const pMapped = mmap(nullptr, nBytes, PROT_READ, MAP_PRIVATE, fd, 0);
-    if (pMapped == MAP_FAILED) return errno == ENOMEM ? URLMAP_NO_MEMORY : URLMAP_SYSTEM;
-    *pBytes = {static_cast<const uint8_t*>(pMapped), nBytes};
+    void* const pMemory = mmap(nullptr, nBytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    if (pMemory == MAP_FAILED) return errno == ENOMEM ? URLMAP_NO_MEMORY : URLMAP_SYSTEM;
+    const int nResult = FillFrom(fd, static_cast<uint8_t*>(pMemory), nBytes);
+    if (nResult != URLMAP_OK || mprotect(pMemory, nBytes, PROT_READ) != 0) {
+        const int nError = errno;
+        munmap(pMemory, nBytes);
+        errno = nError;
+        return nResult != URLMAP_OK ? nResult : URLMAP_SYSTEM;
+    }
+    *pBytes = {static_cast<const uint8_t*>(pMemory), nBytes};
+    return URLMAP_OK;
+}
+
+int FillFrom(int fd, uint8_t* pMemory, size_t nBytes) {
+    for (size_t nHave = 0; nHave < nBytes;) {
+        const ssize_t nRead = read(fd, pMemory + nHave, nBytes - nHave);
+        if (nRead < 0 && errno == EINTR) continue;
+        if (nRead < 0) return URLMAP_SYSTEM;
+        if (nRead == 0) return URLMAP_DAMAGED;  // shorter than it was a moment ago
+        nHave += static_cast<size_t>(nRead);
+    }
     return URLMAP_OK;
 }
 

@@ -12,8 +12,9 @@
 //   texts      bytes without terminators: the threat's name, 1 to 255 bytes; or one to five u16 categories
 // With 8 names to a bucket a name takes 10.5 bytes.
 //
-// A file is checked from end to end before it is used, and whatever is wrong with it, it is refused. Imports
-// never write into a file in use: they put a new one in its place, and a mapping that is open stays as it is.
+// A file is read into memory and checked from end to end before it is used, and whatever is wrong with it, it
+// is refused. What becomes of the file later changes nothing: the file itself is not mapped, since whoever
+// wrote into it in place, or cut it, would take the process down. Imports put a new file in its place.
 // Look-ups allocate nothing and take no lock; any number of threads may share an open map. Opening and
 // closing is for one thread while no look-up runs.
 #pragma once
@@ -78,13 +79,13 @@ struct tagURLMap {
     const char* pTexts;
 };
 
-// Maps the file szPath, which has to be of kind nKind. *pMap is overwritten; on failure it is empty.
+// Reads the file szPath, which has to be of kind nKind. *pMap is overwritten; on failure it is empty.
 int OpenURLMap(tagURLMap* pMap, const char* szPath, uint32_t nKind);
 
 // The same over bytes in memory that begin at a multiple of eight and outlive the map.
 int AttachURLMap(tagURLMap* pMap, std::span<const uint8_t> bytes, uint32_t nKind);
 
-// Unmaps the file and leaves the empty map. Safe on an empty one.
+// Gives the memory back and leaves the empty map. Safe on an empty one.
 void CloseURLMap(tagURLMap* pMap);
 
 // The number of the text that goes with a key, or -1 when the map does not hold the key.

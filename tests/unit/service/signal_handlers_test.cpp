@@ -37,8 +37,10 @@ bool g_bSettingsFail;
 // Notes one step, and whether workers or signals could get in between.
 void Note(const char* szStep) {
     for (tagWorkerThread& worker : g_WorkerThreads) {
-        if (pthread_mutex_trylock(&worker.lock) == EBUSY) continue;
-        pthread_mutex_unlock(&worker.lock);
+        if (worker.bLockReady) {
+            if (pthread_mutex_trylock(&worker.lock) == EBUSY) continue;
+            pthread_mutex_unlock(&worker.lock);
+        }
         g_Trace += "WORKER-NOT-PAUSED ";
     }
     sigset_t blocked;
