@@ -246,7 +246,8 @@ bool IsTrusted(tagWebRequest& request) {
 
 // nCategory is a blocked category. In the library modes two of them stand for the two site protections.
 uint8_t JudgeCategory(tagWebRequest& request) {
-    if (UsesEngineLibrary() && (request.nCategory == CATEGORY_HARMFUL || request.nCategory == CATEGORY_PHISHING)) {
+    if (UsesEngineLibrary() &&
+        (request.nCategory == CATEGORY_HARMFUL || request.nCategory == CATEGORY_PHISHING)) {
         return JudgeThreatCategory(request);
     }
     if (g_bWebCategoryFilter != 1) return NF_ACCEPT;

@@ -55,8 +55,8 @@ const char* StorePath();
 
 // Opens the store at StorePath(). pStore is overwritten; on failure it is closed and holds the error text.
 // nMode is STORE_OPEN_EXISTING or STORE_CREATE; nBusyMs bounds the wait for a lock in this and in every later
-// operation. A database of an older version is brought to the present schema in either mode, an empty one when
-// nMode is STORE_CREATE.
+// operation. A database of an older version is brought to the present schema in either mode, an empty one
+// when nMode is STORE_CREATE.
 int OpenStore(tagStore* pStore, int nMode, int nBusyMs);
 
 // Closes it; an open change is taken back. Safe on a zeroed or closed record. szError stays.

@@ -1,10 +1,10 @@
 #include "modules/urlmap/url_map.h"
 
 #include <gmock/gmock.h>
-#include <unistd.h>
 #include <signal.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <array>
 #include <cerrno>
