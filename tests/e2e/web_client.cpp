@@ -56,7 +56,12 @@ bool WebClient::Send(const std::string& host, const std::string& path, size_t nP
 }
 
 tagReply WebClient::Get(const std::string& host, const std::string& path, size_t nPadding) {
-    return IsOpen() && Send(host, path, nPadding) ? Answer() : tagReply{};
+    if (!IsOpen()) return {};
+    if (Send(host, path, nPadding)) return Answer();
+    // The reset may come while the rest is still being sent.
+    tagReply reply;
+    reply.bReset = errno == ECONNRESET || errno == EPIPE;
+    return reply;
 }
 
 tagReply WebClient::Answer() {
