@@ -4,11 +4,14 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 
 #include "common/traffic_counters.h"
+#include "intercept/judging_cost.h"
 #include "intercept/packet_store.h"
 #include "intercept/queue_attributes.h"
+#include "intercept/receiver_watch.h"
 #include "intercept/thread_life.h"
 #include "intercept/worker_thread.h"
 #include "service/service_config.h"
@@ -16,11 +19,24 @@
 tagQueueReceiver g_QueueReceivers[NUM_QUEUE_RECEIVERS];
 
 namespace {
+// Room in the store is awaited for that long, looked for that often.
+constexpr int ROOM_WAIT_MS = 20;
+constexpr int ROOM_LOOKS = 40;
+std::atomic<bool> s_bWorkersStuck{false};  // that was in vain, and they have taken nothing since
+
+// What to do with a datagram that was received.
+enum : uint8_t { TAKE_PACKET, TAKE_NOTHING, TAKE_LOST };
+
 void* QueueReceiverThread(void* pArgument);
 void MarkReceiverEnded(void* pArgument);
 void ReceivePackets(tagQueueReceiver& receiver);
+uint8_t TakeDatagram(const tagQueueReceiver& receiver, tagPacketSlot& slot);
 bool IsOverrun(ssize_t nReceived);
+uint8_t TakeAnswer(int nError);
+bool JudgeHere(const tagPacketSlot& slot);
 bool HandOff(const tagQueueReceiver& receiver, const tagPacketSlot& slot);
+bool Store(const tagPacketSlot& slot);
+bool StoreWhenWorkersGetOn(const tagPacketSlot& slot);
 bool AnswerUnjudged(const tagQueueReceiver& receiver, const tagPacketSlot& slot);
 }  // namespace
 
@@ -72,6 +88,11 @@ void CloseIdleChannels() {
     }
 }
 
+bool ReceiveForWorkers(const tagQueueReceiver& receiver, tagPacketSlot& slot) {
+    const uint8_t nTaken = TakeDatagram(receiver, slot);
+    return nTaken == TAKE_PACKET ? HandOff(receiver, slot) : nTaken != TAKE_LOST;
+}
+
 namespace {
 void* QueueReceiverThread(void* pArgument) {
     pthread_cleanup_push(MarkReceiverEnded, pArgument);
@@ -88,26 +109,35 @@ void MarkReceiverEnded(void* pArgument) {
 
 // Returns when the channel can no longer be used.
 void ReceivePackets(tagQueueReceiver& receiver) {
-    static_assert(alignof(tagPacketSlot) >= alignof(nlmsghdr) && offsetof(tagPacketSlot, message) % 4 == 0);
-    const size_t nBufferBytes = ReceiveBufferBytes();
+    ActAsWorker(g_ReceiverAsWorker);
     tagPacketSlot slot;
-    slot.nQueueNum = receiver.nQueueNum;
+    if (g_bLiveTraffic != 1) {
+        while (ReceiveForWorkers(receiver, slot)) {
+        }
+        return;
+    }
     for (;;) {
-        const ssize_t nReceived = mnl_socket_recvfrom(receiver.pSocket, slot.message, nBufferBytes);
-        if (IsOverrun(nReceived)) continue;
-        if (nReceived <= 0) return;
-        slot.nMessageLen = static_cast<uint32_t>(nReceived);
+        const uint8_t nTaken = TakeDatagram(receiver, slot);
+        if (nTaken == TAKE_LOST) return;
+        if (nTaken != TAKE_PACKET || JudgeHere(slot)) continue;
+        if (!HandOff(receiver, slot)) return;
+    }
+}
 
-        const auto answer =
-            g_bLiveTraffic == 1 ? ReadKernelAnswer(slot.message, slot.nMessageLen) : std::nullopt;
-        if (!answer) {
-            if (!HandOff(receiver, slot)) return;
-        } else if (IsChannelLost(answer->nError)) {
-            return;
-        } else if (answer->nError != 0) {
-            CountTraffic(COUNT_VERDICT_LATE);
+uint8_t TakeDatagram(const tagQueueReceiver& receiver, tagPacketSlot& slot) {
+    static_assert(alignof(tagPacketSlot) >= alignof(nlmsghdr) && offsetof(tagPacketSlot, message) % 4 == 0);
+    const ssize_t nReceived = mnl_socket_recvfrom(receiver.pSocket, slot.message, ReceiveBufferBytes());
+    if (IsOverrun(nReceived)) return TAKE_NOTHING;
+    if (nReceived <= 0) return TAKE_LOST;
+    slot.nQueueNum = receiver.nQueueNum;
+    slot.nMessageLen = static_cast<uint32_t>(nReceived);
+    if (g_bLiveTraffic == 1) {
+        if (const auto answer = ReadKernelAnswer(slot.message, slot.nMessageLen)) {
+            return TakeAnswer(answer->nError);
         }
     }
+    CountTraffic(COUNT_PACKETS);
+    return TAKE_PACKET;
 }
 
 // Whether only messages are missing that the kernel had no room for.
@@ -117,16 +147,49 @@ bool IsOverrun(ssize_t nReceived) {
     return true;
 }
 
+uint8_t TakeAnswer(int nError) {
+    if (IsChannelLost(nError)) return TAKE_LOST;
+    if (nError != 0) CountTraffic(COUNT_VERDICT_LATE);
+    return TAKE_NOTHING;
+}
+
+// False when a worker has to do it: judging takes long, nobody would notice if it did, or the lists are being
+// replaced.
+bool JudgeHere(const tagPacketSlot& slot) {
+    if (!IsJudgingQuick() || !IsReceiverWatched()) return false;
+    if (pthread_mutex_trylock(&g_ReceiverAsWorker.lock) != 0) return false;
+    BeginOwnJudging();
+    (void)JudgeUnderLock(g_ReceiverAsWorker, slot);
+    EndOwnJudging();
+    return true;
+}
+
 // False when libmnl rejects the message: the channel is then broken.
 bool HandOff(const tagQueueReceiver& receiver, const tagPacketSlot& slot) {
-    CountTraffic(COUNT_PACKETS);
+    if (!Store(slot) && !(g_bLiveTraffic == 1 && StoreWhenWorkersGetOn(slot))) {
+        return AnswerUnjudged(receiver, slot);
+    }
+    sem_post(&g_PacketStoreSem);
+    return true;
+}
+
+bool Store(const tagPacketSlot& slot) {
     pthread_mutex_lock(&g_PacketStoreLock);
     const int nPushed = PacketStorePush(g_PacketStore, slot);
     CountStoreDepth(g_PacketStore);
     pthread_mutex_unlock(&g_PacketStoreLock);
-    if (nPushed != 0) return AnswerUnjudged(receiver, slot);
-    sem_post(&g_PacketStoreSem);
-    return true;
+    if (nPushed == 0) s_bWorkersStuck = false;
+    return nPushed == 0;
+}
+
+// What the workers do not take within that time is not waited for again, until they take something.
+bool StoreWhenWorkersGetOn(const tagPacketSlot& slot) {
+    for (int i = 0; i < ROOM_LOOKS && !s_bWorkersStuck; ++i) {
+        usleep(ROOM_WAIT_MS * 1000 / ROOM_LOOKS);
+        if (Store(slot)) return true;
+    }
+    s_bWorkersStuck = true;
+    return false;
 }
 
 // The workers are too far behind.

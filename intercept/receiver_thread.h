@@ -1,10 +1,13 @@
 // The queue receiver: reads queue messages from its channel into the packet store, and answers for itself,
 // with a drop and a pause of a second, when the store is full.
 //
-// With LiveTraffic 1 it accepts such a packet and goes on at once. It then survives that the kernel had no
-// room for messages, and its answers to single verdicts; both are counted.
+// With LiveTraffic 1 it judges packets itself while that is quick (judging_cost.h, receiver_watch.h). A full
+// store makes it wait as long as the workers get on, and the kernel keeps what comes meanwhile; when they do
+// not, it accepts the packet and goes on. It then survives that the kernel had no room for messages, and its
+// answers to single verdicts; both are counted.
 #pragma once
 
+#include "intercept/packet_store.h"
 #include "intercept/queue_channel.h"
 
 constexpr int NUM_QUEUE_RECEIVERS = 1;
@@ -18,6 +21,11 @@ tagQueueReceiver& ReceiverOfQueue(uint32_t nQueueNum);
 // Opens the channel of a receiver whose queue number is set, and creates its thread, which inherits the
 // caller's signal mask. 0, the channel's result, or the error number of pthread_create. Main thread.
 int StartQueueReceiver(tagQueueReceiver& receiver);
+
+// Receives one message and stores it for the workers, or answers it: what the receiver does itself as long as
+// its channel can be used, and what a worker does in its place (receiver_watch.h). `slot` is the caller's
+// room for the message. False when the channel can no longer be used. Receiver, or the worker that stands in.
+bool ReceiveForWorkers(const tagQueueReceiver& receiver, tagPacketSlot& slot);
 
 // Waits until every receiver has announced its end. Main thread; signal handlers run meanwhile, while this
 // thread holds no lock, and may stop and join the receivers themselves.

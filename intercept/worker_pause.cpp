@@ -31,9 +31,11 @@ void PauseWorkers() {
         pthread_mutex_lock(&worker.lock);
         ++nIndex;
     }
+    pthread_mutex_lock(&g_ReceiverAsWorker.lock);
 }
 
 void ResumeWorkers() {
+    pthread_mutex_unlock(&g_ReceiverAsWorker.lock);
     for (tagWorkerThread& worker : g_WorkerThreads)
         pthread_mutex_unlock(&worker.lock);
     pthread_mutex_unlock(&s_PauseLock);
@@ -44,11 +46,12 @@ void PauseOtherWorkers() {
     pthread_mutex_lock(&s_PauseLock);
     for (tagWorkerThread& worker : g_WorkerThreads)
         pthread_mutex_lock(&worker.lock);
+    pthread_mutex_lock(&g_ReceiverAsWorker.lock);
 }
 
 void ResumeOtherWorkers() {
-    for (tagWorkerThread& worker : g_WorkerThreads) {
+    for (tagWorkerThread& worker : g_WorkerThreads)
         if (&worker != CurrentWorker()) pthread_mutex_unlock(&worker.lock);
-    }
+    if (&g_ReceiverAsWorker != CurrentWorker()) pthread_mutex_unlock(&g_ReceiverAsWorker.lock);
     pthread_mutex_unlock(&s_PauseLock);
 }

@@ -3,26 +3,35 @@
 #include <linux/netfilter.h>
 
 #include <algorithm>
+#include <chrono>
 #include <iterator>
 
 #include "inspect/decision_flow.h"
+#include "intercept/judging_cost.h"
 #include "intercept/packet_info.h"
 #include "intercept/packet_store.h"
 #include "intercept/queue_attributes.h"
 #include "intercept/receiver_thread.h"
+#include "intercept/receiver_watch.h"
 #include "intercept/thread_life.h"
 
 tagWorkerThread g_WorkerThreads[NUM_WORKER_THREADS];
+tagWorkerThread g_ReceiverAsWorker{NUM_WORKER_THREADS, {}, PTHREAD_MUTEX_INITIALIZER, THREAD_NONE, 1};
 
 namespace {
 thread_local tagWorkerThread* t_pWorker = nullptr;
 
+using Clock = std::chrono::steady_clock;
+
 void* WorkerThread(void* pArgument);
 void MarkWorkerEnded(void* pArgument);
 void JudgePackets(tagWorkerThread& worker);
-int DispatchSlot(tagWorkerThread& worker, const tagPacketSlot& slot, tagPacketInfo& info);
 void ReleaseWorkerLock(void* pArgument);
 }  // namespace
+
+void ActAsWorker(tagWorkerThread& worker) {
+    t_pWorker = &worker;
+}
 
 tagWorkerThread* CurrentWorker() {
     return t_pWorker;
@@ -63,10 +72,24 @@ bool IsAnyWorkerAlive() {
                        [](tagWorkerThread& worker) { return GetThreadLife(worker.nLife) == THREAD_RUNNING; });
 }
 
+// A thread that is cancelled inside the flow gives the lock back on the way.
+int JudgeUnderLock(tagWorkerThread& worker, const tagPacketSlot& slot) {
+    const tagQueueReceiver& receiver = ReceiverOfQueue(slot.nQueueNum);
+    tagPacketInfo info{};
+    int nResult = 0;
+    const Clock::time_point begin = Clock::now();
+    pthread_cleanup_push(ReleaseWorkerLock, &worker);
+    nResult = RunQueueMessages(slot.message, slot.nMessageLen, receiver.nPortId, OnQueuePacket, &info);
+    pthread_cleanup_pop(1);
+    NoteJudgingCost(static_cast<uint64_t>(std::chrono::nanoseconds(Clock::now() - begin).count()));
+    if (nResult >= 0) SendVerdict(receiver, info);
+    return nResult;
+}
+
 namespace {
 void* WorkerThread(void* pArgument) {
     pthread_cleanup_push(MarkWorkerEnded, pArgument);
-    t_pWorker = static_cast<tagWorkerThread*>(pArgument);
+    ActAsWorker(*static_cast<tagWorkerThread*>(pArgument));
     JudgePackets(*t_pWorker);
     pthread_cleanup_pop(1);
     return nullptr;
@@ -80,28 +103,16 @@ void MarkWorkerEnded(void* pArgument) {
 void JudgePackets(tagWorkerThread& worker) {
     tagPacketSlot slot;
     for (;;) {
-        (void)sem_wait(&g_PacketStoreSem);
+        AwaitStoredMessage(slot);
         pthread_mutex_lock(&g_PacketStoreLock);
         const int nPopped = PacketStorePop(g_PacketStore, slot);
         CountStoreDepth(g_PacketStore);
         pthread_mutex_unlock(&g_PacketStoreLock);
         if (nPopped != 0) continue;
 
-        tagPacketInfo info{};
-        if (DispatchSlot(worker, slot, info) < 0) return;
-        SendVerdict(ReceiverOfQueue(slot.nQueueNum), info);
+        pthread_mutex_lock(&worker.lock);
+        if (JudgeUnderLock(worker, slot) < 0) return;
     }
-}
-
-// The result of libmnl's dispatch. A worker that is cancelled inside the flow gives its lock back on the way.
-int DispatchSlot(tagWorkerThread& worker, const tagPacketSlot& slot, tagPacketInfo& info) {
-    int nResult = 0;
-    pthread_mutex_lock(&worker.lock);
-    pthread_cleanup_push(ReleaseWorkerLock, &worker);
-    nResult = RunQueueMessages(slot.message, slot.nMessageLen, ReceiverOfQueue(slot.nQueueNum).nPortId,
-                               OnQueuePacket, &info);
-    pthread_cleanup_pop(1);
-    return nResult;
 }
 
 void ReleaseWorkerLock(void* pArgument) {

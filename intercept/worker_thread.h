@@ -6,6 +6,8 @@
 
 #include <cstdint>
 
+#include "intercept/packet_store.h"
+
 constexpr int NUM_WORKER_THREADS = 4;
 
 // One worker. The main thread starts and stops it; the thread itself writes nLife when it ends.
@@ -19,8 +21,18 @@ struct tagWorkerThread {
 
 extern tagWorkerThread g_WorkerThreads[NUM_WORKER_THREADS];
 
-// The record of the calling worker; null on every other thread.
+// The lock under which the receiver judges packets itself (LiveTraffic 1); always there. No thread of its own.
+extern tagWorkerThread g_ReceiverAsWorker;
+
+// The calling thread judges under that record's lock from now on.
+void ActAsWorker(tagWorkerThread& worker);
+
+// The record of a thread that judges; null on every other thread.
 tagWorkerThread* CurrentWorker();
+
+// Runs a message through the decision flow, gives the record's lock back, which the caller has taken, and
+// sends the verdict. Negative when libmnl rejects the message: then there is none.
+int JudgeUnderLock(tagWorkerThread& worker, const tagPacketSlot& slot);
 
 // Initialises the lock anew and creates the thread of a worker whose index is set and which does not run
 // (joining it first when it has ended). The thread inherits the caller's signal mask. 0 or the error number
