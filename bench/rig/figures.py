@@ -1,0 +1,61 @@
+"""What the parts' tables share: reading what was measured, medians, tables and bar charts."""
+import csv
+import json
+import statistics
+from xml.sax.saxutils import escape
+
+
+def read(path):
+    with open(path + ".raw.tsv", encoding="ascii") as file:
+        return list(csv.DictReader(file, delimiter="\t"))
+
+
+def when(path):
+    with open(path + ".when", encoding="ascii") as file:
+        return file.read().strip()
+
+
+def median(values):
+    values = [float(value) for value in values if value not in ("", None)]
+    return statistics.median(values) if values else None
+
+
+def write(path, rows):
+    """rows: dicts with the same keys. As PATH.tsv and PATH.json."""
+    with open(path + ".tsv", "w", encoding="ascii") as file:
+        table = csv.DictWriter(file, rows[0].keys(), delimiter="\t", lineterminator="\n")
+        table.writeheader()
+        table.writerows(rows)
+    with open(path + ".json", "w", encoding="ascii") as file:
+        json.dump({"when": when(path), "rows": rows}, file, indent=1)
+
+
+def show(rows, columns):
+    """Prints a Markdown table. columns: (heading, key, format); a figure that is None shows as nothing."""
+    lines = [[heading for heading, _, _ in columns]]
+    for row in rows:
+        lines.append(["" if row[key] is None else format(row[key], form) for _, key, form in columns])
+    widths = [max(len(line[n]) for line in lines) for n in range(len(columns))]
+    lines.insert(1, ["-" * width for width in widths])
+    for line in lines:
+        print("| " + " | ".join(cell.ljust(width) for cell, width in zip(line, widths)) + " |")
+
+
+def bars(path, title, groups):
+    """Writes PATH.svg. groups: (heading, [(label, value, note)]); each group is to its own scale."""
+    body, y = [], 30
+    for heading, items in groups:
+        body.append(f'<text x="10" y="{y + 14}" font-weight="bold">{escape(heading)}</text>')
+        y += 24
+        top = max((value for _, value, _ in items), default=0) or 1
+        for label, value, note in items:
+            width = 420 * value / top
+            body.append(f'<text x="150" y="{y + 13}" text-anchor="end">{escape(label)}</text>')
+            body.append(f'<rect x="160" y="{y}" width="{width:.1f}" height="17" fill="#4878a8"/>')
+            body.append(f'<text x="{165 + width:.1f}" y="{y + 13}">{escape(note)}</text>')
+            y += 22
+        y += 12
+    with open(path + ".svg", "w", encoding="utf-8") as file:
+        file.write(f'<svg xmlns="http://www.w3.org/2000/svg" width="860" height="{y}" '
+                   'font-family="sans-serif" font-size="13"><rect width="100%" height="100%" fill="#fff"/>'
+                   f'<text x="10" y="18">{escape(title)}</text>{"".join(body)}</svg>\n')
