@@ -33,9 +33,10 @@ for part in "$@"; do
     [ -x "$rig/${part//-/_}.sh" ] || { echo "no such part: $part" >&2; exit 2; }
     export RIG_RAW=$out/$part.raw.tsv RIG_BIN=$build/bench/rig
     begun="$(date +%F\ %R), load $(cut -d' ' -f1-3 /proc/loadavg)"
-    # A session of its own, which is preferred to others inside (rig/judges.sh); it would not hear a Ctrl-C.
+    # A session of its own, which is preferred to others inside (rig/judges.sh); neither it
+    # nor unshare would hear a Ctrl-C.
     nice -n -20 setsid "$rig/../../tests/support/lab.sh" "$build" "$rig/${part//-/_}.sh" &
-    trap 'kill $!' INT TERM
+    trap 'kill -KILL $!; exit 130' INT TERM
     wait $!
     echo "begun $begun; ended with load $(cut -d' ' -f1-3 /proc/loadavg)" >"$out/$part.when"
     python3 "$rig/${part//-/_}.py" "$out/$part"
