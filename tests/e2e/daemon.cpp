@@ -7,11 +7,14 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdio>
+#include <cstring>
 #include <filesystem>
 #include <string_view>
 #include <vector>
 
+#include "common/traffic_counters.h"
 #include "tests/e2e/lab.h"
 
 namespace {
@@ -99,6 +102,14 @@ size_t ThreadCount(pid_t pid) {
 
 size_t DescriptorCount(pid_t pid) {
     return CountEntries("/proc/" + std::to_string(pid) + "/fd");
+}
+
+uint64_t Count(uint8_t nCounter) {
+    const std::string page = ReadFile(TRAFFIC_PAGE_FILE);
+    const size_t nOffset = offsetof(tagTrafficCounters, counts) + nCounter * sizeof(uint64_t);
+    uint64_t nCount = 0;
+    if (page.size() >= nOffset + sizeof nCount) std::memcpy(&nCount, page.data() + nOffset, sizeof nCount);
+    return nCount;
 }
 
 bool EndLeftDaemons() {

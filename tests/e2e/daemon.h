@@ -4,6 +4,7 @@
 
 #include <sys/types.h>
 
+#include <cstdint>
 #include <string>
 
 constexpr char DAEMON[] = "/usr/sbin/websec";
@@ -37,6 +38,9 @@ void HoldDaemon(const tagDaemon& daemon);
 
 size_t ThreadCount(pid_t pid);
 size_t DescriptorCount(pid_t pid);
+
+// One of COUNT_* (common/traffic_counters.h), which are kept with LiveTraffic 1.
+uint64_t Count(uint8_t nCounter);
 
 // Kills and collects what is left. False when there was something.
 bool EndLeftDaemons();

@@ -2,13 +2,10 @@
 #include <arpa/inet.h>
 #include <linux/netfilter/nfnetlink_queue.h>
 #include <signal.h>
-#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <cstddef>
-#include <cstring>
 #include <memory>
 #include <vector>
 
@@ -18,14 +15,6 @@
 #include "tests/e2e/web_client.h"
 
 namespace {
-uint64_t Count(uint8_t nCounter) {
-    const std::string page = ReadFile(TRAFFIC_PAGE_FILE);
-    const size_t nOffset = offsetof(tagTrafficCounters, counts) + nCounter * sizeof(uint64_t);
-    uint64_t nCount = 0;
-    if (page.size() >= nOffset + sizeof nCount) std::memcpy(&nCount, page.data() + nOffset, sizeof nCount);
-    return nCount;
-}
-
 // A connection of this process from a port that another one uses, too.
 int ConnectFrom(in_port_t nPort, const char* szServer) {
     const int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
@@ -83,38 +72,6 @@ TEST_F(LiveChannel, RequestsLargerThanAnyBuffer) {
         }
     }
     EXPECT_EQ(ServersSaw("/large/blocked"), 0u);
-}
-
-// The daemon rests while thousands of requests come at once.
-TEST_F(LiveChannel, ABurstWhileTheDaemonIsHeld) {
-    constexpr size_t REQUESTS = 5000;
-    const rlimit files{REQUESTS + 100, REQUESTS + 100};
-    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &files), 0);
-    std::vector<std::unique_ptr<WebClient>> clients;
-    while (clients.size() < REQUESTS) {
-        clients.push_back(std::make_unique<WebClient>());
-        ASSERT_TRUE(clients.back()->IsOpen());
-    }
-    const auto isBlocked = [](size_t i) { return i % 10 == 9; };
-    HoldDaemon(daemon);
-    for (size_t i = 0; i < REQUESTS; ++i)
-        EXPECT_TRUE(clients[i]->Send(isBlocked(i) ? "blocked.example" : "allowed.example", "/burst"));
-    sleep(2);
-    kill(daemon.pid, SIGCONT);
-
-    size_t nAnswered = 0, nReset = 0;
-    for (size_t i = 0; i < REQUESTS; ++i) {
-        const tagReply reply = clients[i]->Answer();
-        nAnswered += reply.nStatus == 200;
-        nReset += reply.bReset;
-        EXPECT_TRUE(reply.nStatus == 200 || (reply.bReset && isBlocked(i))) << i;
-    }
-    EXPECT_EQ(nAnswered + nReset, REQUESTS);
-    // What was not judged passed, and is counted.
-    EXPECT_LE(REQUESTS / 10 - nReset, Count(COUNT_UNJUDGED_STORE_FULL) + REQUESTS - Count(COUNT_PACKETS));
-    RecordProperty("unjudged", static_cast<int>(Count(COUNT_UNJUDGED_STORE_FULL)));
-    EXPECT_TRUE(WebClient().Get("blocked.example").bReset) << "judged as ever";
-    EXPECT_EQ(Count(COUNT_STORE_DEPTH), 0u);
 }
 
 // The kernel drops what waits for a device that goes down; the verdicts then find nothing.

@@ -1,6 +1,7 @@
 #include "tests/e2e/web_client.h"
 
 #include <arpa/inet.h>
+#include <netinet/tcp.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -29,6 +30,13 @@ int ReadAnswer(int fd) {
         answer.append(block, static_cast<size_t>(nRead));
     }
 }
+
+int ReadByte(int fd) {
+    uint8_t byte = 0;
+    const ssize_t nRead = recv(fd, &byte, 1, 0);
+    if (nRead == 0) errno = 0;
+    return nRead == 1 ? byte : 0;
+}
 }  // namespace
 
 WebClient::WebClient(const std::string& address, in_port_t nPort) {
@@ -39,6 +47,8 @@ WebClient::WebClient(const std::string& address, in_port_t nPort) {
     m_fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
     const timeval timeout{REPLY_TIMEOUT_MS / 1000, 0};
     setsockopt(m_fd, SOL_SOCKET, SO_RCVTIMEO, &timeout, sizeof timeout);
+    const int nOn = 1;
+    setsockopt(m_fd, IPPROTO_TCP, TCP_NODELAY, &nOn, sizeof nOn);
     if (connect(m_fd, reinterpret_cast<const sockaddr*>(&server), sizeof server) == 0) return;
     close(m_fd);
     m_fd = -1;
@@ -52,7 +62,11 @@ bool WebClient::Send(const std::string& host, const std::string& path, size_t nP
     std::string request = "GET " + path + " HTTP/1.1\r\nHost: " + host + "\r\n";
     if (nPadding != 0) request += "Cookie: a=" + std::string(nPadding, 'x') + "\r\n";
     request += "\r\n";
-    return send(m_fd, request.data(), request.size(), MSG_NOSIGNAL) == static_cast<ssize_t>(request.size());
+    return SendBytes(request);
+}
+
+bool WebClient::SendBytes(const std::string& bytes) {
+    return send(m_fd, bytes.data(), bytes.size(), MSG_NOSIGNAL) == static_cast<ssize_t>(bytes.size());
 }
 
 tagReply WebClient::Get(const std::string& host, const std::string& path, size_t nPadding) {
@@ -65,9 +79,24 @@ tagReply WebClient::Get(const std::string& host, const std::string& path, size_t
 }
 
 tagReply WebClient::Answer() {
+    return Await(ReadAnswer);
+}
+
+tagReply WebClient::FirstByte() {
+    return Await(ReadByte);
+}
+
+void WebClient::Drop() {
+    const linger atOnce{1, 0};
+    setsockopt(m_fd, SOL_SOCKET, SO_LINGER, &atOnce, sizeof atOnce);
+    close(m_fd);
+    m_fd = -1;
+}
+
+tagReply WebClient::Await(int (*read)(int fd)) {
     tagReply reply;
     const auto start = std::chrono::steady_clock::now();
-    reply.nStatus = ReadAnswer(m_fd);
+    reply.nStatus = read(m_fd);
     reply.bReset = reply.nStatus == 0 && errno == ECONNRESET;
     reply.nMilliseconds = static_cast<int>(
         std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - start)

@@ -29,8 +29,16 @@ class WebClient {
     // The two halves of it: the first does not wait for anything.
     bool Send(const std::string& host, const std::string& path = "/", size_t nPadding = 0);
     tagReply Answer();
+    // Bytes of any protocol, as one segment if nothing keeps them; then `nStatus` of the reply is the first
+    // byte that comes back.
+    bool SendBytes(const std::string& bytes);
+    tagReply FirstByte();
+    // The connection ends with a reset and leaves no port taken.
+    void Drop();
 
   private:
+    tagReply Await(int (*read)(int fd));
+
     int m_fd = -1;
 };
 
