@@ -77,6 +77,7 @@ TEST_F(LiveLoad, OfABurstEachRequestIsJudged) {
             nReset += reply.bReset;
             nBlockedServed += isBlocked(i) && !reply.bReset;
             nAllowedLost += !isBlocked(i) && reply.nStatus != 200;
+            clients[i]->Drop();
         }
         EXPECT_EQ(nBlockedServed, 0u);
         EXPECT_EQ(nAllowedLost, 0u);
