@@ -6,7 +6,7 @@
 #include <chrono>
 #include <iterator>
 
-#include "inspect/decision_flow.h"
+#include "inspect/queued_packet.h"
 #include "intercept/judging_cost.h"
 #include "intercept/packet_info.h"
 #include "intercept/packet_store.h"

@@ -8,7 +8,7 @@
 #include <memory>
 
 #include "block/block_reset.h"
-#include "inspect/decision_flow.h"
+#include "inspect/queued_packet.h"
 #include "intercept/packet_store.h"
 #include "intercept/queue_attributes.h"
 #include "policy/list_entry.h"

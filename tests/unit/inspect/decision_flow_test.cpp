@@ -12,6 +12,7 @@
 #include "category/category_engine.h"
 #include "category/category_table.h"
 #include "category/translate.h"
+#include "inspect/queued_packet.h"
 #include "intercept/queue_attributes.h"
 #include "service/service_config.h"
 #include "tests/support/client_hello_composer.h"

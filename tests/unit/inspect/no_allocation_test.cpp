@@ -7,7 +7,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "inspect/decision_flow.h"
+#include "inspect/queued_packet.h"
 #include "intercept/packet_store.h"
 #include "intercept/queue_attributes.h"
 #include "policy/url_scanner.h"
