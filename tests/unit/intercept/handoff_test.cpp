@@ -19,6 +19,7 @@
 #include "policy/settings_load.h"
 #include "policy/worker_pause_hook.h"
 #include "report/report_module.h"
+#include "service/service_config.h"
 #include "tests/support/fake_kernel_queue.h"
 #include "tests/support/packet_composer.h"
 
@@ -53,6 +54,7 @@ class Handoff : public testing::Test {
         DestroyPacketStoreSync();
         FreePolicyLists();
         g_bCustomBlockList = 0;
+        g_bLiveTraffic = 0;
         fake_kernel::Reset();
     }
     static void StartWorkers() { ASSERT_EQ(StartAllWorkers(), 0); }
@@ -167,6 +169,7 @@ TEST_F(Handoff, PausedWorkersKeepTheirPacketUntilTheyMayGoOn) {
 // The channel must outlive the last verdict: workers may be about to answer when the receivers stop.
 TEST_F(Handoff, StoppingInTheMidstOfWork) {
     for (int nRound = 0; nRound < 100; ++nRound) {
+        g_bLiveTraffic = nRound % 2;
         StartAll();
         for (uint32_t nId = 1; nId <= 40; ++nId)
             Deliver(Request(nId));
@@ -192,6 +195,7 @@ TEST_F(Handoff, TheFirstAddressMatchLoadsOnceBesideReloads) {
     g_pfnPauseWorkersFromWorker = PauseOtherWorkers;
     g_pfnResumeWorkersFromWorker = ResumeOtherWorkers;
     for (int nRound = 0; nRound < 50; ++nRound) {
+        g_bLiveTraffic = nRound % 2;
         s_nLoads = 0;
         LoadPolicySettings();
         g_bFirstFTPAddrMatch = 1;

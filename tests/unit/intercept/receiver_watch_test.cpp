@@ -1,0 +1,132 @@
+// With LiveTraffic 1 the receiver judges for itself: what happens when that takes long after all.
+#include "intercept/receiver_watch.h"
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cstring>
+#include <thread>
+
+#include "intercept/judging_cost.h"
+#include "intercept/receiver_thread.h"
+#include "intercept/worker_pause.h"
+#include "intercept/worker_thread.h"
+#include "policy/policy_switches.h"
+#include "policy/url_scanner.h"
+#include "service/service_config.h"
+#include "tests/support/fake_kernel_queue.h"
+#include "tests/support/packet_composer.h"
+
+namespace {
+using fake_kernel::Deliver;
+using fake_kernel::NextVerdict;
+
+std::atomic<bool> s_bHeld{false};
+std::atomic<tagWorkerThread*> s_pHolder{nullptr};
+
+int ScanHeld(const char* szURL) {
+    if (!std::strstr(szURL, "held")) return 0;
+    s_pHolder = CurrentWorker();
+    while (s_bHeld)
+        usleep(1000);
+    return 0;
+}
+
+void Request(uint32_t nId, const char* szHost) {
+    const std::string request = std::string("GET / HTTP/1.1\r\nHost: ") + szHost + "\r\n\r\n";
+    Deliver(fake_kernel::QueueMessage(
+        nId, ComposePacket({.nSrcPort = static_cast<uint16_t>(nId), .payload = request})));
+}
+
+template <typename Condition>
+bool Await(Condition condition) {
+    for (int i = 0; i < 2000 && !condition(); ++i)
+        usleep(1000);
+    return condition();
+}
+
+class ReceiverWatch : public testing::Test {
+  protected:
+    void SetUp() override {
+        g_bLiveTraffic = 1;
+        g_bPhishingProtection = 1;
+        g_bURLScannerLoaded = 1;
+        g_pfnScanURLForAPSH = ScanHeld;
+        for (int i = 0; i < 200; ++i)
+            NoteJudgingCost(1);
+        fake_kernel::Reset();
+        pthread_mutex_init(&g_PacketStoreLock, nullptr);
+        sem_init(&g_PacketStoreSem, 0, 0);
+        PacketStoreInit(g_PacketStore);
+        g_QueueReceivers[0] = {};
+        ASSERT_EQ(StartQueueReceiver(g_QueueReceivers[0]), 0);
+        ASSERT_EQ(StartAllWorkers(), 0);
+    }
+    void TearDown() override {
+        s_bHeld = false;
+        StopQueueReceivers();
+        StopWorkerThreads();
+        DestroyPacketStoreSync();
+        fake_kernel::Reset();
+        g_pfnScanURLForAPSH = nullptr;
+        g_bURLScannerLoaded = g_bPhishingProtection = g_bLiveTraffic = 0;
+    }
+    // A request that stays in the receiver's hands until it is let go.
+    void HoldTheReceiver() {
+        ASSERT_TRUE(Await(IsReceiverWatched));
+        s_bHeld = true;
+        s_pHolder = nullptr;
+        Request(1, "held.example");
+        ASSERT_TRUE(Await([] { return s_pHolder != nullptr; }));
+        ASSERT_EQ(s_pHolder, &g_ReceiverAsWorker) << "a quick packet is judged where it is received";
+    }
+};
+
+TEST_F(ReceiverWatch, APacketThatTakesLongHoldsUpNoOther) {
+    HoldTheReceiver();
+    for (uint32_t nId = 2; nId <= 60; ++nId)
+        Request(nId, "a.example");
+    for (uint32_t nId = 2; nId <= 60; ++nId) {
+        const auto verdict = NextVerdict();
+        ASSERT_TRUE(verdict) << "answer " << nId;
+        EXPECT_NE(verdict->nPacketId, 1u);
+    }
+    s_bHeld = false;
+    EXPECT_EQ(NextVerdict()->nPacketId, 1u);
+    Request(61, "a.example");
+    EXPECT_EQ(NextVerdict()->nPacketId, 61u) << "and it goes on as before";
+}
+
+TEST_F(ReceiverWatch, AReloadWaitsForTheReceiverAsForAWorker) {
+    HoldTheReceiver();
+    std::atomic<bool> bPaused{false};
+    std::thread reload([&] {
+        PauseWorkers();
+        bPaused = true;
+        ResumeWorkers();
+    });
+    usleep(20'000);
+    EXPECT_FALSE(bPaused);
+    s_bHeld = false;
+    reload.join();
+    EXPECT_TRUE(NextVerdict());
+}
+
+TEST(JudgingCost, FollowsWhatMostPacketsTake) {
+    const struct {
+        const char* szReason;
+        int nQuickOfTen;
+        bool bQuick;
+    } cases[] = {{"all are quick", 10, true},
+                 {"one in ten was interrupted", 9, true},
+                 {"every second one waits for somebody", 5, false},
+                 {"all wait", 0, false},
+                 {"and it is over", 10, true}};
+    for (const auto& c : cases) {
+        for (int i = 0; i < 1000; ++i)
+            NoteJudgingCost(i % 10 < c.nQuickOfTen ? 3'000 : 2'000'000);
+        EXPECT_EQ(IsJudgingQuick(), c.bQuick) << c.szReason;
+    }
+}
+}  // namespace
