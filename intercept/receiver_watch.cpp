@@ -11,7 +11,10 @@ namespace {
 constexpr int QUIET_LOOKS = 100;  // without a packet, then the watch ends
 
 std::atomic<bool> s_bWatched{false};
-std::atomic<uint64_t> s_nTurn{0};  // odd while the receiver judges; two more for each packet
+
+// Odd while the receiver judges; another one for each packet. Written by the receiver alone, which may also be
+// cancelled between two of them.
+std::atomic<uint64_t> s_nTurn{0};
 
 bool Watch(tagPacketSlot& slot);
 bool AwaitLook();
@@ -24,11 +27,11 @@ bool IsReceiverWatched() {
 }
 
 void BeginOwnJudging() {
-    s_nTurn.fetch_add(1, std::memory_order_relaxed);
+    s_nTurn.store((s_nTurn.load(std::memory_order_relaxed) | 1) + 2, std::memory_order_relaxed);
 }
 
 void EndOwnJudging() {
-    s_nTurn.fetch_add(1, std::memory_order_relaxed);
+    s_nTurn.store(s_nTurn.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
 }
 
 void AwaitStoredMessage(tagPacketSlot& slot) {

@@ -65,6 +65,8 @@ class ReceiverWatch : public testing::Test {
     }
     void TearDown() override {
         s_bHeld = false;
+        PauseWorkers();  // until nothing is judged
+        ResumeWorkers();
         StopQueueReceivers();
         StopWorkerThreads();
         DestroyPacketStoreSync();
