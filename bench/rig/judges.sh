@@ -34,7 +34,7 @@ start_judge() {
 
 stop_judge() {
     [ -n "$judge_pid" ] || return 0
-    kill -TERM "$judge_pid"
+    kill -TERM "$judge_pid" 2>/dev/null || true
     while kill -0 "$judge_pid" 2>/dev/null; do sleep 0.05; done
     printf '*mangle\nCOMMIT\n' | iptables-restore
 }
