@@ -1,59 +1,4 @@
-# Part of scripts/demo: LiveTraffic and CloseBypasses, against what today's browsers send and what would slip
-# past a look at single segments.
-
-# What Chromium makes of a page; a profile of its own, so that nothing is resumed.
-chromium_fresh() { # ARGUMENT...
-    local profile
-    profile=$(mktemp -d "$LAB_DIR/profile.XXXX")
-    HOME=$profile timeout 90 chromium --headless --no-sandbox --disable-gpu --disable-dev-shm-usage --no-first-run \
-        --disable-background-networking --ignore-certificate-errors --user-data-dir="$profile" \
-        --host-resolver-rules="MAP *.many.example 192.0.2.2" --dump-dom "$@" 2>&1
-    rm -rf "$profile"
-}
-
-browse() { # URL
-    local page
-    page=$(chromium_fresh "$1")
-    case "$page" in
-        *"hello from the server"*) echo allowed ;;
-        *"Page load failed: "*) page=${page##*failed: net::} && echo "${page%%[^A-Z_]*}" ;;
-        *) echo "neither" ;;
-    esac
-}
-
-# One page with pictures from as many hosts: each gets a connection and a hello of its own.
-browse_hosts() { # COUNT NAME
-    local i
-    for i in $(seq "$1"); do echo "<img src=https://$2$i.many.example/>"; done >"$LAB_DIR/page.html"
-    chromium_fresh "file://$LAB_DIR/page.html" >"$LAB_DIR/page.dom"
-}
-
-hosts_blocked() { # NAME
-    websecctl report --csv --limit 0 | cut -d, -f6 | sort -u | grep -c "^$1[0-9]*\.many\.example"
-}
-
-hosts_blocked_of() { # COUNT NAME
-    for try in $(seq 30); do
-        [ "$(hosts_blocked "$2")" = "$1" ] && break
-        sleep 0.1
-    done
-    echo "$(hosts_blocked "$2"), $(grep -c "$2[0-9]*\.many" "$LAB_DIR/access.log") served"
-}
-
-chromium_rows() {
-    if ! command -v chromium >/dev/null; then
-        echo "chromium is not installed: its rows are left out (apt-get install chromium)"
-        return
-    fi
-    row "Chromium: https://allowed.example/" allowed "$(browse https://allowed.example/)"
-    row "Chromium: https://blocked.example/" ERR_CONNECTION_RESET "$(browse https://blocked.example/)"
-    : >"$LAB_DIR/access.log"
-    browse_hosts 120 free
-    row "Chromium: 120 fresh hellos, allowed" "0, 120 served" "$(hosts_blocked_of 0 free)"
-    ctl block add many.example --subdomains
-    browse_hosts 120 bad
-    row "Chromium: 120 fresh hellos, blocked" "120, 0 served" "$(hosts_blocked_of 120 bad)"
-}
+# Part of scripts/demo: LiveTraffic and CloseBypasses, against what would slip past a look at single segments.
 
 method_rows() {
     local method
@@ -79,13 +24,16 @@ cookie_rows() {
 }
 
 # Each string that a Perl expression makes goes out in a segment of its own. hello(HOST) is a ClientHello's
-# handshake message, records(N, IT) puts it into records of N bytes, cut(N, BYTES) cuts to pieces of N bytes.
+# handshake message, large_hello(HOST) one with a key share of today's size before the name, records(N, IT) puts
+# it into records of N bytes, cut(N, BYTES) cuts to pieces of N bytes.
 in_segments() { # PORT PERL-LIST
     perl -MIO::Socket::INET -MSocket=TCP_NODELAY,IPPROTO_TCP -e '
         sub cut { my ($n, $all) = @_; unpack "(a$n)*", $all }
         sub records { my ($n, $all) = @_; join "", map { pack "CnS>/a", 22, 0x301, $_ } cut($n, $all) }
+        sub large_hello { hello(shift, pack "nS>/a", 51, "k" x 1800) }
         sub hello {
-            my $name = pack "nS>/a", 0, pack "S>/a", pack "CS>/a", 0, shift;
+            my ($host, $before) = (@_, "");
+            my $name = $before . pack "nS>/a", 0, pack "S>/a", pack "CS>/a", 0, $host;
             my $body = pack "na32CS>/aCCS>/a", 0x303, "random", 0, pack("n*", 0xc02f, 0xc030, 0x9c), 1, 0,
                 $name . pack "n*", 10, 4, 2, 29, 13, 4, 2, 0x401;
             pack "CCn/a", 1, 0, $body;
@@ -118,6 +66,27 @@ segment_rows() {
     segment_row "a hello in segments of 9 bytes" 443 'cut(9, records(999, hello("HOST")))'
     segment_row "a hello in two records" 443 'records(60, hello("HOST"))'
     segment_row "a hello in two records and segments" 443 'cut(65, records(60, hello("HOST")))'
+}
+
+# A sender may put as many segments on its way before the first one is acknowledged as its congestion window
+# holds; the rest comes to the queue later.
+window_row() { # WHAT PORT PERL-STRING, with HOST for the host
+    local fate window right
+    for fate in allowed blocked; do
+        right=0
+        for window in $(seq 10); do
+            ip route change 192.0.2.0/24 dev client0 src 192.0.2.1 initcwnd "$window"
+            [ "$(in_segments "$2" "${3//HOST/$fate.example}")" = $fate ] && right=$((right + 1))
+        done
+        row "$fate.example: $1, windows 1 to 10" "10 $fate" "$right $fate"
+    done
+    ip route change 192.0.2.0/24 dev client0 src 192.0.2.1
+}
+
+window_rows() {
+    window_row "a hello of 2 KB" 443 'records(9999, large_hello("HOST"))'
+    window_row "15 KB before the Host" 80 \
+        '"GET / HTTP/1.1\r\nCookie: c=" . "c" x 15000 . "\r\nHost: HOST\r\nConnection: close\r\n\r\n"'
 }
 
 # Answers what no rule refuses: a datagram to UDP 443, a connection to TCP 80 over IPv6.
@@ -164,8 +133,12 @@ bypass_rows() {
     done
     row "CloseBypasses=1: a datagram to UDP 443" refused "$(over_quic)"
     row "CloseBypasses=1: TCP 80 over IPv6" refused "$(over_ipv6)"
-    stop_daemon
-    row "without the daemon: a datagram to UDP 443" answered "$(over_quic)"
+    kill -KILL "$(daemon_pid)"
+    row "after a crash: a datagram to UDP 443" refused "$(over_quic)"
+    ctl rules remove
+    row "after 'websecctl rules remove': a datagram to UDP 443" answered "$(over_quic)"
+    row "after 'websecctl rules remove': TCP 80 over IPv6" answered "$(over_ipv6)"
+    request "after 'websecctl rules remove': blocked.example/" allowed http://blocked.example/
 }
 
 traffic_status() { websecctl status | grep -E '^(packets|blocked|unjudged|judged|hand-off)'; }
@@ -173,10 +146,11 @@ traffic_status() { websecctl status | grep -E '^(packets|blocked|unjudged|judged
 live_rows() {
     heading "LiveTraffic: what browsers send, requests in several segments"
     with_config LiveTraffic=1
-    chromium_rows
+    browser_rows
     method_rows
     cookie_rows
     segment_rows
+    window_rows
     row "status: requests judged from several segments" yes \
         "$(traffic_status | grep -q '[1-9][0-9]* of them from several segments' && echo yes || echo no)"
     traffic_status
