@@ -4,7 +4,6 @@ BUILD_PACKAGES="g++ make cmake pkg-config libmnl-dev libsqlite3-dev libcli11-dev
     nettle-dev libpsl-dev publicsuffix libarchive-dev
     libgtest-dev libgmock-dev gettext"
 LAB_PACKAGES="iptables iproute2 ethtool util-linux nginx-light vsftpd curl openssl locales procps"
-BROWSER_PACKAGES="chromium firefox-esr"
 TEST_PACKAGES="valgrind binutils bzip2 python3"
 
 # install_packages NAME...: as root; services that come with a package are not started.

@@ -52,7 +52,7 @@ chromium_page() { # URL
 
 chromium_end() {
     chromium_session=
-    chromium_tell Browser.close '{}' >/dev/null
+    (chromium_tell Browser.close '{}' >/dev/null) # writing to one that has died ends a shell
     exec 8>&- 9<&-
 }
 
@@ -73,8 +73,7 @@ firefox_connect() {
         { exec 7<>/dev/tcp/127.0.0.1/2828; } 2>/dev/null && break
         sleep 0.1
     done
-    firefox_hear >/dev/null
-    firefox_tell WebDriver:NewSession '{"acceptInsecureCerts":true}' >/dev/null
+    (firefox_hear && firefox_tell WebDriver:NewSession '{"acceptInsecureCerts":true}') >/dev/null
 }
 
 firefox_page() { # URL: as chromium_page
@@ -88,7 +87,7 @@ firefox_page() { # URL: as chromium_page
 }
 
 firefox_end() {
-    firefox_tell Marionette:Quit '{"flags":["eForceQuit"]}' >/dev/null
+    (firefox_tell Marionette:Quit '{"flags":["eForceQuit"]}' >/dev/null)
     exec 7>&-
 }
 
@@ -120,8 +119,6 @@ set_link() { # MTU OFFLOADS
     ethtool -K client0 tso "$2" gso "$2"
 }
 
-set_window() { ip route change 192.0.2.0/24 dev client0 src 192.0.2.1 initcwnd "$1"; } # SEGMENTS
-
 rows_of() { # BROWSER
     local link
     row "$1: https://allowed.example/" allowed "$(browse "$1" https://allowed.example/)"
@@ -144,7 +141,7 @@ browser_rows() {
             ${browser}_start
             browsers="$browsers $browser"
         else
-            echo "$browser is not installed: its rows are left out (apt-get install chromium firefox-esr)"
+            echo "$browser is not installed: its rows are left out (apt-get install chromium firefox-esr: 200 MB, a minute)"
         fi
     done
     for browser in $browsers; do
