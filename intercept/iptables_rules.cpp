@@ -1,9 +1,12 @@
 #include "intercept/iptables_rules.h"
 
+#include <unistd.h>
+
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
 
+#include "common/traffic_counters.h"
 #include "intercept/close_rules.h"
 #include "intercept/live_rules.h"
 #include "intercept/run_command.h"
@@ -70,6 +73,14 @@ int ManageIptableRules(uint32_t nMode) {
     if (g_bLiveTraffic == 1) ManageLiveRules(nMode);
     if (g_bCloseBypasses == 1) ManageCloseRules(nMode);
     return 0;
+}
+
+void RemoveLeftChains() {
+    if (access(TRAFFIC_PAGE_FILE, F_OK) != 0) return;
+    if (g_bCloseBypasses != 1) ManageCloseRules(RULE_REMOVE);
+    if (g_bLiveTraffic == 1) return;
+    ManageLiveRules(RULE_REMOVE);
+    (void)unlink(TRAFFIC_PAGE_FILE);
 }
 
 uint32_t ApplyIptableRule(const char* szRuleText, const char* szCheckKey, uint32_t nMode) {

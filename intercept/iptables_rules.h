@@ -19,3 +19,8 @@ uint32_t ApplyIptableRule(const char* szRuleText, const char* szCheckKey, uint32
 // be applied gets its fallback rule; a removal looks for the fallback in any case, so that no rule is left
 // behind. Returns 0.
 int ManageIptableRules(uint32_t nMode);
+
+// At start-up, before the rules are added: takes away the chains of keys that are off now but were on in a
+// run that crashed. The page of counters tells that there was such a run; a host where LiveTraffic 1 never
+// ran runs no command for this.
+void RemoveLeftChains();

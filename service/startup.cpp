@@ -133,6 +133,7 @@ int StartInterception(const sigset_t& saved) {
 
     if (!StartReceivers()) return Leave(NO_RECEIVER, -1);
     if (StartAllWorkers() == NUM_WORKER_THREADS) return Leave(NO_WORKER, -1);
+    RemoveLeftChains();
     (void)ManageIptableRules(RULE_ADD);
     if (sigprocmask(SIG_SETMASK, &saved, nullptr) != 0) return Leave(NO_SIGNALS, -1);
     return 0;

@@ -249,23 +249,38 @@ TEST_P(LiveRules, WithoutConnectionTrackingStartsAloneAreQueued) {
 
 TEST_P(CloseRules, NothingIsLeftByAStopAndByACrash) {
     const auto countJumps = [] { return CountText(AllRules(GetParam()), "PUT -j WEBSEC_CLOSE"); };
+    const auto crash = [](tagDaemon& daemon) {
+        kill(daemon.pid, SIGKILL);
+        EXPECT_EQ(AwaitEnd(daemon), 128 + SIGKILL);
+    };
     WriteFile(ProductFile("websec.cfg"), BOTH_KEYS);
     tagDaemon crashed = StartDaemon();
     const std::string made = AllRules(GetParam());
     EXPECT_THAT(made, HasSubstr("-A POSTROUTING -p tcp -j WEBSEC_LIVE\n"));
     EXPECT_EQ(countJumps(), 2u);
     EXPECT_THAT(Shell("websecctl rules remove").output, HasSubstr("needs its rules"));
-    kill(crashed.pid, SIGKILL);
-    EXPECT_EQ(AwaitEnd(crashed), 128 + SIGKILL);
+    crash(crashed);
 
     tagDaemon next = StartDaemon();
     EXPECT_EQ(AllRules(GetParam()), made) << "taken over";
     EXPECT_EQ(StopDaemon(next), 0);
     EXPECT_EQ(AllRules(GetParam()), m_before);
 
+    for (const char* szKeys : {"", "[ServiceConfigurations]\nLiveTraffic=1\n"}) {
+        SCOPED_TRACE(szKeys);
+        WriteFile(ProductFile("websec.cfg"), BOTH_KEYS);
+        crashed = StartDaemon();
+        crash(crashed);
+        WriteFile(ProductFile("websec.cfg"), szKeys);
+        next = StartDaemon();
+        EXPECT_EQ(countJumps(), 0u) << "the key is off now";
+        EXPECT_EQ(StopDaemon(next), 0);
+        EXPECT_EQ(AllRules(GetParam()), m_before);
+    }
+
+    WriteFile(ProductFile("websec.cfg"), BOTH_KEYS);
     crashed = StartDaemon();
-    kill(crashed.pid, SIGKILL);
-    EXPECT_EQ(AwaitEnd(crashed), 128 + SIGKILL);
+    crash(crashed);
     WriteFile(ProductFile("websec.cfg"), "");
     Iptables("-A OUTPUT -d 203.0.113.9/32 -j WEBSEC_LIVE_START");  // keeps that chain from going
     MustRun("websecctl rules remove");
