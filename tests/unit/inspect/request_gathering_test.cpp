@@ -206,32 +206,6 @@ TEST(GatherRequest, HoldsCopiesOfWhatIsBeingJudged) {
     EXPECT_EQ(Send({.nSeq = 1040, .payload = bad.substr(40)}, nNowMs).nAnswer, GATHER_DROP);
 }
 
-// Hellos that never end, far more than are kept, all within a millisecond, and honest ones between them.
-TEST(GatherRequest, AFloodLeavesRoomForTheHonest) {
-    const int64_t nNowMs = Later();
-    const uint64_t nLost = Counted(COUNT_UNJUDGED_INCOMPLETE);
-    const std::string flood = LargeClientHelloFor("flood.example").substr(0, 1200);
-    const std::string honest = LargeClientHelloFor(kBad);
-    uint32_t nJudged = 0;
-    constexpr uint32_t FLOOD = GATHERED_STREAMS * 20;
-    for (uint32_t i = 0; i < FLOOD; ++i) {
-        const auto nPort = static_cast<uint16_t>(1024 + i);
-        Send({.nSrcPort = nPort, .payload = flood}, nNowMs);
-        if (i % 100 == 0)
-            Send({.szSrcAddr = "192.0.2.77", .nSrcPort = nPort, .nSeq = 0, .payload = honest.substr(0, 1200)},
-                 nNowMs);
-        if (i % 100 == 60)
-            nJudged += Send({.szSrcAddr = "192.0.2.77",
-                             .nSrcPort = static_cast<uint16_t>(nPort - 60),
-                             .nSeq = 1200,
-                             .payload = honest.substr(1200)},
-                            nNowMs)
-                           .nAnswer == GATHER_JUDGE;
-    }
-    EXPECT_EQ(nJudged, (FLOOD + 39) / 100);
-    EXPECT_GE(Counted(COUNT_UNJUDGED_INCOMPLETE) - nLost, FLOOD - GATHERED_STREAMS);
-}
-
 // The model: requests cut into pieces, the pieces of all connections in one queue, two workers that take from
 // it.
 struct tagModelStream {
