@@ -29,6 +29,9 @@ void SplitScheme(tagListEntryBuf& entry);
 void CoverSubdomains(tagListEntryBuf& entry);
 uint8_t TypeOfEntry(const char* szEntry);
 int AppendText(tagListEntry** ppHead, const char* szText);
+tagListEntry* NewHead();
+tagChain* ChainOf(tagListEntry* pHead);
+tagListEntry* TailOf(tagListEntry* pHead);
 
 }  // namespace
 
@@ -60,13 +63,11 @@ int AddListEntry(tagListEntryBuf& entry) {
 
 tagListEntry* AppendListEntry(tagListEntry** ppHead) {
     if (!ppHead) return nullptr;
+    if (!*ppHead) return *ppHead = NewHead();
     auto* pNode = static_cast<tagListEntry*>(std::calloc(1, sizeof(tagListEntry)));
     if (!pNode) return nullptr;
-    tagListEntry** ppLink = ppHead;
-    while (*ppLink) {
-        ppLink = &(*ppLink)->pNext;
-    }
-    *ppLink = pNode;
+    TailOf(*ppHead)->pNext = pNode;
+    if (tagChain* pChain = ChainOf(*ppHead)) pChain->pTail = pNode;
     return pNode;
 }
 
@@ -132,6 +133,30 @@ int AppendText(tagListEntry** ppHead, const char* szText) {
     }
     CopyText(pNode->szEntry, szText);
     return 0;
+}
+
+tagListEntry* NewHead() {
+    struct tagHead {
+        tagListEntry entry;
+        tagChain chain;
+    };
+    auto* pHead = static_cast<tagHead*>(std::calloc(1, sizeof(tagHead)));
+    if (!pHead) return nullptr;
+    pHead->chain = {&pHead->entry, &pHead->entry};
+    pHead->entry.pChain = &pHead->chain;
+    return &pHead->entry;
+}
+
+tagChain* ChainOf(tagListEntry* pHead) {
+    return pHead->pChain && pHead->pChain->pHead == pHead ? pHead->pChain : nullptr;
+}
+
+tagListEntry* TailOf(tagListEntry* pHead) {
+    tagListEntry* pTail = ChainOf(pHead) ? pHead->pChain->pTail : pHead;
+    while (pTail->pNext) {
+        pTail = pTail->pNext;
+    }
+    return pTail;
 }
 
 }  // namespace

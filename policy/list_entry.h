@@ -35,7 +35,7 @@ int ParseListEntry(tagListEntryBuf& entry);
 int AddListEntry(tagListEntryBuf& entry);
 
 // Links a zeroed node at the tail and returns it; it belongs to the list. Null when ppHead is null or memory
-// runs out.
+// runs out. Costs the same at any length, but for a list whose first node was put together by hand.
 tagListEntry* AppendListEntry(tagListEntry** ppHead);
 
 // Frees every node and leaves the empty list. Safe on an empty list and on null.

@@ -10,11 +10,21 @@
 #include "policy/data_file.h"
 #include "policy/policy_switches.h"
 
+struct tagListEntry;
+
+// What is known of a list as a whole. It is part of the block of the node that AppendListEntry made first,
+// and speaks for pHead alone: a copy of that node is a chain of its own.
+struct tagChain {
+    const tagListEntry* pHead;
+    tagListEntry* pTail;
+};
+
 // One list node. A list is a chain from its head pointer; an empty list is a null head. Nodes belong to the
-// list.
+// list. One that was put together by hand has no tagChain and is walked.
 struct tagListEntry {
     char szEntry[257];
     tagListEntry* pNext;
+    tagChain* pChain;  // in the first node, else null
 };
 
 extern tagListEntry* g_pAllowHostList;  // host names, possibly with a leading "."

@@ -1,5 +1,7 @@
 #include "policy/settings_load.h"
 
+#include <malloc.h>
+
 #include <algorithm>
 #include <cstdint>
 #include <iterator>
@@ -35,8 +37,9 @@ int LoadPolicySettings() {
     ApplySwitches(settings);
     ApplyCategories(settings);
     ApplyLists(settings);
+    ReleaseSettings(settings);  // two kilobytes for each entry, and the resolver may take long
     DeriveAddresses();
-    ReleaseSettings(settings);
+    (void)malloc_trim(0);
     return 0;
 }
 

@@ -3,6 +3,7 @@
 #include <cstring>
 #include <ctime>
 #include <iterator>
+#include <string_view>
 
 #include "category/category_mode.h"
 #include "category/category_table.h"
@@ -19,26 +20,20 @@ static_assert(std::size(LIST_NAMES) == STORE_LIST_COUNT);
 int CheckText(tagStore* pStore, const char* szText);
 int ResultOfChange(tagStore* pStore, sqlite3_stmt* pStatement, int nUnchanged);
 int FillSwitches(tagStore* pStore, tagClientSettingData* pSettings);
-int FillLists(tagStore* pStore, uint8_t nMode, tagClientSettingData* pSettings);
+int FillLists(tagStore* pStore, tagClientSettingData* pSettings);
+template <class T>
+int MakeRoom(tagStore* pStore, int nList, tagSequence<T>* pSequence);
+template <class T>
+bool AppendEntry(tagSequence<T>* pSequence, const char* szText, uint32_t bSubdomains);
 
-// One sequence being filled by a walk.
-template <class T>
-struct tagFill {
-    tagStore* pStore;
-    tagSequence<T>* pSequence;
-    int nResult;  // STORE_OK, or why the walk ended early
-};
-struct tagCategoryFill : tagFill<tagCategorySetting> {
+// The blocked categories being filled by a walk.
+struct tagCategoryFill {
+    tagSequence<tagCategorySetting>* pSequence;
     uint8_t nMode;
+    bool bFull;  // the walk ended early: no memory
 };
-template <class T>
-int FillList(tagStore* pStore, int nList, tagSequence<T>* pSequence);
 int FillCategories(tagStore* pStore, uint8_t nMode, tagSequence<tagCategorySetting>* pSequence);
-template <class T>
-int AppendEntry(const tagStoredEntry* pEntry, void* pContext);
 int AppendCategory(const tagStoredCategory* pCategory, void* pContext);
-template <class T>
-T* AppendTo(tagFill<T>* pFill);
 }  // namespace
 
 const char* SwitchName(int nSwitch) {
@@ -142,7 +137,8 @@ int FillClientSettings(tagStore* pStore, uint8_t nMode, tagClientSettingData* pS
     // A transaction, so that a change made meanwhile is seen whole or not at all.
     if (const int nResult = RunSql(pStore, "BEGIN")) return nResult;
     int nResult = FillSwitches(pStore, pSettings);
-    if (nResult == STORE_OK) nResult = FillLists(pStore, nMode, pSettings);
+    if (nResult == STORE_OK) nResult = FillLists(pStore, pSettings);
+    if (nResult == STORE_OK) nResult = FillCategories(pStore, nMode, &pSettings->vecCategories);
     sqlite3_exec(pStore->pDb, "ROLLBACK", nullptr, nullptr, nullptr);
     return nResult;
 }
@@ -176,52 +172,68 @@ int FillSwitches(tagStore* pStore, tagClientSettingData* pSettings) {
     return STORE_OK;
 }
 
-int FillLists(tagStore* pStore, uint8_t nMode, tagClientSettingData* pSettings) {
-    int nResult = FillList(pStore, STORE_LIST_BLOCK, &pSettings->vecBlockList);
-    if (nResult == STORE_OK) nResult = FillList(pStore, STORE_LIST_ALLOW, &pSettings->vecAllowList);
-    if (nResult == STORE_OK) nResult = FillList(pStore, STORE_LIST_TRUST, &pSettings->vecTrustedSites);
-    if (nResult == STORE_OK) nResult = FillCategories(pStore, nMode, &pSettings->vecCategories);
-    return nResult;
+// One walk over all lists, in the order in which the entries stand in the file: to pick out each list by its
+// index and to sort it again costs several times as much.
+int FillLists(tagStore* pStore, tagClientSettingData* pSettings) {
+    int nResult = MakeRoom(pStore, STORE_LIST_BLOCK, &pSettings->vecBlockList);
+    if (nResult == STORE_OK) nResult = MakeRoom(pStore, STORE_LIST_ALLOW, &pSettings->vecAllowList);
+    if (nResult == STORE_OK) nResult = MakeRoom(pStore, STORE_LIST_TRUST, &pSettings->vecTrustedSites);
+    if (nResult != STORE_OK) return nResult;
+
+    sqlite3_stmt* pStatement = PrepareSql(pStore, "SELECT list, text, subdomains FROM entries ORDER BY id");
+    bool bRoom = true;
+    while (bRoom && StepRow(pStatement)) {
+        const std::string_view list = ColumnText(pStatement, 0);
+        const char* szText = ColumnText(pStatement, 1);
+        const auto bSubdomains = static_cast<uint32_t>(sqlite3_column_int64(pStatement, 2));
+        if (list == LIST_NAMES[STORE_LIST_BLOCK]) {
+            bRoom = AppendEntry(&pSettings->vecBlockList, szText, bSubdomains);
+        } else if (list == LIST_NAMES[STORE_LIST_ALLOW]) {
+            bRoom = AppendEntry(&pSettings->vecAllowList, szText, bSubdomains);
+        } else if (list == LIST_NAMES[STORE_LIST_TRUST]) {
+            bRoom = AppendEntry(&pSettings->vecTrustedSites, szText, bSubdomains);
+        }
+    }
+    nResult = FinishSql(pStore, pStatement);
+    return bRoom ? nResult : StoreRefusal(pStore, STORE_NO_MEMORY, nullptr);
 }
 
 template <class T>
-int FillList(tagStore* pStore, int nList, tagSequence<T>* pSequence) {
-    tagFill<T> fill = {pStore, pSequence, STORE_OK};
-    const int nResult = ForEachStoredEntry(pStore, nList, AppendEntry<T>, &fill);
-    return nResult != STORE_OK ? nResult : fill.nResult;
+int MakeRoom(tagStore* pStore, int nList, tagSequence<T>* pSequence) {
+    sqlite3_stmt* pStatement = PrepareSql(pStore, "SELECT count(*) FROM entries WHERE list = ?");
+    BindText(pStatement, 1, LIST_NAMES[nList]);
+    const int64_t nEntries = StepRow(pStatement) ? sqlite3_column_int64(pStatement, 0) : 0;
+    const int nResult = FinishSql(pStore, pStatement);
+    if (nResult != STORE_OK) return nResult;
+    if (ReserveElements(*pSequence, static_cast<size_t>(nEntries))) return STORE_OK;
+    return StoreRefusal(pStore, STORE_NO_MEMORY, nullptr);
+}
+
+template <class T>
+bool AppendEntry(tagSequence<T>* pSequence, const char* szText, uint32_t bSubdomains) {
+    T* pSetting = AppendElement(*pSequence);
+    if (!pSetting) return false;
+    WidenText(pSetting->wszText, szText);
+    if constexpr (requires { pSetting->bSubdomains; }) pSetting->bSubdomains = bSubdomains;
+    return true;
 }
 
 int FillCategories(tagStore* pStore, uint8_t nMode, tagSequence<tagCategorySetting>* pSequence) {
-    tagCategoryFill fill = {{pStore, pSequence, STORE_OK}, nMode};
+    tagCategoryFill fill = {pSequence, nMode, false};
     const int nResult = ForEachStoredCategory(pStore, AppendCategory, &fill);
-    return nResult != STORE_OK ? nResult : fill.nResult;
-}
-
-template <class T>
-int AppendEntry(const tagStoredEntry* pEntry, void* pContext) {
-    auto* pFill = static_cast<tagFill<T>*>(pContext);
-    T* pSetting = AppendTo(pFill);
-    if (!pSetting) return 1;
-    WidenText(pSetting->wszText, pEntry->szText);
-    if constexpr (requires { pSetting->bSubdomains; }) pSetting->bSubdomains = pEntry->bSubdomains;
-    return 0;
+    if (nResult != STORE_OK || !fill.bFull) return nResult;
+    return StoreRefusal(pStore, STORE_NO_MEMORY, nullptr);
 }
 
 int AppendCategory(const tagStoredCategory* pCategory, void* pContext) {
     if (pCategory->nCategory >= CATEGORY_COUNT) return 0;
     auto* pFill = static_cast<tagCategoryFill*>(pContext);
-    tagCategorySetting* pSetting = AppendTo<tagCategorySetting>(pFill);
+    tagCategorySetting* pSetting = AppendElement(*pFill->pSequence);
+    pFill->bFull = !pSetting;
     if (!pSetting) return 1;
     const auto nReal = static_cast<uint8_t>(pCategory->nCategory);
     pSetting->nCategory = IsLibraryMode(pFill->nMode) ? RealToLibraryId(nReal) : nReal;
     pSetting->bBlocked = pCategory->bBlocked;
     return 0;
-}
-
-template <class T>
-T* AppendTo(tagFill<T>* pFill) {
-    T* pElement = AppendElement(*pFill->pSequence);
-    if (!pElement) pFill->nResult = StoreRefusal(pFill->pStore, STORE_NO_MEMORY, nullptr);
-    return pElement;
 }
 }  // namespace
