@@ -4,6 +4,7 @@
 
 #include "common/ascii.h"
 #include "common/cancellation_off.h"
+#include "policy/list_index.h"
 #include "policy/policy_state.h"
 #include "policy/settings_load.h"
 #include "policy/worker_pause_hook.h"
@@ -19,13 +20,20 @@ int MatchAddrList(tagWebRequest* pRequest) {
     if (pRequest->nProtocol == PROTO_FTP && g_bFirstFTPAddrMatch == 1) LoadSettingsForFirstFTPMatch();
 
     const bool bAllow = pRequest->bAllowListPass == 1;
-    const tagListEntry* pEntry = bAllow ? g_pAllowAddrList : g_pBlockAddrList;
-    for (; pEntry; pEntry = pEntry->pNext) {
-        if (!AddrMatches(pEntry->szEntry, *pRequest)) continue;
+    if (FirstAddrEntry(*pRequest, bAllow ? g_pAllowAddrList : g_pBlockAddrList)) {
         pRequest->nResult = bAllow ? RESULT_ALLOW_HOST : RESULT_BLOCK_HOST;
-        break;
     }
     return 0;
+}
+
+const tagListEntry* FirstAddrEntry(const tagWebRequest& request, const tagListEntry* pList) {
+    if (const tagListIndex* pIndex = IndexOf(pList, RULES_ADDR)) {
+        return request.nProtocol == PROTO_FTP ? FindAddressWithin(*pIndex, request.szCheckURL)
+                                              : FindAddress(*pIndex, request.szCheckURL);
+    }
+    while (pList && !AddrMatches(pList->szEntry, request))
+        pList = pList->pNext;
+    return pList;
 }
 
 namespace {

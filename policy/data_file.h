@@ -42,10 +42,13 @@ struct tagPortRecord {
 };
 static_assert(sizeof(tagPortRecord) == 6);
 
+struct tagPatternIndex;
+
 // The tables own their block (malloc); count 0 goes with a null pointer.
 struct tagPatternTable {
     uint32_t nCount;
     char (*pPatterns)[PATTERN_BYTES];
+    tagPatternIndex* pIndex = nullptr;  // policy/pattern_index.h; null: the table is walked
 };
 struct tagAddrRangeTable {
     uint16_t nCount;
@@ -76,7 +79,7 @@ int ReadPatternFile(const char* szPath, tagPatternTable* pTable);
 int ReadAddrRangeFile(const char* szPath, tagAddrRangeTable* pTable);
 int ReadPortFile(const char* szPath, tagPortTable* pTable);
 
-// Frees the block and leaves the empty table. Safe on an empty table.
+// Frees the block, for patterns also their index, and leaves the empty table. Safe on an empty table.
 void FreePatternTable(tagPatternTable& table);
 void FreeAddrRangeTable(tagAddrRangeTable& table);
 void FreePortTable(tagPortTable& table);

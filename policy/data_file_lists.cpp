@@ -1,6 +1,7 @@
 #include "policy/data_file_lists.h"
 
 #include "common/product_paths.h"
+#include "policy/pattern_index.h"
 #include "policy/policy_state.h"
 #include "policy/url_scanner.h"
 
@@ -26,6 +27,8 @@ void LoadTables(const tagTableFiles& files) {
     (void)ReadPatternFile(files.szExclusionPatterns, &g_ExclusionPatterns);
     (void)ReadAddrRangeFile(files.szExcludedRanges, &g_ExcludedRanges);
     (void)ReadPatternFile(files.szTrustedPatterns, &g_TrustedURLPatterns);
+    IndexPatterns(g_ExclusionPatterns, true);
+    IndexPatterns(g_TrustedURLPatterns, false);
 }
 
 namespace {

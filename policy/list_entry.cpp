@@ -4,13 +4,29 @@
 #include <array>
 #include <cstdlib>
 #include <cstring>
-#include <initializer_list>
 #include <string_view>
 
 #include "common/copy_text.h"
 #include "inspect/url_helpers.h"
+#include "policy/list_index.h"
 
 namespace {
+
+// Each list, and how its entries match.
+struct tagPolicyList {
+    tagListEntry** ppHead;
+    uint8_t nRules;
+};
+
+constexpr std::array<tagPolicyList, 7> POLICY_LISTS = {{
+    {&g_pAllowHostList, RULES_HOST},
+    {&g_pBlockHostList, RULES_HOST},
+    {&g_pAllowURLList, RULES_URL},
+    {&g_pBlockURLList, RULES_URL},
+    {&g_pAllowAddrList, RULES_ADDR},
+    {&g_pBlockAddrList, RULES_ADDR},
+    {&g_pTrustedSiteList, RULES_URL},
+}};
 
 // Where the entries of one kind go. Null: entries of that type stay out of such a list.
 struct tagKindLists {
@@ -30,7 +46,6 @@ void CoverSubdomains(tagListEntryBuf& entry);
 uint8_t TypeOfEntry(const char* szEntry);
 int AppendText(tagListEntry** ppHead, const char* szText);
 tagListEntry* NewHead();
-tagChain* ChainOf(tagListEntry* pHead);
 tagListEntry* TailOf(tagListEntry* pHead);
 
 }  // namespace
@@ -67,7 +82,10 @@ tagListEntry* AppendListEntry(tagListEntry** ppHead) {
     auto* pNode = static_cast<tagListEntry*>(std::calloc(1, sizeof(tagListEntry)));
     if (!pNode) return nullptr;
     TailOf(*ppHead)->pNext = pNode;
-    if (tagChain* pChain = ChainOf(*ppHead)) pChain->pTail = pNode;
+    if (tagChain* pChain = ChainOf(*ppHead)) {
+        pChain->pTail = pNode;
+        DropListIndex(*pChain);
+    }
     return pNode;
 }
 
@@ -75,6 +93,7 @@ void FreeList(tagListEntry** ppHead) {
     if (!ppHead) return;
     tagListEntry* pNode = *ppHead;
     *ppHead = nullptr;
+    if (tagChain* pChain = ChainOf(pNode)) DropListIndex(*pChain);
     while (pNode) {
         tagListEntry* pNext = pNode->pNext;
         std::free(pNode);
@@ -83,10 +102,13 @@ void FreeList(tagListEntry** ppHead) {
 }
 
 void FreePolicyLists() {
-    for (tagListEntry** ppHead : {&g_pAllowHostList, &g_pBlockHostList, &g_pAllowURLList, &g_pBlockURLList,
-                                  &g_pAllowAddrList, &g_pBlockAddrList, &g_pTrustedSiteList}) {
-        FreeList(ppHead);
-    }
+    for (const tagPolicyList& list : POLICY_LISTS)
+        FreeList(list.ppHead);
+}
+
+void IndexPolicyLists() {
+    for (const tagPolicyList& list : POLICY_LISTS)
+        IndexList(*list.ppHead, list.nRules);
 }
 
 namespace {
@@ -142,13 +164,9 @@ tagListEntry* NewHead() {
     };
     auto* pHead = static_cast<tagHead*>(std::calloc(1, sizeof(tagHead)));
     if (!pHead) return nullptr;
-    pHead->chain = {&pHead->entry, &pHead->entry};
+    pHead->chain = {&pHead->entry, &pHead->entry, nullptr};
     pHead->entry.pChain = &pHead->chain;
     return &pHead->entry;
-}
-
-tagChain* ChainOf(tagListEntry* pHead) {
-    return pHead->pChain && pHead->pChain->pHead == pHead ? pHead->pChain : nullptr;
 }
 
 tagListEntry* TailOf(tagListEntry* pHead) {

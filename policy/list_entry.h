@@ -43,3 +43,6 @@ void FreeList(tagListEntry** ppHead);
 
 // Empties all seven policy lists.
 void FreePolicyLists();
+
+// Makes the index of each of them (policy/list_index.h).
+void IndexPolicyLists();

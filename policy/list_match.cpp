@@ -4,6 +4,7 @@
 
 #include "common/ascii.h"
 #include "policy/addr_match.h"
+#include "policy/list_index.h"
 
 namespace {
 
@@ -25,7 +26,9 @@ constexpr tagListSide ALLOW_SIDE = {1, &g_pAllowHostList, &g_pAllowURLList, RESU
 int CheckSide(tagWebRequest& request, const tagListSide& side);
 bool EntryMatchesURL(std::string_view entry, std::string_view url);
 bool BeginsWithWww(std::string_view text);
-bool DomainCoversHost(const char* szEntry, const char* szHost);
+bool HasTail(std::string_view text, std::string_view tail);
+bool EntryCoversHost(std::string_view entry, std::string_view host);
+bool DomainCoversHost(std::string_view entry, std::string_view host);
 bool NameCoversHost(std::string_view entry, std::string_view host);
 
 }  // namespace
@@ -48,29 +51,34 @@ int CheckTrustedSites(tagWebRequest* pRequest) {
 
 int MatchURLList(const char* szURL, const tagListEntry* pList, uint8_t* pFound) {
     if (!szURL || !pFound) return 2;
-    const std::string_view url(szURL);
-    *pFound = 0;
-    for (; pList && !*pFound; pList = pList->pNext) {
-        if (EntryMatchesURL(pList->szEntry, url)) *pFound = 1;
-    }
+    *pFound = FirstURLEntry(szURL, pList) ? 1 : 0;
     return 0;
 }
 
 int MatchHostList(const char* szHost, const tagListEntry* pList, uint8_t* pFound) {
     if (!szHost) return 2;
-    *pFound = 0;
-    for (; pList && !*pFound; pList = pList->pNext) {
-        const bool bMatches = pList->szEntry[0] == '.' ? DomainCoversHost(pList->szEntry, szHost)
-                                                       : NameCoversHost(pList->szEntry, szHost);
-        if (bMatches) *pFound = 1;
-    }
+    *pFound = FirstHostEntry(szHost, pList) ? 1 : 0;
     return 0;
+}
+
+const tagListEntry* FirstURLEntry(std::string_view url, const tagListEntry* pList) {
+    if (const tagListIndex* pIndex = IndexOf(pList, RULES_URL)) return FindURL(*pIndex, url);
+    while (pList && !EntryMatchesURL(pList->szEntry, url))
+        pList = pList->pNext;
+    return pList;
+}
+
+const tagListEntry* FirstHostEntry(std::string_view host, const tagListEntry* pList) {
+    if (const tagListIndex* pIndex = IndexOf(pList, RULES_HOST)) return FindHost(*pIndex, host);
+    while (pList && !EntryCoversHost(pList->szEntry, host))
+        pList = pList->pNext;
+    return pList;
 }
 
 int CompareTail(const char* szText, const char* szEntry) {
     const std::string_view text(szText);
     const std::string_view entry(szEntry);
-    if (entry.empty() || !text.ends_with(entry)) return -1;
+    if (!HasTail(text, entry)) return -1;
     return text.size() == entry.size() ? 0 : 1;
 }
 
@@ -103,12 +111,19 @@ bool BeginsWithWww(std::string_view text) {
     return EqualNoCase(text.substr(0, 3), "www");
 }
 
-// szEntry begins with ".".
-bool DomainCoversHost(const char* szEntry, const char* szHost) {
+bool HasTail(std::string_view text, std::string_view tail) {
+    return !tail.empty() && text.ends_with(tail);
+}
+
+bool EntryCoversHost(std::string_view entry, std::string_view host) {
+    return entry.starts_with('.') ? DomainCoversHost(entry, host) : NameCoversHost(entry, host);
+}
+
+// The entry begins with ".".
+bool DomainCoversHost(std::string_view entry, std::string_view host) {
     constexpr std::string_view DOTTED_WWW = ".www.";
-    if (CompareTail(szHost, szEntry) >= 0 || CompareTail(szHost, szEntry + 1) >= 0) return true;
-    return std::string_view(szEntry).starts_with(DOTTED_WWW) &&
-           CompareTail(szHost, szEntry + DOTTED_WWW.size()) >= 0;
+    if (HasTail(host, entry) || HasTail(host, entry.substr(1))) return true;
+    return entry.starts_with(DOTTED_WWW) && HasTail(host, entry.substr(DOTTED_WWW.size()));
 }
 
 bool NameCoversHost(std::string_view entry, std::string_view host) {

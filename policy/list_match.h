@@ -6,6 +6,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string_view>
 
 #include "inspect/web_request.h"
 #include "policy/policy_state.h"
@@ -29,6 +30,11 @@ int MatchURLList(const char* szURL, const tagListEntry* pList, uint8_t* pFound);
 // that ends in it, with or without that "." or a leading ".www." (case-sensitive); any other entry covers the
 // host of that name with and without "www.", in any case. Returns 0, or 2 when szHost is null.
 int MatchHostList(const char* szHost, const tagListEntry* pList, uint8_t* pFound);
+
+// The first entry in order that covers the host, or matches the URL, as above; null without one. Asked of the
+// list's index where there is one, else found by walking.
+const tagListEntry* FirstHostEntry(std::string_view host, const tagListEntry* pList);
+const tagListEntry* FirstURLEntry(std::string_view url, const tagListEntry* pList);
 
 // 0 when the texts are equal, 1 when szEntry is a proper tail of szText, else -1. Case-sensitive. An empty
 // entry is no tail of anything: -1.

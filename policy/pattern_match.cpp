@@ -1,16 +1,16 @@
 #include "policy/pattern_match.h"
 
-#include <span>
 #include <string_view>
 
 #include "common/ascii.h"
+#include "policy/pattern_index.h"
 #include "policy/policy_state.h"
+#include "policy/text_hash.h"
 
 namespace {
 
 using FindFn = size_t (*)(std::string_view text, std::string_view what);
 
-bool AnyPatternCovers(const tagPatternTable& table, std::string_view url, FindFn find);
 bool PatternCovers(std::string_view pattern, std::string_view url, FindFn find);
 size_t FindExact(std::string_view text, std::string_view what);
 
@@ -18,7 +18,7 @@ size_t FindExact(std::string_view text, std::string_view what);
 
 int CheckExclusionList(tagWebRequest* pRequest) {
     if (!pRequest) return 2;
-    if (AnyPatternCovers(g_ExclusionPatterns, pRequest->szCheckURL, FindNoCase)) {
+    if (FirstPattern(g_ExclusionPatterns, pRequest->szCheckURL, true) != NO_ENTRY) {
         pRequest->nResult = RESULT_EXCLUDED;
     }
     return 0;
@@ -26,20 +26,21 @@ int CheckExclusionList(tagWebRequest* pRequest) {
 
 int CheckTrustedURLs(tagWebRequest* pRequest) {
     if (!pRequest) return 2;
-    if (AnyPatternCovers(g_TrustedURLPatterns, pRequest->szCheckURL, FindExact)) {
+    if (FirstPattern(g_TrustedURLPatterns, pRequest->szCheckURL, false) != NO_ENTRY) {
         pRequest->nResult = RESULT_SCAN_TRUSTED;
     }
     return 0;
 }
 
-namespace {
-
-bool AnyPatternCovers(const tagPatternTable& table, std::string_view url, FindFn find) {
-    for (const char(&szPattern)[PATTERN_BYTES] : std::span(table.pPatterns, table.nCount)) {
-        if (PatternCovers(szPattern, url, find)) return true;
+uint32_t FirstPattern(const tagPatternTable& table, std::string_view url, bool bFold) {
+    if (HasPatternIndex(table, bFold)) return FindPattern(table, url);
+    for (uint32_t n = 0; n < table.nCount; ++n) {
+        if (PatternCovers(table.pPatterns[n], url, bFold ? FindNoCase : FindExact)) return n;
     }
-    return false;
+    return NO_ENTRY;
 }
+
+namespace {
 
 bool PatternCovers(std::string_view pattern, std::string_view url, FindFn find) {
     const bool bAnywhere = pattern.starts_with('*');

@@ -11,12 +11,14 @@
 #include "policy/policy_switches.h"
 
 struct tagListEntry;
+struct tagListIndex;
 
 // What is known of a list as a whole. It is part of the block of the node that AppendListEntry made first,
 // and speaks for pHead alone: a copy of that node is a chain of its own.
 struct tagChain {
     const tagListEntry* pHead;
     tagListEntry* pTail;
+    tagListIndex* pIndex;  // policy/list_index.h; null: the list is walked
 };
 
 // One list node. A list is a chain from its head pointer; an empty list is a null head. Nodes belong to the
@@ -26,6 +28,11 @@ struct tagListEntry {
     tagListEntry* pNext;
     tagChain* pChain;  // in the first node, else null
 };
+
+// What is known of the list with this first node, or null.
+inline tagChain* ChainOf(const tagListEntry* pList) {
+    return pList && pList->pChain && pList->pChain->pHead == pList ? pList->pChain : nullptr;
+}
 
 extern tagListEntry* g_pAllowHostList;  // host names, possibly with a leading "."
 extern tagListEntry* g_pBlockHostList;

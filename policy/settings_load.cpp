@@ -39,6 +39,7 @@ int LoadPolicySettings() {
     ApplyLists(settings);
     ReleaseSettings(settings);  // two kilobytes for each entry, and the resolver may take long
     DeriveAddresses();
+    IndexPolicyLists();
     (void)malloc_trim(0);
     return 0;
 }

@@ -1,0 +1,64 @@
+#include "policy/text_hash.h"
+
+#include <cstdlib>
+
+#include "common/ascii.h"
+
+namespace {
+
+uint64_t AddByte(uint64_t nSum, char c, bool bFold);
+
+}  // namespace
+
+uint64_t HashText(std::string_view text, bool bFold) {
+    uint64_t nSum = 0;
+    for (const char c : text)
+        nSum = AddByte(nSum, c, bFold);
+    return nSum;
+}
+
+void SumText(tagTextSums& sums, std::string_view text, bool bFold) {
+    uint64_t* pSum = sums.sums;
+    *pSum = 0;
+    for (const char c : text) {
+        pSum[1] = AddByte(*pSum, c, bFold);
+        ++pSum;
+    }
+}
+
+int StartTextTable(tagTextTable& table, uint32_t nTexts) {
+    table = {};
+    if (nTexts == 0) return 0;
+    if (nTexts > UINT32_MAX / 4) return 1;
+    const uint32_t nSlots = std::bit_ceil(nTexts + nTexts / 2 + 1);
+    auto* pBlock = static_cast<uint8_t*>(std::calloc(nSlots, sizeof *table.pTags + sizeof *table.pEntries));
+    if (!pBlock) return 1;
+    table.nSlots = nSlots;
+    table.pEntries = reinterpret_cast<uint32_t*>(pBlock);
+    table.pTags = pBlock + nSlots * sizeof *table.pEntries;
+    return 0;
+}
+
+void FreeTextTable(tagTextTable& table) {
+    std::free(table.pEntries);
+    table = {};
+}
+
+void AddText(tagTextTable& table, uint64_t nHash, size_t nBytes, uint32_t nEntry) {
+    const tagTextPlace place = PlaceOfText(table, nHash);
+    uint32_t n = place.nSlot;
+    while (table.pTags[n] != 0)
+        n = (n + 1) & (table.nSlots - 1);
+    table.pTags[n] = place.nTag;
+    table.pEntries[n] = nEntry;
+    table.lengths[nBytes / 64] |= uint64_t{1} << nBytes % 64;
+}
+
+namespace {
+
+// No byte counts as zero, or texts that differ in leading ones would share a hash.
+uint64_t AddByte(uint64_t nSum, char c, bool bFold) {
+    return nSum * HASH_BASE + static_cast<uint8_t>(bFold ? AsciiLower(c) : c) + 1;
+}
+
+}  // namespace
