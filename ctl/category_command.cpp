@@ -16,12 +16,8 @@
 #include "ctl/output.h"
 #include "ctl/settings_store.h"
 #include "inspect/web_request.h"
-#include "policy/policy_switches.h"
 
 namespace {
-
-// The daemon's table has to take the two categories of the site protections, too.
-constexpr size_t BLOCKED_MAX = MAX_BLOCKED_CATEGORIES - 2;
 
 void AddChange(CLI::App& group, const char* szName, const char* szDescription, bool bBlocked);
 void SetCategories(const std::vector<std::string>& names, bool bBlocked);
@@ -74,9 +70,9 @@ void SetCategories(const std::vector<std::string>& names, bool bBlocked) {
                 (bBlocked ? "blocked " : "unblocked ") + CategoryText(nCategory);
     }
     const size_t nBlocked = store.BlockedCategories().size();
-    if (bBlocked && nBlocked > BLOCKED_MAX) {
+    if (bBlocked && nBlocked > BLOCKED_CATEGORIES_MAX) {
         throw CtlError("refused: " + std::to_string(nBlocked) + " categories would be blocked, and websec " +
-                       "holds " + std::to_string(BLOCKED_MAX) + " at most; nothing was changed");
+                       "holds " + std::to_string(BLOCKED_CATEGORIES_MAX) + " at most; nothing was changed");
     }
     store.Keep();
     const auto warnings = bBlocked ? Warnings(store, categories) : std::vector<std::string>();

@@ -15,3 +15,4 @@ void AddReportCommand(CLI::App& app);
 void AddImportCommand(CLI::App& app);
 void AddListsCommand(CLI::App& app);
 void AddRulesCommand(CLI::App& app);
+void AddTransferCommands(CLI::App& app);  // export, import-settings

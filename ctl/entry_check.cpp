@@ -10,6 +10,7 @@
 #include "common/copy_text.h"
 #include "ctl/output.h"
 #include "inspect/url_helpers.h"
+#include "modules/store/store_text.h"
 #include "policy/list_entry.h"
 
 namespace {
@@ -17,6 +18,8 @@ namespace {
 constexpr std::array<std::string_view, 3> SCHEMES = {"http://", "https://", "ftp://"};
 constexpr size_t MAX_ENTRY_LENGTH = sizeof(tagListEntryBuf::szSource) - 1;
 
+std::string WhyBadText(const std::string& text);
+std::string WhyBadReading(int nList, const tagEntry& entry);
 std::string_view BehindScheme(std::string_view text);
 std::string_view AuthorityOf(std::string_view text);
 bool NamesIPv6Address(std::string_view authority);
@@ -41,36 +44,14 @@ const char* EntryTypeName(uint8_t nType) {
     return nType == ENTRY_URL ? "URL" : nType == ENTRY_ADDRESS ? "address" : "host";
 }
 
+std::string WhyBadEntry(int nList, const tagEntry& entry) {
+    const std::string why = WhyBadText(entry.text);
+    return why.empty() ? WhyBadReading(nList, entry) : why;
+}
+
 void RefuseBadEntry(int nList, const tagEntry& entry) {
-    const auto refuse = [&entry](const std::string& why) {
-        throw CtlError("refused: " + Quoted(entry.text) + " " + why);
-    };
-    if (entry.text.empty()) refuse("is empty");
-    if (entry.text.size() == 1) refuse("is a single character, which websec ignores");
-    if (entry.text.size() > MAX_ENTRY_LENGTH) {
-        refuse("is too long: " + std::to_string(entry.text.size()) + " characters, at most " +
-               std::to_string(MAX_ENTRY_LENGTH));
-    }
-    const auto isBlankOrControl = [](unsigned char c) { return c <= ' ' || c == 0x7F; };
-    if (std::any_of(entry.text.begin(), entry.text.end(), isBlankOrControl)) {
-        refuse("contains a blank or a control character");
-    }
-    const std::string_view authority = AuthorityOf(entry.text);
-    if (authority.find('@') != authority.npos) refuse("holds a user name, which no request shows");
-    if (NamesIPv6Address(authority)) refuse("names an IPv6 address; websec sees IPv4 only");
-    const tagEntryReading reading = ReadAsDaemon(entry);
-    const std::string host = HostOf(reading);
-    if (host.empty()) refuse("names no host: websec would read " + Quoted(reading.text));
-    if (host.find_first_not_of("0123456789.") == host.npos && IsDottedIPv4(host.c_str()) != 0) {
-        refuse("is not an IPv4 address");
-    }
-    if (const size_t nWrong = FindNoHostCharacter(host); nWrong != host.npos) {
-        refuse("holds " + Quoted(host.substr(nWrong, 1)) + ", which no host name has" +
-               (host[nWrong] == '*' ? "; --subdomains covers all below a domain" : ""));
-    }
-    if (nList == STORE_LIST_TRUST && reading.text.starts_with('.')) {
-        refuse("begins with a dot, but trust is for single URLs and covers no sub-domains");
-    }
+    const std::string why = WhyBadEntry(nList, entry);
+    if (!why.empty()) throw CtlError("refused: " + why);
 }
 
 std::vector<std::string> EntryWarnings(int nList, const tagEntry& entry) {
@@ -113,6 +94,44 @@ std::vector<std::string> EntryWarnings(int nList, const tagEntry& entry) {
 }
 
 namespace {
+
+// Each with the entry in front, or empty.
+std::string WhyBadText(const std::string& text) {
+    const std::string shown = Quoted(text);
+    if (text.empty()) return shown + " is empty";
+    if (text.size() == 1) return shown + " is a single character, which websec ignores";
+    if (text.size() > MAX_ENTRY_LENGTH) {
+        return shown + " is too long: " + std::to_string(text.size()) + " characters, at most " +
+               std::to_string(MAX_ENTRY_LENGTH);
+    }
+    const auto isBlankOrControl = [](unsigned char c) { return c <= ' ' || c == 0x7F; };
+    if (std::any_of(text.begin(), text.end(), isBlankOrControl)) {
+        return shown + " contains a blank or a control character";
+    }
+    if (!IsPlainText(text)) return shown + " contains a control character, or is no UTF-8";
+    const std::string_view authority = AuthorityOf(text);
+    if (authority.find('@') != authority.npos) return shown + " holds a user name, which no request shows";
+    if (NamesIPv6Address(authority)) return shown + " names an IPv6 address; websec sees IPv4 only";
+    return "";
+}
+
+std::string WhyBadReading(int nList, const tagEntry& entry) {
+    const std::string shown = Quoted(entry.text);
+    const tagEntryReading reading = ReadAsDaemon(entry);
+    const std::string host = HostOf(reading);
+    if (host.empty()) return shown + " names no host: websec would read " + Quoted(reading.text);
+    if (host.find_first_not_of("0123456789.") == host.npos && IsDottedIPv4(host.c_str()) != 0) {
+        return shown + " is not an IPv4 address";
+    }
+    if (const size_t nWrong = FindNoHostCharacter(host); nWrong != host.npos) {
+        return shown + " holds " + Quoted(host.substr(nWrong, 1)) + ", which no host name has" +
+               (host[nWrong] == '*' ? "; --subdomains covers all below a domain" : "");
+    }
+    if (nList == STORE_LIST_TRUST && reading.text.starts_with('.')) {
+        return shown + " begins with a dot, but trust is for single URLs and covers no sub-domains";
+    }
+    return "";
+}
 
 std::string_view BehindScheme(std::string_view text) {
     for (const auto scheme : SCHEMES) {

@@ -18,8 +18,11 @@ tagEntryReading ReadAsDaemon(const tagEntry& entry);
 // "host", "address" or "URL".
 const char* EntryTypeName(uint8_t nType);
 
-// Throws CtlError that names the entry and why it cannot be taken: no request could ever match it. nList is
-// STORE_LIST_*.
+// Why it cannot be taken, with the entry in front ("'x' is empty"): no request could ever match it, or the
+// store would not keep it. Empty for a good one. nList is STORE_LIST_*.
+std::string WhyBadEntry(int nList, const tagEntry& entry);
+
+// Throws CtlError with that.
 void RefuseBadEntry(int nList, const tagEntry& entry);
 
 // A sentence for each surprise; none for an entry that means what it looks like.

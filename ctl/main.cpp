@@ -18,7 +18,7 @@ enum : int { EXIT_REFUSED = 1, EXIT_USAGE = 2 };
 constexpr void (*COMMAND_GROUPS[])(CLI::App&) = {
     AddProtectionCommand, AddListCommands,   AddCategoryCommand, AddImportCommand,
     AddListsCommand,      AddExplainCommand, AddStatusCommand,   AddReloadCommand,
-    AddDatafileCommand,   AddReportCommand,  AddRulesCommand,
+    AddDatafileCommand,   AddReportCommand,  AddRulesCommand,    AddTransferCommands,
 };
 
 int Refuse(const std::string& reason, int nStatus);

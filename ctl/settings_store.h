@@ -7,6 +7,10 @@
 
 #include "ctl/store_connection.h"
 #include "modules/store/store_settings.h"
+#include "policy/policy_switches.h"
+
+// The daemon's table has to take the two categories of the site protections, too.
+constexpr size_t BLOCKED_CATEGORIES_MAX = MAX_BLOCKED_CATEGORIES - 2;
 
 struct tagEntry {
     std::string text;

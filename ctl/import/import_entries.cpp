@@ -82,9 +82,7 @@ const char* EntryTaker::Take(const tagLineItem& item, const tagCanonicalURL& url
     const bool bName = bHost && !url.bAddress;
     const tagEntry entry = {EntryOf(item.text, url), bName && m_import.bSubdomains};
     if (entry.text.size() >= sizeof(tagListEntryBuf::szSource)) return "is longer than a list's entry can be";
-    try {
-        RefuseBadEntry(m_import.nList, entry);
-    } catch (const CtlError&) {
+    if (!WhyBadEntry(m_import.nList, entry).empty()) {
         return "can be no entry of a list; 'block add' tells why";
     }
     if (entry.bSubdomains && m_tails.Holds(entry.text)) {
