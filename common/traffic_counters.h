@@ -32,6 +32,7 @@ enum : uint8_t {
     COUNT_STORE_DEPTH,          // messages waiting for a worker; now, not in all
     COUNT_STORE_DEPTH_MAX,      // the most that ever waited
     COUNT_CHANNEL_FLAGS,        // NFQA_CFG_F_* in force on the queue; not a number of anything
+    COUNT_SETTINGS_TIME,        // when the settings in force were loaded, seconds since 1970; 0: never
     COUNTERS
 };
 

@@ -16,3 +16,4 @@ void AddImportCommand(CLI::App& app);
 void AddListsCommand(CLI::App& app);
 void AddRulesCommand(CLI::App& app);
 void AddTransferCommands(CLI::App& app);  // export, import-settings
+void AddDoctorCommand(CLI::App& app);

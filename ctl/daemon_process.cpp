@@ -1,14 +1,19 @@
 #include "ctl/daemon_process.h"
 
 #include <signal.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <charconv>
 #include <chrono>
+#include <ctime>
+#include <sstream>
 #include <thread>
 #include <vector>
 
+#include "common/product_paths.h"
 #include "ctl/proc_file.h"
 #include "ctl/read_file.h"
 
@@ -18,6 +23,7 @@ constexpr char DAEMON_NAME[] = "websec";
 constexpr size_t COMM_BYTES = 15;  // the kernel cuts names to so many
 constexpr auto POLL_PERIOD = std::chrono::milliseconds(5);
 
+int64_t Milliseconds(clockid_t clock);
 bool IsProgramHere(pid_t pid, std::string_view name);
 std::optional<tagProcessStatus> ReadProcessStatus(pid_t pid);
 tagReloadResult SignalDaemon(int nSignal);
@@ -60,6 +66,28 @@ std::optional<bool> HasLoaded(const tagDaemonProcess& daemon, std::string_view l
     const auto maps = ReadTextFile(ProcPath(daemon.pid, "maps"));
     if (!maps || maps->empty()) return std::nullopt;
     return maps->find(library) != std::string::npos;
+}
+
+std::optional<int64_t> StartTime(pid_t pid) {
+    const std::string text = ReadTextFile(ProcPath(pid, "stat")).value_or("");
+    // The name in brackets may hold anything; the state behind it is field 3, the start field 22.
+    const size_t nState = text.rfind(") ");
+    if (nState == text.npos) return std::nullopt;
+    std::istringstream fields(text.substr(nState + 2));
+    std::string skipped;
+    for (int n = 3; n < 22; ++n)
+        fields >> skipped;
+    int64_t nTicks = 0;
+    if (!(fields >> nTicks)) return std::nullopt;
+    return Milliseconds(CLOCK_REALTIME) - Milliseconds(CLOCK_BOOTTIME) + nTicks * 1000 / sysconf(_SC_CLK_TCK);
+}
+
+bool IsConfigNewerThan(const tagDaemonProcess& daemon) {
+    constexpr int64_t TICK = 10;  // what a start may be off by
+    struct stat file {};
+    const auto started = StartTime(daemon.pid);
+    if (!started || stat(SERVICE_CONFIG_FILE, &file) != 0) return false;
+    return file.st_mtim.tv_sec * 1000 + file.st_mtim.tv_nsec / 1000000 > *started + TICK;
 }
 
 tagReloadResult ReloadDaemon() {
@@ -129,11 +157,19 @@ tagProcessStatus ParseProcessStatus(std::string_view text) {
         if (name == "SigBlk") status.nBlockedSignals = number(16);
         if (name == "SigCgt") status.nCaughtSignals = number(16);
         if (name == "CapEff") status.nCapabilities = number(16);
+        if (name == "Threads") status.nThreads = static_cast<uint32_t>(number(10));
+        if (name == "State" && !value.empty()) status.cState = value[0];
     }
     return status;
 }
 
 namespace {
+
+int64_t Milliseconds(clockid_t clock) {
+    timespec now{};
+    clock_gettime(clock, &now);
+    return now.tv_sec * 1000 + now.tv_nsec / 1000000;
+}
 
 bool IsProgramHere(pid_t pid, std::string_view name) {
     if (ReadTextFile(ProcPath(pid, "comm")) != std::string(name.substr(0, COMM_BYTES)) + "\n") return false;

@@ -22,6 +22,8 @@ struct tagProcessStatus {
     uint64_t nBlockedSignals;
     uint64_t nCaughtSignals;
     uint64_t nCapabilities;  // effective
+    uint32_t nThreads;
+    char cState;  // 'S' sleeping, 'T' stopped, ...
 };
 
 // Reads the text of a /proc/PID/status file (proc_pid_status(5)).
@@ -35,6 +37,12 @@ struct tagDaemonProcess {
 
 // Whether the daemon has loaded that library; nothing when its memory map may not be read.
 std::optional<bool> HasLoaded(const tagDaemonProcess& daemon, std::string_view library);
+
+// When the process started, in milliseconds since 1970 by the clock of now.
+std::optional<int64_t> StartTime(pid_t pid);
+
+// Whether websec.cfg was written after that daemon had started.
+bool IsConfigNewerThan(const tagDaemonProcess& daemon);
 
 // The processes of that name, run from a program of that name, in this network namespace; in rising order.
 std::vector<tagDaemonProcess> FindProgram(std::string_view name);

@@ -1,6 +1,8 @@
 // websecctl explain: which check would decide about a URL, and with which entry.
 #include <arpa/inet.h>
+#include <unistd.h>
 
+#include <algorithm>
 #include <memory>
 #include <string>
 #include <vector>
@@ -9,6 +11,7 @@
 #include "common/copy_text.h"
 #include "common/product_paths.h"
 #include "ctl/commands.h"
+#include "ctl/daemon_process.h"
 #include "ctl/entry_check.h"
 #include "ctl/explanation.h"
 #include "ctl/output.h"
@@ -16,12 +19,14 @@
 #include "policy/data_file_lists.h"
 #include "policy/list_entry.h"
 #include "policy/list_resolve.h"
+#include "policy/policy_switches.h"
 #include "policy/settings_load.h"
 #include "report/report_module.h"
 
 namespace {
 
 void Explain(const std::string& text);
+void NoteSettings(tagExplanation& explanation);
 void PrintExplanation(const std::string& url, const tagExplanation& explanation);
 Json ThreatDocument(const tagExplanation& explanation);
 void LoadPolicy();
@@ -52,7 +57,26 @@ void Explain(const std::string& text) {
             "taken as http; of an https request only the host is seen: explain https://" +
             Printable(parts.host));
     }
+    NoteSettings(explanation);
     PrintExplanation(url, explanation);
+}
+
+// What the daemon's tables do not tell.
+void NoteSettings(tagExplanation& explanation) {
+    const bool bLooks = g_bWebCategoryFilter != 1 && access(StorePath(), F_OK) == 0;
+    const auto blocked =
+        bLooks ? SettingsStore(STORE_OPEN_EXISTING).BlockedCategories() : std::vector<uint8_t>();
+    for (const auto& category : explanation.categories) {
+        if (!std::ranges::binary_search(blocked, category.nReal)) continue;
+        explanation.notes.push_back("the category " + category.name +
+                                    " is a blocked one, but the protection 'category' is off");
+    }
+    const auto daemon = FindDaemon();
+    if (daemon && IsConfigNewerThan(*daemon)) {
+        explanation.notes.push_back(
+            "websec.cfg was changed after websec started; the running websec goes by what "
+            "[ServiceConfigurations] said before");
+    }
 }
 
 void PrintExplanation(const std::string& url, const tagExplanation& explanation) {

@@ -19,6 +19,7 @@
 namespace {
 
 bool IsThreatCategory(uint32_t nCategory);
+uint8_t RealId(uint32_t nCategory);
 bool AsksForCategories();
 bool WasAnswered(const tagWebRequest& request);
 std::vector<uint32_t> AnsweredIds(const tagWebRequest& request);
@@ -63,7 +64,7 @@ std::vector<tagFoundCategory> FindRequestCategories(const tagWebRequest& request
     for (const uint32_t nCategory : AnsweredIds(request)) {
         const bool bApplies = IsThreatCategory(nCategory) || g_bWebCategoryFilter == 1;
         const size_t nBlocked = bApplies ? CountBlocked(nCategory) : 0;
-        categories.push_back({CategoryLabel(nCategory), nBlocked != 0});
+        categories.push_back({CategoryLabel(nCategory), nBlocked != 0, RealId(nCategory)});
         const char* szSwitch = SwitchBehind(nCategory);
         if (szSwitch && nBlocked == 1) {
             notes.push_back("with the category server the protection '" + std::string(szSwitch) +
@@ -97,11 +98,9 @@ std::string CategoryLabel(uint32_t nCategory) {
     if (IsThreatCategory(nCategory)) {
         return nCategory == CATEGORY_HARMFUL ? "harmful site" : "phishing site";
     }
-    const uint32_t nBase = UsesEngineLibrary() ? LIBRARY_ID_BASE : 0;
-    if (nCategory < nBase || nCategory - nBase >= CATEGORY_COUNT) {
-        return "category " + std::to_string(nCategory);
-    }
-    const tagCategory& category = CATEGORY_TABLE[nCategory - nBase];
+    const uint8_t nReal = RealId(nCategory);
+    if (nReal == NO_CATEGORY) return "category " + std::to_string(nCategory);
+    const tagCategory& category = CATEGORY_TABLE[nReal];
     return std::string(category.szName) + " (" + std::to_string(category.nId) + ")";
 }
 
@@ -110,6 +109,12 @@ namespace {
 // The category server knows no such categories: there the numbers are those of others.
 bool IsThreatCategory(uint32_t nCategory) {
     return UsesEngineLibrary() && (nCategory == CATEGORY_HARMFUL || nCategory == CATEGORY_PHISHING);
+}
+
+uint8_t RealId(uint32_t nCategory) {
+    const uint32_t nBase = UsesEngineLibrary() ? LIBRARY_ID_BASE : 0;
+    const bool bInTable = nCategory >= nBase && nCategory - nBase < CATEGORY_COUNT;
+    return bInTable ? static_cast<uint8_t>(nCategory - nBase) : NO_CATEGORY;
 }
 
 bool AsksForCategories() {

@@ -4,6 +4,7 @@
 // Works on the policy, the scanner and the engine that are loaded into this process; one thread.
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -19,6 +20,7 @@ struct tagThreatFinding {
 struct tagFoundCategory {
     std::string name;  // with its number, "Games (50)"
     bool bBlocked;
+    uint8_t nReal;  // its real id, or NO_CATEGORY
 };
 
 // The finding for a request that was blocked, or passed, after one: nResult is RESULT_FRAUDULENT,

@@ -16,9 +16,9 @@ namespace {
 enum : int { EXIT_REFUSED = 1, EXIT_USAGE = 2 };
 
 constexpr void (*COMMAND_GROUPS[])(CLI::App&) = {
-    AddProtectionCommand, AddListCommands,   AddCategoryCommand, AddImportCommand,
-    AddListsCommand,      AddExplainCommand, AddStatusCommand,   AddReloadCommand,
-    AddDatafileCommand,   AddReportCommand,  AddRulesCommand,    AddTransferCommands,
+    AddProtectionCommand, AddListCommands,     AddCategoryCommand, AddImportCommand,   AddListsCommand,
+    AddExplainCommand,    AddStatusCommand,    AddReloadCommand,   AddDatafileCommand, AddReportCommand,
+    AddRulesCommand,      AddTransferCommands, AddDoctorCommand,
 };
 
 int Refuse(const std::string& reason, int nStatus);

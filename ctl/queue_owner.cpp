@@ -16,7 +16,6 @@
 
 namespace {
 
-constexpr char QUEUE_LIST_FILE[] = "/proc/net/netfilter/nfnetlink_queue";
 constexpr char NETLINK_LIST_FILE[] = "/proc/net/netlink";
 
 void NameOwner(tagQueueOwner& owner, const std::string& netlinkSockets);
@@ -47,7 +46,7 @@ std::vector<tagBoundQueue> ParseBoundQueues(std::string_view text) {
         tagBoundQueue queue{};
         uint32_t nCopyMode = 0, nCopyRange = 0;
         columns >> queue.nQueueNum >> queue.nPortId >> queue.nWaiting >> nCopyMode >> nCopyRange >>
-            queue.nQueueDropped >> queue.nSocketDropped;
+            queue.nQueueDropped >> queue.nSocketDropped >> queue.nPackets;
         if (columns) queues.push_back(queue);
     }
     return queues;

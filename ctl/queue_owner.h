@@ -10,16 +10,19 @@
 #include <string_view>
 #include <vector>
 
-// A line of /proc/net/netfilter/nfnetlink_queue (seq_show in net/netfilter/nfnetlink_queue.c).
+constexpr char QUEUE_LIST_FILE[] = "/proc/net/netfilter/nfnetlink_queue";
+
+// A line of that file (seq_show in net/netfilter/nfnetlink_queue.c).
 struct tagBoundQueue {
     uint32_t nQueueNum;
     uint32_t nPortId;         // netlink port of the reader
     uint32_t nWaiting;        // packets that wait for a verdict
     uint32_t nQueueDropped;   // dropped because the queue was full
     uint32_t nSocketDropped;  // dropped because the reader's socket was full
+    uint32_t nPackets;        // handed over so far
 };
 
-// All queues that the text of that file tells of; lines that are none are left out.
+// All queues that the file's text tells of; lines that are none are left out.
 std::vector<tagBoundQueue> ParseBoundQueues(std::string_view text);
 
 // The inode of the netfilter netlink socket with that port, in the text of /proc/net/netlink

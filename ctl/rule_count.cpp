@@ -6,7 +6,7 @@
 #include "ctl/run_program.h"
 #include "service/read_config.h"
 
-uint32_t CountInstalledRules(const std::string& table, const std::string& chain, uint32_t nQueueNum) {
+std::string ListRules(const std::string& table, const std::string& chain) {
     char szPath[512] = {};
     if (FindIptablesPath(szPath, sizeof szPath) != 0) {
         throw CtlError("there is no iptables binary on this host; install iptables");
@@ -16,7 +16,7 @@ uint32_t CountInstalledRules(const std::string& table, const std::string& chain,
         const std::string firstLine = run.output.substr(0, run.output.find('\n'));
         throw CtlError(std::string(szPath) + " cannot list the rules: " + Printable(firstLine));
     }
-    return CountQueueRules(run.output, nQueueNum);
+    return run.output;
 }
 
 uint32_t CountQueueRules(std::string_view listing, uint32_t nQueueNum) {
@@ -31,4 +31,9 @@ uint32_t CountQueueRules(std::string_view listing, uint32_t nQueueNum) {
         nRules += bQueues;
     }
     return nRules;
+}
+
+bool HasJump(std::string_view listing, std::string_view chain) {
+    const std::string jump = " -j " + std::string(chain) + "\n";
+    return listing.find(jump) != listing.npos;
 }

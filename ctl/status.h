@@ -1,26 +1,86 @@
-// What `websecctl status` gathers: each section adds a row for people, a member to the document, and a
-// sentence for everything that keeps websec from working.
+// The checks behind websecctl status and websecctl doctor. Each section looks at one thing: it adds rows for
+// people, a member to the document, and a remark for whatever is not as it should be.
 #pragma once
 
+#include <array>
 #include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
 #include "ctl/daemon_process.h"
 #include "ctl/output.h"
+#include "ctl/traffic_page.h"
+#include "modules/store/store_settings.h"
+
+struct tagRemark {
+    bool bFails;  // websec does not do what it should; else it is worth knowing
+    std::string text;
+    std::string remedy;  // what to do; may be empty
+};
 
 struct tagStatus {
     Json document = Json::object();
     std::vector<std::vector<std::string>> rows;
-    std::vector<std::string> problems;
+    std::vector<tagRemark> remarks;
+
+    void Warn(std::string text, std::string remedy = "") {
+        remarks.push_back({false, std::move(text), std::move(remedy)});
+    }
+    void Fail(std::string text, std::string remedy = "") {
+        remarks.push_back({true, std::move(text), std::move(remedy)});
+    }
+    bool Fails() const;
 };
 
-// What a daemon with LiveTraffic 1 has counted; no rows without one.
-void AddTraffic(tagStatus& status, const std::optional<tagDaemonProcess>& daemon);
+// What the sections look at.
+struct tagHost {
+    std::optional<tagDaemonProcess> daemon;
+    std::optional<tagTrafficReading> traffic;                // of a running daemon that has LiveTraffic 1
+    std::optional<std::array<bool, SWITCH_COUNT>> switches;  // nothing when the store cannot be read
 
-// The sections about what is installed and imported. Nothing of them needs root.
-void AddConfig(tagStatus& status);
-void AddModules(tagStatus& status, const std::optional<tagDaemonProcess>& daemon);
-void AddDataFiles(tagStatus& status);
-void AddEngine(tagStatus& status);
-void AddImportedLists(tagStatus& status);
+    // What websec.cfg says, read as the daemon reads it.
+    uint32_t nQueueNum;
+    std::string chain, table;
+    bool bLiveTraffic, bCloseBypasses, bUsesPorts;
+
+    // Of the running daemon, which may have started before a change; else the same.
+    uint32_t nServedQueueNum;
+    bool bRunsLive;
+
+    // Whether somebody counts on that protection: it is on, or nobody knows.
+    bool Wants(int nSwitch) const { return !switches || (*switches)[static_cast<size_t>(nSwitch)]; }
+};
+
+tagHost LookAtHost();
+
+struct tagSection {
+    const char* szName;
+    void (*Add)(tagStatus& status, tagHost& host);
+};
+
+// Without its rows, and with a remark, when it cannot be told.
+void AddSection(const tagSection& section, tagStatus& status, tagHost& host);
+
+// What status and doctor show, and what doctor looks at besides, in their order.
+std::span<const tagSection> StatusSections();
+std::span<const tagSection> HostSections();
+
+// The sections, by the file that they stand in.
+void AddDaemon(tagStatus& status, tagHost& host);  // status_daemon.cpp
+void AddQueue(tagStatus& status, tagHost& host);
+void AddRules(tagStatus& status, tagHost& host);
+void AddConfig(tagStatus& status, tagHost& host);  // status_files.cpp
+void AddModules(tagStatus& status, tagHost& host);
+void AddDataFiles(tagStatus& status, tagHost& host);
+void AddEngine(tagStatus& status, tagHost& host);  // status_lists.cpp
+void AddImportedLists(tagStatus& status, tagHost& host);
+void AddSettings(tagStatus& status, tagHost& host);  // status_store.cpp
+void AddDisk(tagStatus& status, tagHost& host);
+void AddClock(tagStatus& status, tagHost& host);
+void AddLocale(tagStatus& status, tagHost& host);  // status_host.cpp
+void AddUnseen(tagStatus& status, tagHost& host);
+void AddRights(tagStatus& status, tagHost& host);
+void AddIptables(tagStatus& status, tagHost& host);
+void AddMatches(tagStatus& status, tagHost& host);
+void AddKernelQueue(tagStatus& status, tagHost& host);

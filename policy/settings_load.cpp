@@ -4,9 +4,11 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <ctime>
 #include <iterator>
 
 #include "common/copy_text.h"
+#include "common/traffic_counters.h"
 #include "inspect/web_request.h"
 #include "policy/client_settings.h"
 #include "policy/list_entry.h"
@@ -41,6 +43,7 @@ int LoadPolicySettings() {
     DeriveAddresses();
     IndexPolicyLists();
     (void)malloc_trim(0);
+    SetTraffic(COUNT_SETTINGS_TIME, static_cast<uint64_t>(std::time(nullptr)));
     return 0;
 }
 

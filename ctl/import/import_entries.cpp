@@ -113,8 +113,8 @@ void RefuseMany(int nList) {
         " names in the list. The " + list +
         " list is resolved name by name, while no request is answered, whenever settings are loaded. " +
         (nList == STORE_LIST_BLOCK
-             ? "For large lists: 'websecctl import harmful FILE', or 'websecctl import category NAME "
-               "FILE' and that category blocked"
+             ? "For large lists: 'websecctl import harmful FILE', or a category that is blocked: 'websecctl "
+               "import category NAME FILE', then 'websecctl category block NAME'"
              : "Import those that are needed") +
         "; nothing was changed");
 }

@@ -40,6 +40,7 @@ std::string CsvField(std::string_view text) {
 namespace {
 
 std::string Field(const Json& value) {
+    if (value.is_null()) return "";
     return value.is_string() ? CsvField(value.get_ref<const std::string&>()) : value.dump();
 }
 

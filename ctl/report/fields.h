@@ -8,6 +8,6 @@
 
 struct tagReportField {
     const char* szName;
-    Json (*pfnValue)(const tagReportRow& row);  // a text or a number
+    Json (*pfnValue)(const tagReportRow& row);  // a text, a number or null
 };
 extern const std::array<tagReportField, 12> REPORT_FIELDS;

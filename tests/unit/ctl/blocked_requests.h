@@ -11,6 +11,7 @@ struct tagBlockedRequest {
     const char* szURL;
     uint32_t nResult;
     const char* szFoundBy = "";  // category or threat
+    uint32_t nCategory = 0;
 };
 
 class ReportsTest : public WebsecctlTest {
@@ -32,6 +33,7 @@ class ReportsTest : public WebsecctlTest {
             ReportRecordBlock record = {};
             Fill(record, request);
             record.nResult = request.nResult;
+            record.nCategory = request.nCategory;
             WidenText(record.wszCategoryName, request.szFoundBy);
             StoreOne(REPORT_BLOCK, &record);
         }

@@ -33,13 +33,15 @@ class WebsecctlTest : public ::testing::Test {
     tagRun Run(std::vector<std::string> arguments, const std::string& input = "") {
         return Finish(Start(std::move(arguments), input));
     }
-    // In two steps, for what happens while it runs; one at a time.
-    pid_t Start(std::vector<std::string> arguments, const std::string& input = "") {
+    // In two steps, for what happens while it runs; one at a time. Its output goes to the file "stdout", or
+    // to that descriptor.
+    pid_t Start(std::vector<std::string> arguments, const std::string& input = "", int fdOutput = -1) {
         WriteFile("stdin", input);
         const pid_t pid = fork();
         if (pid == 0) {
             Redirect("stdin", STDIN_FILENO, O_RDONLY);
             Redirect("stdout", STDOUT_FILENO, O_WRONLY | O_CREAT | O_TRUNC);
+            if (fdOutput != -1) dup2(fdOutput, STDOUT_FILENO);
             Redirect("stderr", STDERR_FILENO, O_WRONLY | O_CREAT | O_TRUNC);
             arguments.insert(arguments.begin(), WEBSECCTL);
             std::vector<char*> argv;

@@ -1,9 +1,12 @@
 // What the kernel's and iptables' listings mean.
+#include "ctl/status.h"
+
 #include <gtest/gtest.h>
 
 #include "ctl/daemon_process.h"
 #include "ctl/queue_owner.h"
 #include "ctl/rule_count.h"
+#include "tests/unit/ctl/blocked_requests.h"
 
 namespace {
 
@@ -21,6 +24,7 @@ TEST(QueueOwner, ReadsTheKernelsListOfQueues) {
     EXPECT_EQ(queues[1].nWaiting, 7u);
     EXPECT_EQ(queues[1].nQueueDropped, 2u);
     EXPECT_EQ(queues[1].nSocketDropped, 3u);
+    EXPECT_EQ(queues[1].nPackets, 999999u);
 }
 
 TEST(QueueOwner, FindsTheNetfilterSocketOfAPort) {
@@ -46,17 +50,36 @@ TEST(RuleCount, CountsTheRulesOfThisQueueAlone) {
     EXPECT_EQ(CountQueueRules(RULES, 1), 2u);
     EXPECT_EQ(CountQueueRules(RULES, 10), 1u);
     EXPECT_EQ(CountQueueRules(RULES, 0), 0u);
+    EXPECT_TRUE(HasJump("-A OUTPUT -p tcp -j WEBSEC_LIVE\n", "WEBSEC_LIVE"));
+    EXPECT_FALSE(HasJump("-A OUTPUT -p tcp -j WEBSEC_LIVE_START\n-N WEBSEC_LIVE\n", "WEBSEC_LIVE"));
 }
 
 TEST(ProcessStatus, ReadsSignalsAndCapabilities) {
     const auto status = ParseProcessStatus(
-        "Name:\twebsec\nPPid:\t17\nSigPnd:\t0000000000000000\nShdPnd:\t0000000000000001\n"
+        "Name:\twebsec\nState:\tT "
+        "(stopped)\nPPid:\t17\nThreads:\t9\nSigPnd:\t0000000000000000\nShdPnd:\t0000000000000001\n"
         "SigBlk:\t0000000000004801\nSigCgt:\t0000000000004801\nCapEff:\t000001ffffffffff\n");
     EXPECT_EQ(status.nParent, 17);
+    EXPECT_EQ(status.cState, 'T');
+    EXPECT_EQ(status.nThreads, 9u);
     EXPECT_EQ(status.nPendingSignals, 1u);
     EXPECT_EQ(status.nBlockedSignals, 0x4801u);
     EXPECT_EQ(status.nCaughtSignals, 0x4801u);
     EXPECT_EQ(status.nCapabilities, 0x1ffffffffffu);
+}
+
+using StatusOfClock = ReportsTest;
+
+TEST_F(StatusOfClock, WarnsOfReportsOfTheFuture) {
+    tagStatus status;
+    tagHost host{};
+    Block({"20-Nov-2024 10:00:00", "alice", "a.example/1", 4});
+    AddClock(status, host);
+    EXPECT_TRUE(status.remarks.empty());
+    Block({"20-Nov-2099 10:00:00", "alice", "a.example/2", 4});
+    AddClock(status, host);
+    ASSERT_EQ(status.remarks.size(), 1u);
+    EXPECT_NE(status.remarks[0].text.find("2099-11-20"), std::string::npos);
 }
 
 }  // namespace

@@ -19,17 +19,8 @@ class ReportFollow : public ReportsTest {
     void Start(std::vector<std::string> arguments) {
         int fds[2];
         ASSERT_EQ(pipe2(fds, O_CLOEXEC), 0);
-        arguments.insert(arguments.begin(), {WEBSECCTL, "report", "--follow"});
-        m_pid = fork();
-        if (m_pid == 0) {
-            dup2(fds[1], STDOUT_FILENO);
-            std::vector<char*> argv;
-            for (auto& argument : arguments)
-                argv.push_back(argument.data());
-            argv.push_back(nullptr);
-            execv(WEBSECCTL, argv.data());
-            _exit(127);
-        }
+        arguments.insert(arguments.begin(), {"report", "--follow"});
+        m_pid = WebsecctlTest::Start(std::move(arguments), "", fds[1]);
         close(fds[1]);
         m_reader = fds[0];
     }

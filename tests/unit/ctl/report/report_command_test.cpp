@@ -17,7 +17,7 @@ class ReportCommand : public ReportsTest {
     void BlockSome() {
         Block({"20-Nov-2024 10:00:00", "alice", "a.example/1", 4});
         Block({"20-Nov-2024 23:59:59", "bob", "ads.a.example/2", 5});
-        Block({"21-Nov-2024 00:00:00", "alice", "b.example/3", 6, "Gambling"});
+        Block({"21-Nov-2024 00:00:00", "alice", "b.example/3", 6, "Gambling", 151});
         Block({"22-Nov-2024 12:00:00", "", "nota.example/4", 7});
         Block({"22-Nov-2024 14:00:00", "bob", "A.example/5", 8, "EICAR"});
     }
@@ -62,6 +62,8 @@ TEST_F(ReportCommand, ListsTheRowsThatAreMeantNewestFirst) {
     EXPECT_EQ(newest["time"], "2024-11-22 14:00:00");
     EXPECT_EQ(newest["reason"], "harmful");
     EXPECT_EQ(newest["threat"], "EICAR");
+    EXPECT_TRUE(newest["category_id"].is_null());
+    EXPECT_EQ(json::parse(Run({"report", "--json"}).out)[2]["category_id"], 51);
     EXPECT_THAT(Run({"report"}).out, HasSubstr("category: Gambling  b.example/3\n"));
 }
 

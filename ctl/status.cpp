@@ -1,0 +1,110 @@
+#include "ctl/status.h"
+
+#include <algorithm>
+
+#include "common/product_paths.h"
+#include "common/profile.h"
+#include "ctl/settings_store.h"
+#include "service/read_config.h"
+#include "service/service_config.h"
+
+namespace {
+
+constexpr char SECTION[] = "IPTABLEConfigurations";
+
+constexpr tagSection STATUS_SECTIONS[] = {
+    {"daemon", AddDaemon},        {"queue", AddQueue},
+    {"rules", AddRules},          {"websec.cfg", AddConfig},
+    {"modules", AddModules},      {"data files", AddDataFiles},
+    {"categories by", AddEngine}, {"imported", AddImportedLists},
+    {"settings", AddSettings},    {"locale", AddLocale},
+    {"not seen", AddUnseen},
+};
+constexpr tagSection HOST_SECTIONS[] = {
+    {"rights", AddRights},   {"iptables", AddIptables},
+    {"matches", AddMatches}, {"kernel queue", AddKernelQueue},
+    {"disk", AddDisk},       {"clock", AddClock},
+};
+
+void ReadConfig(tagHost& host);
+int ReadNumber(const char* szKey);
+std::string ReadText(const char* szKey, const char* szDefault);
+void ReadSwitches(tagHost& host);
+
+}  // namespace
+
+bool tagStatus::Fails() const {
+    return std::any_of(remarks.begin(), remarks.end(), [](const tagRemark& r) { return r.bFails; });
+}
+
+tagHost LookAtHost() {
+    tagHost host{};
+    host.daemon = FindDaemon();
+    ReadConfig(host);
+    ReadSwitches(host);
+    if (host.daemon) {
+        if (const auto page = TrafficPage::Open(TRAFFIC_PAGE_FILE, host.daemon->pid)) {
+            host.traffic = page->Read();
+        }
+    }
+    host.bRunsLive = host.daemon ? host.traffic.has_value() : host.bLiveTraffic;
+    return host;
+}
+
+void AddSection(const tagSection& section, tagStatus& status, tagHost& host) {
+    try {
+        section.Add(status, host);
+    } catch (const CtlError& error) {
+        status.rows.push_back({section.szName, "not known"});
+        status.document[section.szName] = nullptr;
+        status.Fail(error.what());
+    }
+}
+
+std::span<const tagSection> StatusSections() {
+    return STATUS_SECTIONS;
+}
+
+std::span<const tagSection> HostSections() {
+    return HOST_SECTIONS;
+}
+
+namespace {
+
+void ReadConfig(tagHost& host) {
+    host.nQueueNum = host.nServedQueueNum = static_cast<uint32_t>(ReadNumber("queueNum"));
+    host.bUsesPorts = static_cast<uint8_t>(ReadNumber("UseDefinedPorts")) != 0;
+    host.chain = ReadText("iptableChain", "POSTROUTING");
+    host.table = ReadText("iptableTable", "mangle");
+    ReadLiveTraffic();
+    host.bLiveTraffic = g_bLiveTraffic == 1;
+    host.bCloseBypasses = g_bCloseBypasses == 1;
+}
+
+int ReadNumber(const char* szKey) {
+    unsigned int nError = 0;
+    const int nValue = GetPrivateProfileInt(SECTION, szKey, 0, SERVICE_CONFIG_FILE, &nError);
+    return nError == 0 ? nValue : 0;
+}
+
+std::string ReadText(const char* szKey, const char* szDefault) {
+    char szValue[512] = {};
+    unsigned int nIgnored = 0;
+    (void)GetPrivateProfileString(SECTION, szKey, szDefault, szValue, sizeof szValue, SERVICE_CONFIG_FILE,
+                                  &nIgnored);
+    return szValue;
+}
+
+void ReadSwitches(tagHost& host) {
+    try {
+        SettingsStore store(STORE_OPEN_EXISTING);
+        std::array<bool, SWITCH_COUNT> switches;
+        for (size_t n = 0; n < switches.size(); ++n)
+            switches[n] = store.IsOn(static_cast<int>(n));
+        host.switches = switches;
+    } catch (const CtlError&) {
+        // The section about the settings tells why.
+    }
+}
+
+}  // namespace

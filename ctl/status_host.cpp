@@ -1,0 +1,171 @@
+// The sections of status and doctor about the host itself: what websec needs of it, and what it cannot see.
+#include <locale.h>
+#include <unistd.h>
+
+#include <iterator>
+#include <sstream>
+
+#include "ctl/private_network.h"
+#include "ctl/queue_owner.h"
+#include "ctl/read_file.h"
+#include "ctl/rule_count.h"
+#include "ctl/run_program.h"
+#include "ctl/status.h"
+#include "intercept/queue_channel.h"
+#include "service/read_config.h"
+#include "service/service_config.h"
+
+namespace {
+
+constexpr char LOCALE[] = "en_US.utf8";  // in which the daemon translates
+constexpr char CLOSE_CHAIN[] = "WEBSEC_CLOSE";
+constexpr char TRY_REMEDY[] = "load the kernel's module, or boot a kernel that has it";
+
+// A rule that websec may want to make, tried where it changes nothing.
+struct tagMatchTry {
+    const char* szName;
+    const char* szModule;
+    const char* szRule;     // behind -A OUTPUT
+    const char* szWithout;  // what websec does then
+    bool (*IsNeeded)(const tagHost& host);
+};
+constexpr tagMatchTry MATCH_TRIES[] = {
+    {"NFQUEUE", "xt_NFQUEUE", "-p tcp -j NFQUEUE --queue-num 0", "nothing reaches websec",
+     [](const tagHost&) { return true; }},
+    {"u32", "xt_u32", "-p tcp -m u32 --u32 0x0=0x0:0xffffffff -j NFQUEUE --queue-num 0",
+     "websec takes the string match in its place, and LiveTraffic does not work",
+     [](const tagHost& host) { return host.bLiveTraffic; }},
+    {"string", "xt_string",
+     "-p tcp -m string --hex-string |1603| --from 40 --algo bm -j NFQUEUE --queue-num 0",
+     "websec has nothing to put in the place of u32", [](const tagHost&) { return false; }},
+    {"multiport", "xt_multiport", "-p tcp -m multiport --dports 80,443 -j NFQUEUE --queue-num 0",
+     "UseDefinedPorts and CloseBypasses do not work",
+     [](const tagHost& host) { return host.bUsesPorts || host.bCloseBypasses; }},
+    {"connmark", "xt_connmark",
+     "-p tcp -m connmark --mark 0x0/0x1 -m conntrack --ctdir ORIGINAL -j CONNMARK --set-xmark 0x0/0x1",
+     "LiveTraffic does not work", [](const tagHost& host) { return host.bLiveTraffic; }},
+};
+
+std::string IptablesPath();
+bool CanMake(const std::string& iptables, const std::string& table, const char* szRule);
+int BindQueueHere();
+bool ClosesBypasses(const tagHost& host);
+bool HasIPv6();
+
+}  // namespace
+
+void AddLocale(tagStatus& status, tagHost&) {
+    const locale_t locale = newlocale(LC_ALL_MASK, LOCALE, nullptr);
+    status.document["locale"] = locale != nullptr;
+    status.rows.push_back({"locale", std::string(LOCALE) + (locale ? " is there" : " is missing")});
+    if (locale) return freelocale(locale);
+    status.Warn(std::string("the locale ") + LOCALE + " is missing: reports speak message keys, not words",
+                "sudo localedef -i en_US -f UTF-8 en_US.UTF-8, and restart websec");
+}
+
+void AddUnseen(tagStatus& status, tagHost& host) {
+    const bool bCloses = ClosesBypasses(host), bIPv6 = HasIPv6();
+    Json& document = status.document["not_seen"] = Json::array();
+    const auto note = [&](const char* szKey, const std::string& text, const std::string& remedy) {
+        document.push_back(szKey);
+        status.Warn(text, remedy);
+    };
+    constexpr char CLOSE[] = "set CloseBypasses=1 in websec.cfg, and restart websec";
+    if (!bCloses) {
+        note("QUIC", "QUIC is not seen and passes: browsers use it where a site offers it", CLOSE);
+        if (bIPv6) note("IPv6", "this host has IPv6, which is not seen and passes", CLOSE);
+    }
+    if (!host.bRunsLive) {
+        note(
+            "segments",
+            "LiveTraffic is 0: requests in several segments, as today's browsers send them, are not seen and "
+            "pass",
+            "set LiveTraffic=1 in websec.cfg, and restart websec");
+    }
+    status.rows.push_back({"not seen", document.empty()
+                                           ? "VPNs, proxies, encrypted ClientHellos, other ports "
+                                             "of QUIC"
+                                           : "see below"});
+}
+
+void AddRights(tagStatus& status, tagHost&) {
+    if (geteuid() != 0) throw CtlError("only root sees all that is to be checked; run websecctl as root");
+    status.rows.push_back({"rights", "root"});
+}
+
+void AddIptables(tagStatus& status, tagHost&) {
+    const std::string path = IptablesPath();
+    const tagProgramRun run = RunProgram({path, "-V"});
+    const std::string version = Printable(run.output.substr(0, run.output.find('\n')));
+    status.rows.push_back({"iptables", path + ", " + version});
+    if (run.nExitStatus != 0) status.Fail(path + " does not run: " + version, "install iptables again");
+}
+
+void AddMatches(tagStatus& status, tagHost& host) {
+    const std::string iptables = IptablesPath();
+    std::string usable, missing;
+    for (const tagMatchTry& one : MATCH_TRIES) {
+        const bool bMakes = CanMake(iptables, host.table, one.szRule);
+        (bMakes ? usable : missing) += std::string(" ") + one.szName;
+        if (bMakes) continue;
+        const std::string text = std::string("iptables cannot use ") + one.szName + " here: " + one.szWithout;
+        const std::string remedy = std::string("modprobe ") + one.szModule + "; else " + TRY_REMEDY;
+        one.IsNeeded(host) ? status.Fail(text, remedy) : status.Warn(text, remedy);
+    }
+    if (missing.find(" u32 string") != missing.npos) {
+        status.Fail("without u32 and string websec can make no rule: nothing is blocked", TRY_REMEDY);
+    }
+    status.rows.push_back({"matches", "usable:" + usable});
+}
+
+void AddKernelQueue(tagStatus& status, tagHost&) {
+    if (RunInPrivateNetwork(BindQueueHere) == 0) {
+        return status.rows.push_back({"kernel queue", "can be bound"});
+    }
+    status.Fail("the kernel gives no netfilter queue: nothing reaches websec",
+                std::string("modprobe nfnetlink_queue; else ") + TRY_REMEDY);
+}
+
+namespace {
+
+std::string IptablesPath() {
+    char szPath[512] = {};
+    if (FindIptablesPath(szPath, sizeof szPath) == 0) return szPath;
+    throw CtlError(
+        "there is no iptables binary on this host, and websec does not start without; install "
+        "iptables");
+}
+
+bool CanMake(const std::string& iptables, const std::string& table, const char* szRule) {
+    std::istringstream words(szRule);
+    std::vector<std::string> arguments = {iptables, "-t", table, "-A", "OUTPUT"};
+    arguments.insert(arguments.end(), std::istream_iterator<std::string>(words), {});
+    return RunInPrivateNetwork([&arguments] { return RunProgram(arguments).nExitStatus; }) == 0;
+}
+
+// As the daemon binds it. 0 when the kernel lists it then.
+int BindQueueHere() {
+    tagQueueReceiver receiver{};
+    g_bLiveTraffic = 1;  // awaits the kernel's answers
+    if (OpenQueueChannel(receiver) != 0) return 1;
+    const auto queues = ReadTextFile(QUEUE_LIST_FILE);
+    return queues && !ParseBoundQueues(*queues).empty() ? 0 : 1;
+}
+
+// The running daemon's rules tell with which value it started.
+bool ClosesBypasses(const tagHost& host) {
+    if (!host.daemon || geteuid() != 0) return host.bCloseBypasses;
+    return HasJump(ListRules("filter", "OUTPUT"), CLOSE_CHAIN);
+}
+
+// Whether there is an address that reaches beyond this host and its links (scope 00, global).
+bool HasIPv6() {
+    std::istringstream lines(ReadTextFile("/proc/net/if_inet6").value_or(""));
+    std::string address, index, length, scope, flags, name;
+    while (lines >> address >> index >> length >> scope >> flags >> name) {
+        if (scope == "00") return true;
+    }
+    return false;
+}
+
+}  // namespace

@@ -1,0 +1,92 @@
+// websecctl doctor and status: each thing that may be wrong with a host or a daemon is named, with what to
+// do.
+#include <gmock/gmock.h>
+#include <signal.h>
+
+#include "tests/e2e/category_servers.h"
+#include "tests/e2e/daemon.h"
+#include "tests/e2e/lab.h"
+#include "tests/e2e/queue_taker.h"
+
+using testing::AllOf;
+using testing::HasSubstr;
+using testing::Not;
+
+class Doctor : public LabTest {};
+
+TEST_F(Doctor, FindsNothingWrongWithADaemonThatWorks) {
+    WriteFile(ProductFile("websec.cfg"), "[ServiceConfigurations]\nLiveTraffic=1\nCloseBypasses=1\n");
+    tagDaemon daemon = StartDaemon();
+    EXPECT_TRUE(Within(5000, [] { return Shell("websecctl status").nStatus == 0; }))
+        << Shell("websecctl status").output;
+    EXPECT_THAT(
+        Shell("websecctl status").output,
+        AllOf(HasSubstr(" threads, since "), HasSubstr("settings of "), HasSubstr("5 of 5 sound, 5 loaded"),
+              HasSubstr("and the chain WEBSEC_LIVE"), Not(HasSubstr("problem "))));
+    const tagOutcome doctor = Shell("websecctl doctor");
+    EXPECT_EQ(doctor.nStatus, 0) << doctor.output;
+    EXPECT_THAT(doctor.output, AllOf(HasSubstr("usable: NFQUEUE u32 string multiport connmark"),
+                                     HasSubstr("can be bound"), Not(HasSubstr("QUIC is not seen"))));
+    EXPECT_EQ(StopDaemon(daemon), 0);
+}
+
+TEST_F(Doctor, NamesTheCauseAndTheRemedy) {
+    const std::string config = ProductFile("websec.cfg"), scanner = ProductFile("urlcheck.so");
+    const std::string database = "/var/lib/websec/websec.db", folder = "/var/lib/websec";
+    const struct {
+        std::string breaks, repairs;
+        const char* szText;
+        const char* szRemedy;
+        bool bFails;
+    } rows[] = {
+        {"printf '[ServiceConfigurations]\\nLiveTraffic=1\\n' >" + config, "rm " + config,
+         "LiveTraffic is 1 there and 0 in the running websec", "restart websec", false},
+        {"printf '[IPTABLEConfigurations]\\nqueueNum=x\\n' >" + config, "rm " + config,
+         "queueNum is 'x', not", "correct /usr/lib/Morvane", false},
+        {"mv " + scanner + " /tmp/s", "mv /tmp/s " + scanner, "urlcheck.so is missing", "install websec",
+         true},
+        {"mv " + database + " /tmp/d", "mv /tmp/d " + database, "no settings store at", "", true},
+        {"printf x >" + ProductFile("wsintip.dat"), "rm " + ProductFile("wsintip.dat"),
+         "is damaged: it is cut", "websecctl datafile build", false},
+        {"mount -t tmpfs -o ro tmpfs " + folder, "umount " + folder, "is read-only", "mount it for writing",
+         true},
+        {"mount -t tmpfs -o size=64k tmpfs " + folder, "umount " + folder, "is full", "free some space",
+         true},
+        {"iptables -t mangle -D POSTROUTING 1", "websecctl reload", "2 rules in mangle POSTROUTING",
+         "within a minute", true},
+        {"mv /usr/sbin/iptables /tmp/i", "mv /tmp/i /usr/sbin/iptables", "there is no iptables binary",
+         "install iptables", true},
+        {"pkill -STOP -x websec", "pkill -CONT -x websec", "websec is stopped", "kill -CONT", true},
+    };
+    tagDaemon daemon = StartDaemon();
+    for (const auto& row : rows) {
+        MustRun(row.breaks);
+        const tagOutcome doctor = Shell("websecctl doctor");
+        MustRun(row.repairs);
+        EXPECT_EQ(doctor.nStatus, row.bFails ? 1 : 0) << doctor.output;
+        EXPECT_THAT(doctor.output, AllOf(HasSubstr(row.szText), HasSubstr(row.szRemedy))) << row.breaks;
+    }
+    EXPECT_EQ(Shell("websecctl doctor").nStatus, 0);
+    kill(daemon.pid, SIGKILL);
+    (void)AwaitEnd(daemon);
+    EXPECT_THAT(Shell("websecctl doctor").output,
+                AllOf(HasSubstr("websec is not running"), HasSubstr("systemctl start websec"),
+                      HasSubstr("requests that match them get lost"), HasSubstr("websecctl rules remove")));
+    EXPECT_EQ(Shell("websecctl status").nStatus, 1);
+    MustRun("websecctl rules remove");
+    const QueueTaker other;
+    EXPECT_THAT(Shell("websecctl doctor").output, HasSubstr("websec cannot have it"));
+}
+
+TEST_F(Doctor, TellsCategoryServersApart) {
+    WriteFile(ProductFile("websec.cfg"), "[ServiceConfigurations]\ncatEngine=2\n");
+    MustRun("websecctl protection category on");
+    const auto told = [] { return Shell("websecctl doctor").output; };
+    EXPECT_THAT(told(), HasSubstr("nobody listens at 127.0.0.1:7101"));
+    {
+        const Catserver empty;
+        EXPECT_THAT(told(), HasSubstr("has no list to answer from"));
+    }
+    const FeignedCatserver feigned;
+    EXPECT_THAT(told(), HasSubstr("category server at 127.0.0.1:7101, which answers"));
+}
