@@ -15,7 +15,7 @@ struct tagExamination {
 };
 
 void Examine();
-void ExamineSections(std::span<const tagSection> sections, tagHost& host, tagExamination& examination);
+void ExamineSection(const tagSection& section, tagHost& host, tagExamination& examination);
 void AddLine(tagExamination& examination, const char* szState, const std::string& check,
              const tagRemark& remark);
 bool IsInstalled(const tagHost& host);
@@ -36,10 +36,11 @@ namespace {
 void Examine() {
     tagExamination examination;
     tagHost host = LookAtHost();
-    ExamineSections(HostSections(), host, examination);
-    if (IsInstalled(host)) {
-        ExamineSections(StatusSections(), host, examination);
-    } else {
+    const bool bInstalled = IsInstalled(host);
+    for (const tagSection& section : Sections()) {
+        if (bInstalled || (section.nUses & BEFORE_INSTALL) != 0) ExamineSection(section, host, examination);
+    }
+    if (!bInstalled) {
         AddLine(examination, "warn", "websec",
                 {false, "websec is not installed here", "install it, and run websecctl doctor again"});
     }
@@ -50,19 +51,17 @@ void Examine() {
                    (examination.nFailed == 1 ? " check fails" : " checks fail"));
 }
 
-// A section without a remark is told by its rows, another by its remarks.
-void ExamineSections(std::span<const tagSection> sections, tagHost& host, tagExamination& examination) {
-    for (const tagSection& section : sections) {
-        tagStatus status;
-        AddSection(section, status, host);
-        for (const tagRemark& remark : status.remarks) {
-            AddLine(examination, remark.bFails ? "fail" : "warn", section.szName, remark);
-            examination.nFailed += remark.bFails;
-        }
-        if (!status.remarks.empty()) continue;
-        for (const auto& row : status.rows)
-            AddLine(examination, "ok", row[0], {false, row[1], ""});
+// One without a remark is told by its rows, another by its remarks.
+void ExamineSection(const tagSection& section, tagHost& host, tagExamination& examination) {
+    tagStatus status;
+    AddSection(section, status, host);
+    for (const tagRemark& remark : status.remarks) {
+        AddLine(examination, remark.bFails ? "fail" : "warn", section.szName, remark);
+        examination.nFailed += remark.bFails;
     }
+    if (!status.remarks.empty()) return;
+    for (const auto& row : status.rows)
+        AddLine(examination, "ok", row[0], {false, row[1], ""});
 }
 
 void AddLine(tagExamination& examination, const char* szState, const std::string& check,

@@ -12,18 +12,16 @@ namespace {
 
 constexpr char SECTION[] = "IPTABLEConfigurations";
 
-constexpr tagSection STATUS_SECTIONS[] = {
-    {"daemon", AddDaemon},        {"queue", AddQueue},
-    {"rules", AddRules},          {"websec.cfg", AddConfig},
-    {"modules", AddModules},      {"data files", AddDataFiles},
-    {"categories by", AddEngine}, {"imported", AddImportedLists},
-    {"settings", AddSettings},    {"locale", AddLocale},
-    {"not seen", AddUnseen},
-};
-constexpr tagSection HOST_SECTIONS[] = {
-    {"rights", AddRights},   {"iptables", AddIptables},
-    {"matches", AddMatches}, {"kernel queue", AddKernelQueue},
-    {"disk", AddDisk},       {"clock", AddClock},
+constexpr tagSection SECTIONS[] = {
+    {"rights", AddRights, BEFORE_INSTALL},   {"iptables", AddIptables, BEFORE_INSTALL},
+    {"matches", AddMatches, BEFORE_INSTALL}, {"kernel queue", AddKernelQueue, BEFORE_INSTALL},
+    {"disk", AddDisk, BEFORE_INSTALL},       {"clock", AddClock, BEFORE_INSTALL},
+    {"daemon", AddDaemon, IN_STATUS},        {"queue", AddQueue, IN_STATUS | BEFORE_INSTALL},
+    {"rules", AddRules, IN_STATUS},          {"websec.cfg", AddConfig, IN_STATUS},
+    {"modules", AddModules, IN_STATUS},      {"data files", AddDataFiles, IN_STATUS},
+    {"categories by", AddEngine, IN_STATUS}, {"imported", AddImportedLists, IN_STATUS},
+    {"settings", AddSettings, IN_STATUS},    {"locale", AddLocale, IN_STATUS | BEFORE_INSTALL},
+    {"not seen", AddUnseen, IN_STATUS},
 };
 
 void ReadConfig(tagHost& host);
@@ -55,18 +53,16 @@ void AddSection(const tagSection& section, tagStatus& status, tagHost& host) {
     try {
         section.Add(status, host);
     } catch (const CtlError& error) {
+        std::string key = section.szName;
+        std::replace(key.begin(), key.end(), ' ', '_');
         status.rows.push_back({section.szName, "not known"});
-        status.document[section.szName] = nullptr;
+        status.document[key] = nullptr;
         status.Fail(error.what());
     }
 }
 
-std::span<const tagSection> StatusSections() {
-    return STATUS_SECTIONS;
-}
-
-std::span<const tagSection> HostSections() {
-    return HOST_SECTIONS;
+std::span<const tagSection> Sections() {
+    return SECTIONS;
 }
 
 namespace {

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <array>
+#include <cstdint>
 #include <optional>
 #include <span>
 #include <string>
@@ -54,17 +55,19 @@ struct tagHost {
 
 tagHost LookAtHost();
 
+enum : uint8_t { IN_STATUS = 1, BEFORE_INSTALL = 2 };
+
 struct tagSection {
     const char* szName;
     void (*Add)(tagStatus& status, tagHost& host);
+    uint8_t nUses;  // IN_STATUS: status shows it; BEFORE_INSTALL: of use where websec is not installed yet
 };
+
+// All sections, as doctor shows them.
+std::span<const tagSection> Sections();
 
 // Without its rows, and with a remark, when it cannot be told.
 void AddSection(const tagSection& section, tagStatus& status, tagHost& host);
-
-// What status and doctor show, and what doctor looks at besides, in their order.
-std::span<const tagSection> StatusSections();
-std::span<const tagSection> HostSections();
 
 // The sections, by the file that they stand in.
 void AddDaemon(tagStatus& status, tagHost& host);  // status_daemon.cpp

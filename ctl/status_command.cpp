@@ -30,8 +30,9 @@ namespace {
 void ShowStatus() {
     tagStatus status;
     tagHost host = LookAtHost();
-    for (const tagSection& section : StatusSections())
-        AddSection(section, status, host);
+    for (const tagSection& section : Sections()) {
+        if ((section.nUses & IN_STATUS) != 0) AddSection(section, status, host);
+    }
     AddTraffic(status, host);
     AddRemarks(status);
     PrintAnswer(status.document, AlignColumns(status.rows));

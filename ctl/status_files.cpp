@@ -32,17 +32,18 @@ void AddConfig(tagStatus& status, tagHost& host) {
 
 void AddModules(tagStatus& status, tagHost& host) {
     const auto modules = CheckModules();
+    const bool bScans = host.Wants(SWITCH_BROWSING) || host.Wants(SWITCH_PHISHING);
     size_t nSound = 0, nLoaded = 0;
     Json& document = status.document["modules"] = Json::object();
     for (const auto& module : modules) {
-        const auto loaded = host.daemon ? HasLoaded(*host.daemon, module.szName) : std::nullopt;
-        document[module.szName] = {{"sound", module.problem.empty()}, {"loaded", nullptr}};
-        if (loaded) document[module.szName]["loaded"] = *loaded;
+        const bool bLoaded = host.daemon && HasLoaded(*host.daemon, module.szName) == true;
+        const bool bMissed = host.daemon && HasLoaded(*host.daemon, module.szName) == false;
+        document[module.szName] = {{"sound", module.problem.empty()}, {"loaded", bLoaded}};
         nSound += module.problem.empty();
-        nLoaded += loaded == true;
+        nLoaded += bLoaded;
         if (!module.problem.empty()) {
             status.Fail(module.problem, "install websec again");
-        } else if (loaded == false && std::string(module.szName) == URL_SCANNER_FILE) {
+        } else if (bMissed && bScans && std::string(module.szName) == URL_SCANNER_FILE) {
             status.Fail("websec has not loaded " + std::string(URL_SCANNER_FILE),
                         "it tries again at its next start or refresh: sudo pkill -USR2 -x websec");
         }
