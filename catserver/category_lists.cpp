@@ -19,6 +19,7 @@ uint32_t FindRealIds(const tagCategoryLists& lists, std::string_view szURL,
     tagURLKeys keys;
     if (MakeURLKeys(szURL, &keys) == 0) return 0;
     const auto found = realIds.first(FindURLCategories(lists.map, keys, realIds));
-    const auto none = std::ranges::remove_if(found, [](uint16_t nId) { return nId >= CATEGORY_COUNT; });
-    return static_cast<uint32_t>(found.size() - none.size());
+    const auto end =
+        std::remove_if(found.begin(), found.end(), [](uint16_t nId) { return nId >= CATEGORY_COUNT; });
+    return static_cast<uint32_t>(end - found.begin());
 }
