@@ -13,6 +13,7 @@
 #include "intercept/queue_attributes.h"
 #include "policy/list_entry.h"
 #include "policy/url_scanner.h"
+#include "service/service_config.h"
 #include "tests/fuzz/fuzz_segment.h"
 #include "tests/support/packet_composer.h"
 
@@ -70,5 +71,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* pData, size_t nSize) {
 
     uint32_t nId = 0;
     (void)RunQueueMessages(message.get(), nSize, 4711, GetQueuedPacketId, &nId);
+
+    // Whole requests and pieces of them; what earlier inputs left of a connection may decide.
+    (void)ReadKernelAnswer(message.get(), nSize);
+    info = {};
+    g_bLiveTraffic = 1;
+    (void)RunQueueMessages(message.get(), nSize, 4711, OnQueuePacket, &info);
+    g_bLiveTraffic = 0;
     return 0;
 }
