@@ -39,6 +39,7 @@ void OnReloadSignal(int) {
     sigset_t saved;
     BlockControlSignals(&saved);
     PauseWorkers();
+    if (g_bLiveTraffic == 1) LoadReportModule();  // one that failed at the start gets another chance
     (void)LoadPolicySettings();
     if (IsAnyProtectionOn()) {
         (void)PerformCacheRefresh();
