@@ -46,7 +46,10 @@ bool SetUpPolicy() {
 }
 
 void SignFirstPacket(nlmsghdr* pMessage, size_t nSize) {
-    if (!mnl_nlmsg_ok(pMessage, static_cast<int>(nSize)) || pMessage->nlmsg_seq % 2 == 0) return;
+    // Not mnl_nlmsg_ok, which takes a length beyond 2 GiB for a negative one.
+    if (nSize < sizeof *pMessage || pMessage->nlmsg_len < sizeof *pMessage || pMessage->nlmsg_len > nSize)
+        return;
+    if (pMessage->nlmsg_seq % 2 == 0) return;
     tagQueueAttrTable table;
     ParseQueueMessage(pMessage, table);
     const nlattr* pPayload = table[NFQA_PAYLOAD];

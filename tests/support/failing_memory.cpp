@@ -1,10 +1,13 @@
 // To be preloaded (LD_PRELOAD) into the daemon: lets chosen requests for memory fail, those of the C library,
 // the loader and other libraries included. A thread that is to be made counts as one, too. Programs that the
-// daemon runs keep their memory.
+// daemon runs keep their memory. The first name that is resolved is spared: of the requests that the C
+// library (2.36) makes then to set its resolver up, one that fails ends the process, another leaves a lock
+// held for ever.
 #include "tests/support/failing_memory.h"
 
 #include <dlfcn.h>
 #include <fcntl.h>
+#include <netdb.h>
 #include <pthread.h>
 #include <sys/mman.h>
 #include <sys/syscall.h>
@@ -23,11 +26,15 @@ void* __libc_memalign(size_t nAlignment, size_t nBytes);
 
 namespace {
 using CreateThreadFn = int (*)(pthread_t*, const pthread_attr_t*, void* (*)(void*), void*);
+using ResolveFn = int (*)(const char*, const char*, const addrinfo*, addrinfo**);
 
 constexpr char PROGRAM[] = "websec";
 
 tagFailingMemory* g_pFaults = nullptr;
 CreateThreadFn g_pfnCreateThread = nullptr;
+ResolveFn g_pfnResolve = nullptr;
+std::atomic<bool> g_bResolved = false;
+thread_local bool t_bSpared = false;
 
 void* SystemMap(void* pAt, size_t nBytes, int nProtection, int nFlags, int fd, off_t nOffset) {
     return reinterpret_cast<void*>(syscall(SYS_mmap, pAt, nBytes, nProtection, nFlags, fd, nOffset));
@@ -36,6 +43,7 @@ void* SystemMap(void* pAt, size_t nBytes, int nProtection, int nFlags, int fd, o
 // Early, but behind the loader's own requests, which no program survives.
 __attribute__((constructor)) void FindFaults() {
     g_pfnCreateThread = reinterpret_cast<CreateThreadFn>(dlsym(RTLD_NEXT, "pthread_create"));
+    g_pfnResolve = reinterpret_cast<ResolveFn>(dlsym(RTLD_NEXT, "getaddrinfo"));
     const char* szFile = getenv("FAILING_MEMORY_FILE");
     if (!szFile || strcmp(program_invocation_short_name, PROGRAM) != 0) return;
     const int fd = open(szFile, O_RDWR | O_CLOEXEC);
@@ -46,7 +54,7 @@ __attribute__((constructor)) void FindFaults() {
 }
 
 bool Fails() {
-    if (!g_pFaults) return false;
+    if (!g_pFaults || t_bSpared) return false;
     const uint64_t nRequest = ++g_pFaults->nAsked;
     if (nRequest < g_pFaults->nFirst || nRequest > g_pFaults->nLast) return false;
     errno = ENOMEM;
@@ -89,5 +97,12 @@ void* mmap64(void* pAt, size_t nBytes, int nProtection, int nFlags, int fd, off_
 int pthread_create(pthread_t* pThread, const pthread_attr_t* pAttributes, void* (*pfnStart)(void*),
                    void* pArgument) {
     return Fails() ? EAGAIN : g_pfnCreateThread(pThread, pAttributes, pfnStart, pArgument);
+}
+
+int getaddrinfo(const char* szName, const char* szService, const addrinfo* pHints, addrinfo** ppAnswer) {
+    t_bSpared = !g_bResolved.exchange(true);
+    const int nResult = g_pfnResolve(szName, szService, pHints, ppAnswer);
+    t_bSpared = false;
+    return nResult;
 }
 }
