@@ -28,7 +28,7 @@ pid=""
 settle() {
     local try
     for try in $(seq 100); do
-        [ -e "/proc/$pid/status" ] && ! grep -q '^State:.*Z' "/proc/$pid/status" || { echo ended; return; }
+        [ -e "/proc/$pid/status" ] && ! grep -qs '^State:.*Z' "/proc/$pid/status" || { echo ended; return; }
         awk '/^ShdPnd|^SigPnd|^SigBlk/ && $2 !~ /^0+$/ { busy = 1 } /^SigCgt/ && $2 ~ /0$/ { busy = 1 } END { exit busy }' \
             "/proc/$pid/status" 2>/dev/null && { echo rests; return; }
         sleep 0.05
@@ -42,7 +42,7 @@ launch() {
     # shellcheck disable=SC2086
     env $prefix timeout 5 websec >"$LAB_DIR/launch.out" 2>&1
     sleep 0.05
-    pid=$(pgrep -nx websec) || pid=0
+    pid=$(pgrep -ox websec) || pid=0  # the oldest: a child on its way to iptables bears the name, too
 }
 
 end_daemon() {

@@ -1,3 +1,6 @@
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
@@ -10,6 +13,7 @@ namespace {
 
 unsigned int FindValue(const char* szFile, const char* szSection, const char* szKey, tagProfileLine& line,
                        std::string_view& value);
+FILE* OpenProfile(const char* szFile);
 unsigned int SearchProfile(FILE* pFile, const tagProfilePlace& place, tagProfileLine& line,
                            std::string_view& value);
 void CopyCut(char* szTo, size_t nSize, std::string_view from);
@@ -47,11 +51,20 @@ unsigned int FindValue(const char* szFile, const char* szSection, const char* sz
     const unsigned int nCode = MakeProfilePlace(szSection, szKey, place);
     if (nCode != PROFILE_OK) return nCode;
     const CancellationOff cancellationOff;
-    FILE* pFile = std::fopen(szFile, "re");
+    FILE* pFile = OpenProfile(szFile);
     if (!pFile) return PROFILE_NO_FILE;
     const unsigned int nResult = SearchProfile(pFile, place, line, value);
     std::fclose(pFile);
     return nResult;
+}
+
+// A pipe in the file's place must not hold the reader up.
+FILE* OpenProfile(const char* szFile) {
+    const int fd = open(szFile, O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+    if (fd < 0) return nullptr;
+    FILE* pFile = fdopen(fd, "r");
+    if (!pFile) close(fd);
+    return pFile;
 }
 
 unsigned int SearchProfile(FILE* pFile, const tagProfilePlace& place, tagProfileLine& line,

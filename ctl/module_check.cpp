@@ -5,6 +5,7 @@
 
 #include <initializer_list>
 
+#include "common/library_file.h"
 #include "common/product_paths.h"
 #include "ctl/output.h"
 
@@ -49,6 +50,7 @@ namespace {
 std::string FindProblem(const tagModule& module) {
     const std::string file = module.szFile;
     if (file[0] == '/' && access(module.szFile, F_OK) != 0) return file + " is missing";
+    if (file[0] == '/' && !IsWholeLibrary(module.szFile)) return file + " is cut or no library";
     void* const pModule = dlopen(module.szFile, RTLD_NOW | RTLD_LOCAL);
     if (!pModule) return "cannot load " + Printable(dlerror());
     std::string problem;

@@ -1,6 +1,6 @@
 #include "intercept/rule_watchdog.h"
 
-#include <sys/time.h>
+#include <time.h>
 
 #include <cerrno>
 
@@ -17,12 +17,14 @@ void* RuleWatchdogThread(void*) {
     while (nWaited == ETIMEDOUT) {
         pthread_mutex_lock(&watchdog.mutex);
         if (!watchdog.bStop) (void)ManageIptableRules(RULE_ADD);
-        timeval now{};
-        gettimeofday(&now, nullptr);
+        // Not the time of day, which may be set back by hours.
+        timespec now{};
+        clock_gettime(CLOCK_MONOTONIC, &now);
         const timespec deadline{now.tv_sec + RULE_WATCHDOG_SECONDS, 0};
         // The stop sets the flag under the mutex: it is seen here, or its signal meets the wait.
-        nWaited =
-            watchdog.bStop ? 0 : pthread_cond_timedwait(&watchdog.condition, &watchdog.mutex, &deadline);
+        nWaited = watchdog.bStop ? 0
+                                 : pthread_cond_clockwait(&watchdog.condition, &watchdog.mutex,
+                                                          CLOCK_MONOTONIC, &deadline);
         pthread_mutex_unlock(&watchdog.mutex);
     }
     SetThreadLife(watchdog.nLife, THREAD_ENDED);

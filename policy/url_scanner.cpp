@@ -7,6 +7,7 @@
 
 #include "category/translate.h"
 #include "common/copy_text.h"
+#include "common/library_file.h"
 #include "common/product_paths.h"
 #include "policy/policy_state.h"
 
@@ -33,7 +34,7 @@ void LoadURLScanner() {
 }
 
 void LoadURLScannerFrom(const char* szPath) {
-    if (g_bURLScannerLoaded != 0) return;
+    if (g_bURLScannerLoaded != 0 || !IsWholeLibrary(szPath)) return;
     g_hURLScanner = dlopen(szPath, RTLD_NOW);
     if (!g_hURLScanner) return;
     if (ResolveSymbols() && g_pfnInitURLScan() != 0) {

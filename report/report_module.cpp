@@ -2,6 +2,7 @@
 
 #include <dlfcn.h>
 
+#include "common/library_file.h"
 #include "common/product_paths.h"
 
 uint8_t g_bReportModuleLoaded = 0;
@@ -19,7 +20,7 @@ void LoadReportModule() {
 }
 
 void LoadReportModuleFrom(const char* szPath) {
-    if (g_bReportModuleLoaded != 0) return;
+    if (g_bReportModuleLoaded != 0 || !IsWholeLibrary(szPath)) return;
     void* pModule = dlopen(szPath, RTLD_LAZY);
     if (!pModule) return;
     void* pInsert = dlsym(pModule, "AvInsertClientReportData");

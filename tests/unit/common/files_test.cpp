@@ -1,10 +1,16 @@
 #include "common/files.h"
 
+#include <dlfcn.h>
 #include <fnmatch.h>
+#include <link.h>
 #include <sys/stat.h>
 
+#include <fstream>
+
+#include "common/library_file.h"
 #include "common/log_file.h"
 #include "common/paths.h"
+#include "modules/asapsdk/check_sum.h"
 #include "tests/unit/common/temp_folder.h"
 
 namespace {
@@ -53,6 +59,26 @@ TEST(Files, DeletesACopyThatBroke) {
     EXPECT_EQ(CopyFile("/", folder.Path("gone").c_str()), 0);
     EXPECT_EQ(IsValidPath(folder.Path("gone").c_str()), 0);
     EXPECT_EQ(IsValidPath(nullptr), 0);
+}
+
+// What would stop or kill the process in dlopen.
+TEST(LibraryFile, IsWholeWithAllItsSegments) {
+    const TempFolder folder;
+    Dl_info about;
+    ASSERT_NE(dladdr(reinterpret_cast<void*>(CalculateCheckSum), &about), 0);
+    EXPECT_EQ(IsWholeLibrary(about.dli_fname), 1);
+    std::ifstream file(about.dli_fname, std::ios::binary);
+    const std::string whole{std::istreambuf_iterator<char>(file), {}};
+    std::string endless = whole;
+    const uint64_t nFileBytes = UINT64_MAX;  // of the first segment
+    endless.replace(sizeof(ElfW(Ehdr)) + offsetof(ElfW(Phdr), p_filesz), sizeof nFileBytes,
+                    reinterpret_cast<const char*>(&nFileBytes), sizeof nFileBytes);
+    for (const std::string& bytes : {std::string(), whole.substr(0, 100), whole.substr(0, 5000),
+                                     std::string(whole.size(), '\0'), endless})
+        EXPECT_EQ(IsWholeLibrary(folder.Put("cut.so", bytes).c_str()), 0) << bytes.size();
+    ASSERT_EQ(mkfifo(folder.Path("pipe.so").c_str(), 0600), 0);
+    for (const char* szName : {"pipe.so", "missing.so", "."})
+        EXPECT_EQ(IsWholeLibrary(folder.Path(szName).c_str()), 0) << szName;
 }
 
 TEST(LogFile, AppendsLines) {
