@@ -22,7 +22,8 @@ uint32_t ReadCategoryStatus(uint8_t* pStatus) {
 
 uint32_t ReadCategoryStatusFrom(const char* szPath, uint8_t* pStatus) {
     if (!pStatus) return 2;
-    const int fd = open(szPath, O_RDONLY | O_CLOEXEC);
+    // A pipe put in the file's place must not hold the reader up.
+    const int fd = open(szPath, O_RDONLY | O_CLOEXEC | O_NONBLOCK);
     if (fd < 0) return static_cast<uint32_t>(errno);
     const uint32_t nResult = ReadOpenStatus(fd, *pStatus);
     close(fd);

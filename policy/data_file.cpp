@@ -117,7 +117,8 @@ namespace {
 
 int ReadBodyFile(const char* szPath, const tagBodyLayout& layout, tagBody& body) {
     const CancellationOff cancellationOff;
-    const int fd = open(szPath, O_RDONLY | O_CLOEXEC);
+    // A pipe put in the file's place must not hold the reader up.
+    const int fd = open(szPath, O_RDONLY | O_CLOEXEC | O_NONBLOCK);
     if (fd < 0) return errno;
     const int nResult = ReadOpenBody(fd, layout, body);
     close(fd);

@@ -48,7 +48,7 @@ namespace {
 int OpenAside(const char* szStore, int nFlags) {
     char szAside[sizeof tagStore::szPath + 8];
     std::snprintf(szAside, sizeof szAside, "%s-lost", szStore);
-    const int fd = open(szAside, nFlags | O_CLOEXEC | O_NOFOLLOW, 0600);
+    const int fd = open(szAside, nFlags | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, 0600);
     if (fd == -1) return -1;
     for (int nTry = 0; nTry < LOCK_TRIES; ++nTry) {
         if (flock(fd, LOCK_EX | LOCK_NB) == 0) return fd;
