@@ -7,7 +7,8 @@
 #include <cstddef>
 #include <cstdint>
 
-constexpr char TRAFFIC_PAGE_FILE[] = "/run/websec.counters";
+constexpr char TRAFFIC_PAGE_DIR[] = "/run/websec";
+constexpr char TRAFFIC_PAGE_FILE[] = "/run/websec/counters";
 constexpr char TRAFFIC_PAGE_MAGIC[8] = {'W', 'S', 'C', 'O', 'U', 'N', 'T', '1'};
 constexpr size_t TRAFFIC_PAGE_BYTES = 4096;
 

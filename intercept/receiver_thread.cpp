@@ -1,6 +1,7 @@
 #include "intercept/receiver_thread.h"
 
 #include <linux/netfilter.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -49,7 +50,10 @@ int StartQueueReceiver(tagQueueReceiver& receiver) {
     const int nOpened = OpenQueueChannel(receiver);
     if (nOpened != 0) return nOpened;
     // Only now: the page of a daemon that has the queue already must stay.
-    if (g_bLiveTraffic == 1) (void)ShareTrafficCounters(TRAFFIC_PAGE_FILE);
+    if (g_bLiveTraffic == 1) {
+        (void)mkdir(TRAFFIC_PAGE_DIR, 0755);
+        (void)ShareTrafficCounters(TRAFFIC_PAGE_FILE);
+    }
     if (sem_init(&receiver.semEnded, 0, 0) != 0) return errno;
     SetThreadLife(receiver.nLife, THREAD_RUNNING);
     const int nCreated = pthread_create(&receiver.thread, nullptr, QueueReceiverThread, &receiver);

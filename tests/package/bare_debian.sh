@@ -1,0 +1,56 @@
+#!/usr/bin/env bash
+# The packages on a bare Debian 12 that boots systemd, in namespaces of its own: install, protect, block, report,
+# restart, kill, upgrade, remove, purge; tests/package/on_bare_debian.sh is what runs there.
+#
+# Usage: sudo tests/package/bare_debian.sh      makes the packages when build/package/ has none; takes minutes
+set -eu
+cd "$(dirname "$(realpath "$0")")/../.."
+. scripts/packages.sh
+[ "$(id -u)" = 0 ] || { echo "needs root for its namespaces" >&2; exit 1; }
+install_packages $BARE_ROOT_PACKAGES
+ls build/package/*.deb >/dev/null 2>&1 || scripts/package
+out=$PWD/build/package
+base=$out/bookworm
+root=$out/root
+
+# What a bare system lacks for the test: a server, a client, and systemd itself. Made once.
+make_base() {
+    rm -rf "$base.new"
+    debootstrap --variant=minbase \
+        --include=systemd-sysv,dbus,iproute2,curl,procps,nginx-light,openssl,bash-completion bookworm "$base.new" >"$out/debootstrap.log"
+    mv "$base.new" "$base"
+}
+
+# The packages and what they depend on lie ready; the machine has no network but its own. The second version is the
+# first one under another number.
+fill_test_folder() {
+    mkdir -p "$root/test/1" "$root/test/2"
+    cp "$out"/*.deb "$root/test/1"
+    for package in "$out"/*.deb; do
+        dpkg-deb -R "$package" "$root/test/unpacked"
+        sed -i 's/^Version: .*/&+next/' "$root/test/unpacked/DEBIAN/control"
+        dpkg-deb -b "$root/test/unpacked" "$root/test/2" >/dev/null
+        rm -r "$root/test/unpacked"
+    done
+    cp tests/package/on_bare_debian.sh tests/package/run_examples.sh "$root/test"
+    cp -r README.md docs packaging/man "$root/test"
+    chroot "$root" sh -c 'apt-get update -qq && apt-get install -qq -y --no-install-recommends -d /test/1/*.deb' >/dev/null
+    cat >"$root/etc/systemd/system/websec-test.service" <<'UNIT'
+[Unit]
+After=multi-user.target
+[Service]
+Type=oneshot
+ExecStart=/bin/sh -c 'bash /test/on_bare_debian.sh >/test/log 2>&1; echo $? >/test/status; systemctl poweroff --no-block'
+UNIT
+    mkdir -p "$root/etc/systemd/system/default.target.wants"
+    ln -sf ../websec-test.service "$root/etc/systemd/system/default.target.wants/"
+}
+
+[ -d "$base" ] || make_base
+rm -rf "$root"
+cp -a "$base" "$root"
+fill_test_folder
+boot="systemd-nspawn -q -D $root --boot --register=no --keep-unit --private-network --console=pipe"
+unshare -mnp -f --kill-child --mount-proc timeout 900 $boot </dev/null >"$out/boot.log" 2>&1 || true
+cat "$root/test/log"
+exit "$(cat "$root/test/status")"
