@@ -7,8 +7,9 @@
 // answers to single verdicts; both are counted.
 #pragma once
 
-#include "intercept/packet_store.h"
 #include "intercept/queue_channel.h"
+
+struct tagPacketSlot;
 
 constexpr int NUM_QUEUE_RECEIVERS = 1;
 

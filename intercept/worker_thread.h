@@ -6,7 +6,7 @@
 
 #include <cstdint>
 
-#include "intercept/packet_store.h"
+struct tagPacketSlot;
 
 constexpr int NUM_WORKER_THREADS = 4;
 

@@ -8,6 +8,7 @@
 # run here says why, in a comment before it: "not run: REASON"; "text" where it holds no commands. What examples
 # take for given (lists, archives, a web server under the names *.example) is made here or by the host.
 set -u
+mapfile -t files < <(realpath "$@")
 folder=$(mktemp -d)
 trap 'rm -rf "$folder"' EXIT
 cd "$folder" || exit 1
@@ -46,7 +47,7 @@ if [ ! -d /run/systemd/system ]; then
 fi
 
 failed=0
-for file in "$@"; do
+for file in "${files[@]}"; do
     script=$folder/$(basename "$file").sh
     commands_of "$file" >"$script"
     [ -s "$script" ] || continue
