@@ -21,7 +21,8 @@ struct tagWorkerThread {
 
 extern tagWorkerThread g_WorkerThreads[NUM_WORKER_THREADS];
 
-// The lock under which the receiver judges packets itself (LiveTraffic 1); always there. No thread of its own.
+// The lock under which the receiver judges packets itself (LiveTraffic 1); always there. No thread of its
+// own.
 extern tagWorkerThread g_ReceiverAsWorker;
 
 // The calling thread judges under that record's lock from now on.
