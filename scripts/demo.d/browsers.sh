@@ -16,7 +16,7 @@ firefox_start() {
     local home=$LAB_DIR/firefox
     mkdir -p "$home"
     echo 'user_pref("network.dns.forceResolve", "192.0.2.2");' >"$home/user.js"
-    HOME=$home firefox-esr --headless --marionette --no-remote --profile "$home" >/dev/null 2>&1 &
+    HOME=$home $(command -v firefox-esr || command -v firefox) --headless --marionette --no-remote --profile "$home" >/dev/null 2>&1 &
 }
 
 # Its remote control (DevTools): messages are JSON with a zero behind them; between the answers come events.
