@@ -35,22 +35,23 @@ void TakeUntil(tagState& state, const tagStoreModel& model, int64_t nNow) {
 
 }  // namespace
 
-uint32_t CountModelLosses(const tagStoreModel& model, const std::vector<int64_t>& arrivals) {
+std::vector<size_t> FindModelLosses(const tagStoreModel& model, const std::vector<int64_t>& arrivals) {
     tagState state;
     for (int n = 0; n < model.nProcessors; ++n)
         state.busyUntil.push(0);
-    std::deque<int64_t> queued;  // in the kernel, not received yet
+    std::deque<size_t> queued;  // numbers of those in the kernel, not received yet
     int64_t nReceiverFree = 0;
-    uint32_t nLost = 0;
+    std::vector<size_t> lost;
 
     const auto ReceiveUntil = [&](int64_t nNow) {
-        while (!queued.empty() && std::max(nReceiverFree, queued.front()) <= nNow) {
-            const int64_t nTime = std::max(nReceiverFree, queued.front()) + model.nReceiveUs;
+        while (!queued.empty() && std::max(nReceiverFree, arrivals[queued.front()]) <= nNow) {
+            const size_t nNumber = queued.front();
+            const int64_t nTime = std::max(nReceiverFree, arrivals[nNumber]) + model.nReceiveUs;
             queued.pop_front();
             TakeUntil(state, model, nTime);
             nReceiverFree = nTime;
             if (state.nFilled == SLOTS) {
-                ++nLost;
+                lost.push_back(nNumber);
                 nReceiverFree += REST_US;
                 continue;
             }
@@ -61,14 +62,14 @@ uint32_t CountModelLosses(const tagStoreModel& model, const std::vector<int64_t>
         while (!state.verdicts.empty() && state.verdicts.top() <= nNow)
             state.verdicts.pop();
     };
-    for (const int64_t nArrival : arrivals) {
-        ReceiveUntil(nArrival);
+    for (size_t nNumber = 0; nNumber < arrivals.size(); ++nNumber) {
+        ReceiveUntil(arrivals[nNumber]);
         if (queued.size() + state.stored.size() + state.verdicts.size() < KERNEL_QUEUE) {
-            queued.push_back(nArrival);
+            queued.push_back(nNumber);
         } else {
-            ++nLost;
+            lost.push_back(nNumber);
         }
     }
     ReceiveUntil(INT64_MAX);
-    return nLost;
+    return lost;
 }

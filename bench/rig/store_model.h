@@ -3,6 +3,7 @@
 // drops the others. Simulated for packets that come at given times; nothing else disturbs it.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <vector>
 
@@ -12,5 +13,5 @@ struct tagStoreModel {
     int nProcessors;     // how many workers get on at a time
 };
 
-// arrivals: microseconds, in order. Returns how many of them are lost.
-uint32_t CountModelLosses(const tagStoreModel& model, const std::vector<int64_t>& arrivals);
+// arrivals: microseconds, in order. Returns the numbers of those that are lost.
+std::vector<size_t> FindModelLosses(const tagStoreModel& model, const std::vector<int64_t>& arrivals);
