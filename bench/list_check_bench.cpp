@@ -56,25 +56,18 @@ void Widen(char16_t (&wszTo)[N], const std::string& text) {
     *std::copy(text.begin(), text.end(), wszTo) = 0;
 }
 
-template <class T>
-T& Append(tagSequence<T>& sequence) {
-    if (!ReserveElements(sequence, static_cast<size_t>(g_Wanted.nCount))) std::abort();
-    std::memset(static_cast<void*>(sequence.pEnd), 0, sizeof(T));
-    return *sequence.pEnd++;
-}
-
 uint8_t FillSettings(tagClientSettingData* pSettings, uint32_t*) {
     pSettings->nPhishingProtection = pSettings->nCustomBlockList = pSettings->nWebCategoryFilter = 1;
     for (int64_t n = 0; n < g_Wanted.nCount; ++n) {
         const std::string text = g_Wanted.pfnEntry(n);
         if (g_Wanted.nListKind == LIST_TRUSTED) {
-            Widen(Append(pSettings->vecTrustedSites).wszText, text);
+            Widen(AppendElement(pSettings->vecTrustedSites)->wszText, text);
             continue;
         }
         const bool bBlock = g_Wanted.nListKind == LIST_BLOCK;
-        tagURLSetting& setting = Append(bBlock ? pSettings->vecBlockList : pSettings->vecAllowList);
-        Widen(setting.wszText, text);
-        setting.bSubdomains = g_Wanted.bSubdomains;
+        tagURLSetting* pSetting = AppendElement(bBlock ? pSettings->vecBlockList : pSettings->vecAllowList);
+        Widen(pSetting->wszText, text);
+        pSetting->bSubdomains = g_Wanted.bSubdomains;
     }
     return 1;
 }

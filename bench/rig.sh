@@ -5,8 +5,8 @@
 # A PART is hand-off, lists or bursts; README.md tells what each measures. Without one all are run. --quick
 # takes fewer and shorter rounds; --judges leaves the others out. OUT_DIR, outside of /etc, /run, /usr and /var,
 # then holds for each PART what was measured (PART.raw.tsv), the medians (PART.tsv, PART.json) and a plot
-# (PART.svg); the table is also printed. Build first: cmake -DWEBSEC_BENCH=ON, targets of the lab, and rig.
-set -eu
+# (PART.svg); the tables are printed and stand in PART.md. Build first: cmake -DWEBSEC_BENCH=ON, targets of the lab, and rig.
+set -eu -o pipefail
 rig=$(realpath "$(dirname "$0")")/rig
 export RIG_QUICK=0 RIG_JUDGES=""
 while [ $# -gt 0 ]; do
@@ -39,5 +39,5 @@ for part in "$@"; do
     trap 'kill -KILL $!; exit 130' INT TERM
     wait $!
     echo "begun $begun; ended with load $(cut -d' ' -f1-3 /proc/loadavg)" >"$out/$part.when"
-    python3 "$rig/${part//-/_}.py" "$out/$part"
+    python3 "$rig/${part//-/_}.py" "$out/$part" | tee "$out/$part.md"
 done

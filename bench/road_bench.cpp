@@ -4,6 +4,7 @@
 #include <linux/netfilter/nfnetlink.h>
 
 #include <cstring>
+#include <memory>
 #include <string>
 
 #include "inspect/build_url.h"

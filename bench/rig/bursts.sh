@@ -41,7 +41,7 @@ burst() {
     stop_judge
 }
 
-cp "$RIG_BIN/spinning_urlcheck.so" $product/urlcheck.so
+cp "$RIG_BIN/spinning_urlcheck.so" "$PRODUCT/urlcheck.so"
 websecctl protection blocklist on >/dev/null 2>&1
 websecctl protection phishing on >/dev/null
 websecctl block add blocked.example >/dev/null 2>&1
@@ -53,7 +53,7 @@ printf '%s\t' round judge kind allowed blocked allowed_lost blocked_served secon
 echo ended >>"$RIG_RAW"
 for ((round = 0; round < rounds; ++round)); do
     for kind in "${kinds[@]}"; do
-        for judge in ${RIG_JUDGES:-none daemon0 daemon1}; do
+        for judge in $(judges none daemon0 daemon1); do
             # shellcheck disable=SC2086
             burst $round "$judge" $kind
         done

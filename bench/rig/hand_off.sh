@@ -6,10 +6,7 @@ set -eu
 connections=8
 rounds=15 seconds=2
 [ "$RIG_QUICK" = 0 ] || rounds=5 seconds=1
-judges=()
-for judge in ${RIG_JUDGES:-none bare0 bare1 floor daemon0 daemon1 suricata}; do
-    if installed "$judge"; then judges+=("$judge"); fi
-done
+mapfile -t judges < <(judges none bare0 bare1 floor daemon0 daemon1 suricata)
 
 # measure ROUND JUDGE KIND
 measure() {

@@ -7,7 +7,7 @@
 #   suricata            with the rules of LiveTraffic 0, where it is installed
 #
 # RIG_BIN: where the rig's programs are. LAB_DIR: the lab's.
-product=/usr/lib/Morvane/Morvane
+PRODUCT=/usr/lib/Morvane/Morvane
 
 # start_judge NAME: sets judge_pid (empty for none) and first_verdict_ms.
 start_judge() {
@@ -40,7 +40,7 @@ stop_judge() {
 }
 
 # configure_daemon LIVE
-configure_daemon() { printf '[ServiceConfigurations]\nLiveTraffic=%s\n' "$1" >$product/websec.cfg; }
+configure_daemon() { printf '[ServiceConfigurations]\nLiveTraffic=%s\n' "$1" >$PRODUCT/websec.cfg; }
 
 # The daemon's own rules, kept for those who stand in for it.
 keep_rules() {
@@ -63,8 +63,14 @@ start_with_rules() {
 # groups processes by their session, that is for the session; elsewhere the priority of rig.sh does.
 prefer() { { echo -20 >"/proc/$1/autogroup"; } 2>/dev/null || true; }
 
-# installed JUDGE
-installed() { [ "$1" != suricata ] || command -v suricata >/dev/null; }
+# judges NAME...: those of them that rig.sh was asked for and that are installed.
+judges() {
+    local judge
+    for judge in "$@"; do
+        case " ${RIG_JUDGES:-$*} " in *" $judge "*) ;; *) continue ;; esac
+        if [ "$judge" != suricata ] || command -v suricata >/dev/null; then echo "$judge"; fi
+    done
+}
 
 # What the judge has used until now: milliseconds of user and of system time, packets queued.
 spent() {

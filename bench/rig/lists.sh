@@ -60,7 +60,7 @@ ip netns exec server python3 "$here/dns_stand_in.py" 192.0.2.2 &
 printf '%s\t' round length judge host rate p50_us p99_us errors rss_kib first_verdict_ms >"$RIG_RAW"
 echo resolved_verdict_ms >>"$RIG_RAW"
 for ((round = 0; round < rounds; ++round)); do
-    for judge in ${RIG_JUDGES:-daemon0 daemon1}; do
+    for judge in $(judges daemon0 daemon1); do
         for length in "${lengths[@]}"; do
             choose "$length"
             resolver none
