@@ -1,4 +1,5 @@
 """hand_off.py OUT: the table, files and plot of the part hand-off."""
+import operator
 import sys
 
 import figures
@@ -8,17 +9,21 @@ JUDGES = ["none", "bare0", "bare1", "floor", "daemon0", "daemon1", "suricata"]
 # With whom a judge is compared: the bare loop under the same rules.
 BARE = {"floor": "bare0", "daemon0": "bare0", "daemon1": "bare1", "suricata": "bare0"}
 COLUMNS = [("judge", "judge", ""), ("requests/s", "rate", ",.0f"), ("of none", "of_none", ".2f"),
-           ("of bare", "of_bare", ".2f"), ("of floor", "of_floor", ".2f"), ("p50 us", "p50_us", ".0f"),
+           ("of bare", "of_bare", ".2f"), ("of floor", "of_floor", ".2f"), ("p50 us", "p50_us", ".0f"), ("above none", "p50_above_us", ".0f"),
            ("p99 us", "p99_us", ".0f"), ("user us/packet", "user_us", ".2f"),
            ("system us/packet", "system_us", ".2f"), ("resident MiB", "resident_mib", ".1f"),
            ("first verdict ms", "first_verdict_ms", ".0f"), ("errors", "errors", ".0f")]
 
 
+def compared(lines, key, judge, other, compare):
+    """The median of the rounds' comparisons: what disturbs a round disturbs both."""
+    found = {(line["judge"], line["round"]): float(line[key]) for line in lines}
+    return figures.median([compare(found[judge, number], found[other, number]) for name, number in found
+                           if name == judge and found.get((other, number))])
+
+
 def ratio(lines, judge, other):
-    """The median of the rounds' ratios: what disturbs a round disturbs both."""
-    rates = {(line["judge"], line["round"]): float(line["rate"]) for line in lines}
-    return figures.median([rates[judge, number] / rates[other, number] for name, number in rates
-                           if name == judge and rates.get((other, number))])
+    return compared(lines, "rate", judge, other, operator.truediv)
 
 
 def row(lines, kind, judge):
@@ -31,7 +36,8 @@ def row(lines, kind, judge):
     return {"kind": kind, "judge": judge, "rate": each["rate"], "of_none": ratio(lines, judge, "none"),
             "of_bare": ratio(lines, judge, BARE.get(judge, "")),
             "of_floor": ratio(lines, judge, "floor") if judge == "daemon0" else None,
-            "p50_us": each["p50_us"], "p99_us": each["p99_us"],
+            "p50_us": each["p50_us"],
+            "p50_above_us": compared(lines, "p50_us", judge, "none", operator.sub), "p99_us": each["p99_us"],
             "user_us": total["user_ms"] * 1000 / total["packets"] if judged else None,
             "system_us": total["system_ms"] * 1000 / total["packets"] if judged else None,
             "resident_mib": each["rss_kib"] / 1024 if judged else None,
