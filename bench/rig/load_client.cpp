@@ -13,6 +13,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <chrono>
 #include <cstdint>
 #include <cstdio>
@@ -117,7 +118,8 @@ void Receive(tagLoad& load, tagConnection& connection) {
         if (nBytes < 0 && errno == EAGAIN) return;
         if (nBytes <= 0) {
             const bool bWhole = nBytes == 0 && !load.bKept && connection.nGot > 0;
-            bWhole ? Note(load, connection) : void(++load.nErrors);
+            if (bWhole) Note(load, connection);
+            if (!bWhole) ++load.nErrors;
             Reopen(load, connection);
             return;
         }
