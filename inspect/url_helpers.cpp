@@ -7,7 +7,7 @@
 
 #include "common/copy_text.h"
 
-uint8_t g_bKeepPathAfterPort = 0;
+constinit thread_local uint8_t g_bKeepPathAfterPort = 0;
 
 int StripURLPort(char* szText, size_t nStart) {
     if (!szText) return 2;

@@ -8,8 +8,9 @@
 #include "inspect/web_request.h"
 
 // While set, StripURLPort keeps the path behind a port. Set by the list parser alone, around one "ftp://"
-// entry, and only where no worker is in the decision flow; StripURLPort clears it when it has used it.
-extern uint8_t g_bKeepPathAfterPort;
+// entry; StripURLPort clears it when it has used it. Each thread has its own: lists may be made while workers
+// judge.
+extern constinit thread_local uint8_t g_bKeepPathAfterPort;
 
 // Ends szText at its last ':' behind index nStart (the byte at nStart is never examined): the port goes, and
 // all that follows it. With g_bKeepPathAfterPort, what follows from the next "/" on is kept.

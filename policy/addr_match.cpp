@@ -1,5 +1,6 @@
 #include "policy/addr_match.h"
 
+#include <atomic>
 #include <string_view>
 
 #include "common/ascii.h"
@@ -8,16 +9,20 @@
 #include "policy/policy_state.h"
 #include "policy/settings_load.h"
 #include "policy/worker_pause_hook.h"
+#include "service/service_config.h"
 
 namespace {
 
 void LoadSettingsForFirstFTPMatch();
+void LoadSettingsBesideTheOthers();
 bool AddrMatches(std::string_view entry, const tagWebRequest& request);
 
 }  // namespace
 
 int MatchAddrList(tagWebRequest* pRequest) {
-    if (pRequest->nProtocol == PROTO_FTP && g_bFirstFTPAddrMatch == 1) LoadSettingsForFirstFTPMatch();
+    if (pRequest->nProtocol == PROTO_FTP && std::atomic_ref(g_bFirstFTPAddrMatch).load() == 1) {
+        LoadSettingsForFirstFTPMatch();
+    }
 
     const bool bAllow = pRequest->bAllowListPass == 1;
     if (FirstAddrEntry(*pRequest, bAllow ? g_pAllowAddrList : g_pBlockAddrList)) {
@@ -41,6 +46,7 @@ namespace {
 // Must not be cancelled half-way: it holds other workers' locks and lists in the making.
 void LoadSettingsForFirstFTPMatch() {
     const CancellationOff cancellationOff;
+    if (g_bLiveTraffic == 1) return LoadSettingsBesideTheOthers();
     if (g_pfnPauseWorkersFromWorker) g_pfnPauseWorkersFromWorker();
     // The own lock was given up on the way: another worker may have come first.
     if (g_bFirstFTPAddrMatch == 1) {
@@ -48,6 +54,17 @@ void LoadSettingsForFirstFTPMatch() {
         g_bFirstFTPAddrMatch = 0;
     }
     if (g_pfnResumeWorkersFromWorker) g_pfnResumeWorkersFromWorker();
+}
+
+// One worker makes the new policy, and the others go on meanwhile with the lists that they have.
+void LoadSettingsBesideTheOthers() {
+    if (std::atomic_ref(g_bFirstFTPAddrMatch).exchange(0) != 1) return;
+    tagPolicy policy = {};
+    (void)MakePolicy(policy);
+    if (g_pfnPauseWorkersFromWorker) g_pfnPauseWorkersFromWorker();
+    PutPolicyInForce(policy);
+    if (g_pfnResumeWorkersFromWorker) g_pfnResumeWorkersFromWorker();
+    FreePolicy(policy);
 }
 
 bool AddrMatches(std::string_view entry, const tagWebRequest& request) {

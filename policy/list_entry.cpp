@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <string_view>
+#include <utility>
 
 #include "common/copy_text.h"
 #include "inspect/url_helpers.h"
@@ -12,34 +13,36 @@
 
 namespace {
 
-// Each list, and how its entries match.
+// Each list, in the making and in force, and how its entries match.
 struct tagPolicyList {
-    tagListEntry** ppHead;
+    tagListEntry* tagPolicyLists::*pHead;
+    tagListEntry** ppInForce;
     uint8_t nRules;
 };
 
 constexpr std::array<tagPolicyList, 7> POLICY_LISTS = {{
-    {&g_pAllowHostList, RULES_HOST},
-    {&g_pBlockHostList, RULES_HOST},
-    {&g_pAllowURLList, RULES_URL},
-    {&g_pBlockURLList, RULES_URL},
-    {&g_pAllowAddrList, RULES_ADDR},
-    {&g_pBlockAddrList, RULES_ADDR},
-    {&g_pTrustedSiteList, RULES_URL},
+    {&tagPolicyLists::pAllowHosts, &g_pAllowHostList, RULES_HOST},
+    {&tagPolicyLists::pBlockHosts, &g_pBlockHostList, RULES_HOST},
+    {&tagPolicyLists::pAllowURLs, &g_pAllowURLList, RULES_URL},
+    {&tagPolicyLists::pBlockURLs, &g_pBlockURLList, RULES_URL},
+    {&tagPolicyLists::pAllowAddrs, &g_pAllowAddrList, RULES_ADDR},
+    {&tagPolicyLists::pBlockAddrs, &g_pBlockAddrList, RULES_ADDR},
+    {&tagPolicyLists::pTrustedSites, &g_pTrustedSiteList, RULES_URL},
 }};
 
 // Where the entries of one kind go. Null: entries of that type stay out of such a list.
 struct tagKindLists {
-    tagListEntry** ppHosts;
-    tagListEntry** ppURLs;
-    tagListEntry** ppAddrs;
+    tagListEntry* tagPolicyLists::*pHosts;
+    tagListEntry* tagPolicyLists::*pURLs;
+    tagListEntry* tagPolicyLists::*pAddrs;
 };
 
 constexpr std::array<tagKindLists, 3> LISTS_OF_KIND = {{
-    {&g_pBlockHostList, &g_pBlockURLList, &g_pBlockAddrList},  // LIST_BLOCK
-    {&g_pAllowHostList, &g_pAllowURLList, &g_pAllowAddrList},  // LIST_ALLOW
-    {&g_pTrustedSiteList, &g_pTrustedSiteList, nullptr},       // LIST_TRUSTED
+    {&tagPolicyLists::pBlockHosts, &tagPolicyLists::pBlockURLs, &tagPolicyLists::pBlockAddrs},
+    {&tagPolicyLists::pAllowHosts, &tagPolicyLists::pAllowURLs, &tagPolicyLists::pAllowAddrs},
+    {&tagPolicyLists::pTrustedSites, &tagPolicyLists::pTrustedSites, nullptr},
 }};
+static_assert(LIST_BLOCK == 0 && LIST_ALLOW == 1 && LIST_TRUSTED == 2);
 
 void SplitScheme(tagListEntryBuf& entry);
 void CoverSubdomains(tagListEntryBuf& entry);
@@ -63,16 +66,26 @@ int ParseListEntry(tagListEntryBuf& entry) {
 }
 
 int AddListEntry(tagListEntryBuf& entry) {
+    tagPolicyLists lists = {};
+    SwapPolicyLists(lists);
+    const int nResult = AddListEntryTo(lists, entry);
+    SwapPolicyLists(lists);
+    return nResult;
+}
+
+int AddListEntryTo(tagPolicyLists& lists, tagListEntryBuf& entry) {
     if (std::strlen(entry.szSource) < 2) return 2;
     (void)ParseListEntry(entry);
 
-    const tagKindLists& lists = LISTS_OF_KIND[entry.nListKind];
+    const tagKindLists& kind = LISTS_OF_KIND[entry.nListKind];
     if (entry.nEntryType == ENTRY_HOST) {
-        (void)AppendText(lists.ppHosts, entry.szEntry);
+        (void)AppendText(&(lists.*kind.pHosts), entry.szEntry);
         return 0;
     }
-    (void)AppendText(lists.ppURLs, entry.szEntry);
-    if (entry.nEntryType == ENTRY_ADDRESS && lists.ppAddrs) (void)AppendText(lists.ppAddrs, entry.szEntry);
+    (void)AppendText(&(lists.*kind.pURLs), entry.szEntry);
+    if (entry.nEntryType == ENTRY_ADDRESS && kind.pAddrs) {
+        (void)AppendText(&(lists.*kind.pAddrs), entry.szEntry);
+    }
     return 0;
 }
 
@@ -101,14 +114,25 @@ void FreeList(tagListEntry** ppHead) {
     }
 }
 
-void FreePolicyLists() {
+void SwapPolicyLists(tagPolicyLists& lists) {
     for (const tagPolicyList& list : POLICY_LISTS)
-        FreeList(list.ppHead);
+        std::swap(lists.*list.pHead, *list.ppInForce);
 }
 
-void IndexPolicyLists() {
+void FreePolicyLists() {
+    tagPolicyLists lists = {};
+    SwapPolicyLists(lists);
+    FreePolicyLists(lists);
+}
+
+void FreePolicyLists(tagPolicyLists& lists) {
     for (const tagPolicyList& list : POLICY_LISTS)
-        IndexList(*list.ppHead, list.nRules);
+        FreeList(&(lists.*list.pHead));
+}
+
+void IndexPolicyLists(const tagPolicyLists& lists) {
+    for (const tagPolicyList& list : POLICY_LISTS)
+        IndexList(lists.*list.pHead, list.nRules);
 }
 
 namespace {

@@ -1,7 +1,8 @@
 // The seven policy lists as they grow: one configured entry is brought into its normal form, its type decides
 // which lists take it. Lists are chains in the order of the entries (policy/policy_state.h).
 //
-// Lists change only while no worker is in the decision flow; these operations take no lock of their own.
+// Lists in force change only while no worker is in the decision flow; these operations take no lock of their
+// own.
 #pragma once
 
 #include <cstdint>
@@ -24,6 +25,17 @@ struct tagListEntryBuf {
     uint8_t nEntryType;    // ENTRY_*, set by the parser
 };
 
+// The seven lists while they are made; policy/policy_state.h has those in force.
+struct tagPolicyLists {
+    tagListEntry* pAllowHosts;
+    tagListEntry* pBlockHosts;
+    tagListEntry* pAllowURLs;
+    tagListEntry* pBlockURLs;
+    tagListEntry* pAllowAddrs;
+    tagListEntry* pBlockAddrs;
+    tagListEntry* pTrustedSites;
+};
+
 // Fills szHostPart, szEntry and nEntryType: scheme ("http://", "https://", "ftp://", case-sensitive), port
 // and trailing separators go. A port takes the path behind it along, but for "ftp://". Returns 0.
 int ParseListEntry(tagListEntryBuf& entry);
@@ -31,8 +43,9 @@ int ParseListEntry(tagListEntryBuf& entry);
 // Parses the entry and appends it to the lists of its kind and type: a host name to the host list, a URL to
 // the URL list, an address to the URL list and the address list; whatever is trusted to the trusted sites
 // alone. A list that cannot be extended for want of memory is emptied. Returns 0, memory or not, and 2 when
-// szSource is shorter than two characters (nothing added).
+// szSource is shorter than two characters (nothing added). The one without lists adds to those in force.
 int AddListEntry(tagListEntryBuf& entry);
+int AddListEntryTo(tagPolicyLists& lists, tagListEntryBuf& entry);
 
 // Links a zeroed node at the tail and returns it; it belongs to the list. Null when ppHead is null or memory
 // runs out. Costs the same at any length, but for a list whose first node was put together by hand.
@@ -41,8 +54,12 @@ tagListEntry* AppendListEntry(tagListEntry** ppHead);
 // Frees every node and leaves the empty list. Safe on an empty list and on null.
 void FreeList(tagListEntry** ppHead);
 
-// Empties all seven policy lists.
+// Exchanges the lists with those in force.
+void SwapPolicyLists(tagPolicyLists& lists);
+
+// Empties all seven; the one without lists those in force.
 void FreePolicyLists();
+void FreePolicyLists(tagPolicyLists& lists);
 
 // Makes the index of each of them (policy/list_index.h).
-void IndexPolicyLists();
+void IndexPolicyLists(const tagPolicyLists& lists);

@@ -1,71 +1,75 @@
 #include "policy/list_resolve.h"
 
 #include <netdb.h>
-#include <sys/socket.h>
 
+#include <cstdlib>
 #include <cstring>
+#include <span>
 #include <string_view>
 
 #include "common/copy_text.h"
+#include "policy/ask_names.h"
 #include "policy/list_entry.h"
 
 namespace {
 
 constexpr size_t NUMERIC_TEXT_BYTES = 1025;
 
-int Resolve(std::string_view name, addrinfo*& pAnswer);
-int AppendAddresses(const addrinfo* pAnswer, std::string_view path, tagListEntry** ppAddrs);
+int DeriveFrom(const tagListEntry* pList, bool bURLs, tagListEntry** ppAddrs);
+size_t GatherNames(const tagListEntry* pList, bool bURLs, tagNameQuestion* pQuestions);
+int AppendAnswers(std::span<const tagNameQuestion> questions, bool bURLs, tagListEntry** ppAddrs);
 int AppendAddress(const addrinfo& address, std::string_view path, tagListEntry** ppAddrs);
 
 }  // namespace
 
 int ResolveHostList(const tagListEntry* pHosts, tagListEntry** ppAddrs) {
-    if (!pHosts) return 2;
-    for (; pHosts; pHosts = pHosts->pNext) {
-        addrinfo* pAnswer = nullptr;
-        const int nError = Resolve(pHosts->szEntry, pAnswer);
-        if (nError == EAI_NONAME) return 0;
-        if (nError != 0) continue;
-        const int nResult = AppendAddresses(pAnswer, {}, ppAddrs);
-        freeaddrinfo(pAnswer);
-        if (nResult != 0) return nResult;
-    }
-    return 0;
+    return DeriveFrom(pHosts, false, ppAddrs);
 }
 
 int ResolveURLList(const tagListEntry* pURLs, tagListEntry** ppAddrs) {
-    if (!pURLs) return 2;
-    for (; pURLs; pURLs = pURLs->pNext) {
-        const std::string_view url(pURLs->szEntry);
-        const size_t nSlash = url.find('/');
-        if (nSlash == std::string_view::npos) continue;
-        addrinfo* pAnswer = nullptr;
-        if (Resolve(url.substr(0, nSlash), pAnswer) != 0) continue;
-        const int nResult = AppendAddresses(pAnswer, url.substr(nSlash), ppAddrs);
-        freeaddrinfo(pAnswer);
-        if (nResult != 0) return nResult;
-    }
-    return 0;
+    return DeriveFrom(pURLs, true, ppAddrs);
 }
 
 namespace {
 
-// The resolver's result for the name without a leading "."; on 0 the answer is to be released.
-int Resolve(std::string_view name, addrinfo*& pAnswer) {
-    if (name.starts_with('.')) name.remove_prefix(1);
-    char szName[sizeof(tagListEntry::szEntry)];
-    CopyText(szName, name);
-    addrinfo hints = {};
-    hints.ai_family = AF_UNSPEC;
-    hints.ai_socktype = SOCK_DGRAM;  // one answer for each address, not one for each kind of socket
-    return getaddrinfo(szName, nullptr, &hints, &pAnswer);
+int DeriveFrom(const tagListEntry* pList, bool bURLs, tagListEntry** ppAddrs) {
+    if (!pList) return 2;
+    const size_t nNames = GatherNames(pList, bURLs, nullptr);
+    if (nNames == 0) return 0;
+    auto* pQuestions = static_cast<tagNameQuestion*>(std::calloc(nNames, sizeof(tagNameQuestion)));
+    int nResult = 1;
+    if (pQuestions) {
+        (void)GatherNames(pList, bURLs, pQuestions);
+        const std::span questions(pQuestions, nNames);
+        nResult = AppendAnswers(questions.first(AskNames(questions, !bURLs)), bURLs, ppAddrs);
+        FreeAnswers(questions);
+        std::free(pQuestions);
+    }
+    if (nResult != 0) FreeList(ppAddrs);
+    return nResult;
 }
 
-int AppendAddresses(const addrinfo* pAnswer, std::string_view path, tagListEntry** ppAddrs) {
-    for (; pAnswer; pAnswer = pAnswer->ai_next) {
-        if (AppendAddress(*pAnswer, path, ppAddrs) == 0) continue;
-        FreeList(ppAddrs);
-        return 1;
+// Counts the names that are asked for; puts them down where pQuestions is given. Of a URL it is what stands
+// before its path.
+size_t GatherNames(const tagListEntry* pList, bool bURLs, tagNameQuestion* pQuestions) {
+    size_t nNames = 0;
+    for (; pList; pList = pList->pNext) {
+        const std::string_view entry(pList->szEntry);
+        if (bURLs && entry.find('/') == std::string_view::npos) continue;
+        if (pQuestions) pQuestions[nNames].name = bURLs ? entry.substr(0, entry.find('/')) : entry;
+        ++nNames;
+    }
+    return nNames;
+}
+
+// 0, or 1 when memory runs out.
+int AppendAnswers(std::span<const tagNameQuestion> questions, bool bURLs, tagListEntry** ppAddrs) {
+    for (const tagNameQuestion& question : questions) {
+        // The name is the head of its entry's text.
+        const char* szPath = bURLs ? question.name.data() + question.name.size() : "";
+        for (const addrinfo* pAddress = question.pAnswer; pAddress; pAddress = pAddress->ai_next) {
+            if (AppendAddress(*pAddress, szPath, ppAddrs) != 0) return 1;
+        }
     }
     return 0;
 }

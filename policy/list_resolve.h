@@ -1,14 +1,14 @@
 // Address entries derived from listed names: a request to a bare address is recognised when a listed name
-// leads to that address. Names are asked for one by one with the system's resolver, for as long as it takes;
-// numeric texts come in the resolver's order, neither sorted nor freed of doubles.
+// leads to that address. The names of a list are asked for at the same time (policy/ask_names.h); numeric
+// texts come in the order of the names and, for each, of the resolver, neither sorted nor freed of doubles.
 //
-// Called inside the settings load, while no worker is in the decision flow.
+// Called where lists are made (policy/settings_load.h); not to be cancelled meanwhile.
 #pragma once
 
 #include "policy/policy_state.h"
 
-// Appends the numeric addresses of every host of pHosts (taken without a leading ".") to *ppAddrs. The first
-// name that the resolver does not know (EAI_NONAME) ends the walk, any other failure skips its name.
+// Appends the numeric addresses of every host of pHosts (taken without a leading ".") to *ppAddrs. At the
+// first name that the resolver does not know (EAI_NONAME) the list ends, any other failure skips its name.
 // Returns 0, 2 when pHosts is empty, or 1 when memory runs out (*ppAddrs is then empty).
 int ResolveHostList(const tagListEntry* pHosts, tagListEntry** ppAddrs);
 

@@ -38,9 +38,14 @@ bool UsesDefinedPorts() {
 void OnReloadSignal(int) {
     sigset_t saved;
     BlockControlSignals(&saved);
+    // With live traffic the workers go on while the policy is made.
+    const bool bBeside = g_bLiveTraffic == 1 && g_bReportModuleLoaded == 1;
+    tagPolicy policy = {};
+    if (bBeside) (void)MakePolicy(policy);
     PauseWorkers();
     if (g_bLiveTraffic == 1) LoadReportModule();  // one that failed at the start gets another chance
-    (void)LoadPolicySettings();
+    if (!bBeside) (void)MakePolicy(policy);
+    PutPolicyInForce(policy);
     if (IsAnyProtectionOn()) {
         (void)PerformCacheRefresh();
         (void)ReloadInetOptionsAndRules();
@@ -49,6 +54,7 @@ void OnReloadSignal(int) {
         StopCategoryEngine();
     }
     ResumeWorkers();
+    FreePolicy(policy);
     pthread_sigmask(SIG_SETMASK, &saved, nullptr);
 }
 

@@ -2,6 +2,7 @@
 // alone, not on the network.
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <vector>
 
@@ -11,8 +12,11 @@ namespace scripted_resolver {
 void Answer(const std::string& name, std::vector<std::string> numericAddresses);
 void Fail(const std::string& name, int nError);
 
-// The names asked for since the last Reset, in order.
-const std::vector<std::string>& Asked();
+// No name is answered before so many were asked for; one that waits for five seconds fails.
+void AnswerTogether(size_t nNames);
+
+// The names asked for since the last Reset, sorted: several may be asked for at once.
+std::vector<std::string> Asked();
 
 void Reset();
 

@@ -8,6 +8,7 @@
 #include "policy/client_settings.h"
 #include "policy/worker_pause_hook.h"
 #include "report/report_module.h"
+#include "service/service_config.h"
 #include "tests/support/policy_fixture.h"
 
 namespace {
@@ -104,6 +105,17 @@ TEST_F(AddrMatchTest, TheFirstFTPRequestLoadsTheSettingsOnce) {
     int nState = 0;
     pthread_setcancelstate(PTHREAD_CANCEL_ENABLE, &nState);
     EXPECT_EQ(nState, PTHREAD_CANCEL_ENABLE);
+}
+
+// With live traffic the workers are kept out only while the policy is exchanged.
+TEST_F(AddrMatchTest, LiveTrafficLoadsBesideTheOtherWorkers) {
+    g_bLiveTraffic = 1;
+    tagWebRequest first = Request(PROTO_FTP, "10.9.9.9/pub");
+    (void)MatchAddrList(&first);
+    (void)MatchAddrList(&first);
+    g_bLiveTraffic = 0;
+    EXPECT_EQ(g_Steps, (Texts{"load", "pause", "resume"}));
+    EXPECT_EQ(first.nResult, RESULT_BLOCK_HOST);
 }
 
 TEST_F(AddrMatchTest, AFailedLoadIsNotTriedAgain) {

@@ -43,12 +43,22 @@ class ListIndexTest : public PolicyTest {
     size_t Below(size_t nBound) { return m_random() % nBound; }
 
     std::string RandomText(size_t nPiecesMax) {
-        static constexpr const char* PIECES[] = {"a", "b",    "A",    ".",
-                                                 "/", "www.", "WwW.", ".www.",
-                                                 "?", "\xC4", "a.b",  "aaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaa"};
+        static constexpr const char* PIECES[] = {"a",
+                                                 "b",
+                                                 "A",
+                                                 ".",
+                                                 "/",
+                                                 "www.",
+                                                 "WwW.",
+                                                 ".www.",
+                                                 "?",
+                                                 "#",
+                                                 "\xC4",
+                                                 "a.b",
+                                                 "aaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaa"};
         std::string text;
         for (size_t n = Below(nPiecesMax + 1); n > 0; --n)
-            text += PIECES[std::min(Below(14), Below(14)) % std::size(PIECES)];
+            text += PIECES[std::min(Below(15), Below(15)) % std::size(PIECES)];
         return text;
     }
 

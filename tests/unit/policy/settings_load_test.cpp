@@ -90,7 +90,7 @@ TEST_F(SettingsLoadTest, BuildsTheWholePolicy) {
     EXPECT_EQ(TextsOf(g_pAllowAddrList), (Texts{"192.0.2.2", "192.0.2.2/p"}));
     EXPECT_EQ(TextsOf(g_pTrustedSiteList), Texts{"trusted.example"});
     EXPECT_EQ(scripted_resolver::Asked(),
-              (Texts{"block.example", "allow.example", "block.example", "allow.example"}));
+              (Texts{"allow.example", "allow.example", "block.example", "block.example"}));
 }
 
 // Each switch rules over its own share of the policy, and only when its low byte is 1.
@@ -142,6 +142,28 @@ TEST_F(SettingsLoadTest, AFailedFetchKeepsThePolicyInForce) {
     EXPECT_EQ(TextsOf(g_pBlockHostList), Texts{".block.example"});
     EXPECT_EQ(g_nBlockedCategoryCount, 64);
     EXPECT_EQ(g_bBrowsingProtection, 1);
+}
+
+// What a reload fetched counts, though the fetch of a worker that began before it comes later.
+TEST_F(SettingsLoadTest, TheLaterFetchStaysInForce) {
+    g_Store = AnswerEverything;
+    tagPolicy early = {}, late = {};
+    EXPECT_EQ(MakePolicy(early), 0);
+    EXPECT_EQ(g_pBlockHostList, nullptr) << "not in force yet";
+    g_Store = [](tagClientSettingData& settings) {
+        settings.nCustomBlockList = 1;
+        AddURL(settings.vecBlockList, u"late.example");
+        return true;
+    };
+    EXPECT_EQ(MakePolicy(late), 0);
+    PutPolicyInForce(late);
+    PutPolicyInForce(early);
+    EXPECT_EQ(TextsOf(g_pBlockHostList), Texts{"late.example"});
+    FreePolicy(early);
+    FreePolicy(late);
+    EXPECT_EQ(TextsOf(g_pBlockHostList), Texts{"late.example"});
+    EXPECT_EQ(LoadPolicySettings(), 0);
+    EXPECT_EQ(g_bBrowsingProtection, 0);
 }
 
 TEST_F(SettingsLoadTest, NarrowsAndCutsTexts) {

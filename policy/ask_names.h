@@ -1,0 +1,28 @@
+// Asks the system's resolver for many names at once, so that a long list costs no more than its slowest
+// names: a bounded number of threads, which live for this call alone and keep every signal blocked. Each name
+// may take as long as the resolver lets it.
+//
+// Any thread; not to be cancelled meanwhile.
+#pragma once
+
+#include <netdb.h>
+
+#include <atomic>
+#include <cstddef>
+#include <span>
+#include <string_view>
+
+constexpr size_t ASKING_THREADS = 32;
+
+struct tagNameQuestion {
+    std::string_view name;  // at most 256 bytes; a leading "." is not part of it
+    int nError;             // the resolver's result
+    addrinfo* pAnswer;      // one element for each address; null when nError is not 0
+};
+
+// Fills in the answers of the first questions and returns how many: all of them, or with bUntilUnknown those
+// before the first name that the resolver does not know (EAI_NONAME). Later ones may have been asked as well.
+// FreeAnswers releases the answers.
+size_t AskNames(std::span<tagNameQuestion> questions, bool bUntilUnknown);
+
+void FreeAnswers(std::span<tagNameQuestion> questions);
