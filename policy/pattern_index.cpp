@@ -27,6 +27,7 @@ uint32_t FindPiece(const tagSearch& search, size_t nEnd);
 void AddPattern(const tagPatternTable& table, uint32_t nPattern);
 uint32_t FindKey(const tagPatternTable& table, bool bPiece, uint64_t nHash, std::string_view text);
 bool SameText(const tagPatternIndex& index, std::string_view a, std::string_view b);
+bool IsSeparator(char c);
 bool IsPiece(const char* szPattern);
 std::string_view KeyOf(const char* szPattern);
 
@@ -67,14 +68,13 @@ bool HasPatternIndex(const tagPatternTable& table, bool bFold) {
 
 // A pattern ends where the URL ends or goes on with a separator: only there is one looked for.
 uint32_t FindPattern(const tagPatternTable& table, std::string_view url) {
-    constexpr std::string_view SEPARATORS = "/?#";
     url = url.substr(0, HASHED_TEXT_MAX);
     tagTextSums sums;
     SumText(sums, url, table.pIndex->bFold);
     const tagSearch search = {table, url, sums};
     uint32_t nFirst = NO_ENTRY;
     for (size_t nEnd = 0; nEnd <= url.size(); ++nEnd) {
-        if (nEnd < url.size() && SEPARATORS.find(url[nEnd]) == std::string_view::npos) continue;
+        if (nEnd < url.size() && !IsSeparator(url[nEnd])) continue;
         nFirst = std::min({nFirst, FindPrefix(search, nEnd), FindPiece(search, nEnd)});
     }
     return nFirst;
@@ -126,6 +126,10 @@ uint32_t FindKey(const tagPatternTable& table, bool bPiece, uint64_t nHash, std:
 
 bool SameText(const tagPatternIndex& index, std::string_view a, std::string_view b) {
     return index.bFold ? EqualNoCase(a, b) : a == b;
+}
+
+bool IsSeparator(char c) {
+    return c == '/' || c == '?' || c == '#';
 }
 
 bool IsPiece(const char* szPattern) {
