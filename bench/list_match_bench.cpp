@@ -98,6 +98,7 @@ void CheckPatterns(benchmark::State& state, Check check, bool bIndex) {
     size_t n = 0;
     for (auto _ : state)
         benchmark::DoNotOptimize(FirstPattern(table, questions[n++ % questions.size()], true));
+    DropPatternIndex(table);
     FreePatternTable(table);
 }
 

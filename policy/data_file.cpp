@@ -13,7 +13,6 @@
 #include "common/ascii.h"
 #include "common/cancellation_off.h"
 #include "modules/asapsdk/check_sum.h"
-#include "policy/pattern_index.h"
 
 // Records of numbers are used as they stand in the file.
 static_assert(std::endian::native == std::endian::little);
@@ -98,7 +97,6 @@ int ReadPortFile(const char* szPath, tagPortTable* pTable) {
 }
 
 void FreePatternTable(tagPatternTable& table) {
-    FreePatternIndex(table.pIndex);
     std::free(table.pPatterns);
     table = {0, nullptr};
 }

@@ -79,7 +79,7 @@ int ReadPatternFile(const char* szPath, tagPatternTable* pTable);
 int ReadAddrRangeFile(const char* szPath, tagAddrRangeTable* pTable);
 int ReadPortFile(const char* szPath, tagPortTable* pTable);
 
-// Frees the block, for patterns also their index, and leaves the empty table. Safe on an empty table.
+// Frees the block, but no index, and leaves the empty table. Safe on an empty table.
 void FreePatternTable(tagPatternTable& table);
 void FreeAddrRangeTable(tagAddrRangeTable& table);
 void FreePortTable(tagPortTable& table);

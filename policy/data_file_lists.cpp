@@ -34,8 +34,10 @@ void LoadTables(const tagTableFiles& files) {
 namespace {
 
 void FreeTables() {
+    DropPatternIndex(g_ExclusionPatterns);
     FreePatternTable(g_ExclusionPatterns);
     FreeAddrRangeTable(g_ExcludedRanges);
+    DropPatternIndex(g_TrustedURLPatterns);
     FreePatternTable(g_TrustedURLPatterns);
 }
 

@@ -22,6 +22,7 @@ struct tagSearch {
     const tagTextSums& sums;  // of the URL
 };
 
+void FreeIndex(tagPatternIndex* pIndex);
 uint32_t FindPrefix(const tagSearch& search, size_t nEnd);
 uint32_t FindPiece(const tagSearch& search, size_t nEnd);
 void AddPattern(const tagPatternTable& table, uint32_t nPattern);
@@ -47,7 +48,7 @@ void IndexPatterns(tagPatternTable& table, bool bFold) {
     }
     if (StartTextTable(pIndex->prefixes, table.nCount - nPieces) != 0 ||
         StartTextTable(pIndex->pieces, nPieces) != 0) {
-        FreePatternIndex(pIndex);
+        FreeIndex(pIndex);
         return;
     }
     table.pIndex = pIndex;
@@ -55,11 +56,9 @@ void IndexPatterns(tagPatternTable& table, bool bFold) {
         AddPattern(table, n);
 }
 
-void FreePatternIndex(tagPatternIndex* pIndex) {
-    if (!pIndex) return;
-    FreeTextTable(pIndex->prefixes);
-    FreeTextTable(pIndex->pieces);
-    std::free(pIndex);
+void DropPatternIndex(tagPatternTable& table) {
+    FreeIndex(table.pIndex);
+    table.pIndex = nullptr;
 }
 
 bool HasPatternIndex(const tagPatternTable& table, bool bFold) {
@@ -81,6 +80,13 @@ uint32_t FindPattern(const tagPatternTable& table, std::string_view url) {
 }
 
 namespace {
+
+void FreeIndex(tagPatternIndex* pIndex) {
+    if (!pIndex) return;
+    FreeTextTable(pIndex->prefixes);
+    FreeTextTable(pIndex->pieces);
+    std::free(pIndex);
+}
 
 uint32_t FindPrefix(const tagSearch& search, size_t nEnd) {
     if (!HasLength(search.table.pIndex->prefixes, nEnd)) return NO_ENTRY;

@@ -1,7 +1,7 @@
 // What answers for a table of URL patterns without walking it. Its answer is the walk's: the first pattern in
 // order that covers the URL (policy/pattern_match.h says when one does).
 //
-// Made when the table is loaded, freed with it (FreePatternTable), read by any worker in between.
+// Made when the table is loaded, freed before it, read by any worker in between.
 #pragma once
 
 #include <cstdint>
@@ -13,8 +13,8 @@
 // the table goes without and is walked.
 void IndexPatterns(tagPatternTable& table, bool bFold);
 
-// Safe on null.
-void FreePatternIndex(tagPatternIndex* pIndex);
+// Frees the table's index. Safe without one.
+void DropPatternIndex(tagPatternTable& table);
 
 // Whether the table has an index made with this bFold.
 bool HasPatternIndex(const tagPatternTable& table, bool bFold);

@@ -35,9 +35,15 @@ class ListIndexTest : public PolicyTest {
         g_bFirstFTPAddrMatch = 0;
     }
     void TearDown() override {
-        FreePatternTable(g_ExclusionPatterns);
-        FreePatternTable(g_TrustedURLPatterns);
+        FreePatterns();
         PolicyTest::TearDown();
+    }
+
+    static void FreePatterns() {
+        for (tagPatternTable* pTable : {&g_ExclusionPatterns, &g_TrustedURLPatterns}) {
+            DropPatternIndex(*pTable);
+            FreePatternTable(*pTable);
+        }
     }
 
     size_t Below(size_t nBound) { return m_random() % nBound; }
@@ -63,14 +69,13 @@ class ListIndexTest : public PolicyTest {
     }
 
     void FillAtRandom() {
-        PolicyTest::TearDown();
+        TearDown();
         SetUp();
         for (const auto& list : LISTS) {
             for (size_t n = Below(10); n > 0; --n)
                 CopyText(AppendListEntry(list.ppHead)->szEntry, RandomText(5));
         }
         for (tagPatternTable* pTable : {&g_ExclusionPatterns, &g_TrustedURLPatterns}) {
-            FreePatternTable(*pTable);
             pTable->nCount = static_cast<uint32_t>(Below(10));
             pTable->pPatterns = static_cast<char(*)[PATTERN_BYTES]>(std::calloc(10, PATTERN_BYTES));
             for (uint32_t n = 0; n < pTable->nCount; ++n)
