@@ -45,7 +45,9 @@ tagHost LookAtHost() {
             host.traffic = page->Read();
         }
     }
-    host.bRunsLive = host.daemon ? host.traffic.has_value() : host.bLiveTraffic;
+    // Its counters tell. A daemon of another version, or one that found no room for them, goes by the file.
+    const bool bChanged = host.daemon && IsConfigNewerThan(*host.daemon);
+    host.bRunsLive = host.traffic || (!bChanged && host.bLiveTraffic);
     return host;
 }
 

@@ -193,8 +193,7 @@ void JudgeRules(tagStatus& status, const tagHost& host, uint32_t nRules, bool bL
     const char* szRepair = bCanRepair ? "websec puts missing rules back within a minute" : "";
     if (nRules < RULE_GROUPS) status.Fail(should, szRepair);
     if (nRules > RULE_GROUPS) {
-        status.Warn(should + "; of a rule that it finds twice websec clears the whole chain",
-                    "websecctl reload makes them anew");
+        status.Warn(should + "; of a rule that it finds twice websec clears the whole chain", RESTART);
     }
     if (host.bRunsLive && !bLiveChain) {
         status.Fail(std::string("the chain ") + LIVE_CHAIN + " is not in " + host.table + " " + host.chain +
