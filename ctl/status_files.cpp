@@ -33,11 +33,13 @@ void AddConfig(tagStatus& status, tagHost& host) {
 void AddModules(tagStatus& status, tagHost& host) {
     const auto modules = CheckModules();
     const bool bScans = host.Wants(SWITCH_BROWSING) || host.Wants(SWITCH_PHISHING);
+    bool bKnown = false;
     size_t nSound = 0, nLoaded = 0;
     Json& document = status.document["modules"] = Json::object();
     for (const auto& module : modules) {
-        const bool bLoaded = host.daemon && HasLoaded(*host.daemon, module.szName) == true;
-        const bool bMissed = host.daemon && HasLoaded(*host.daemon, module.szName) == false;
+        const auto loaded = host.daemon ? HasLoaded(*host.daemon, module.szName) : std::nullopt;
+        const bool bLoaded = loaded.value_or(false), bMissed = !loaded.value_or(true);
+        bKnown = loaded.has_value();
         document[module.szName] = {{"sound", module.problem.empty()}, {"loaded", bLoaded}};
         nSound += module.problem.empty();
         nLoaded += bLoaded;
@@ -50,7 +52,7 @@ void AddModules(tagStatus& status, tagHost& host) {
     }
     status.rows.push_back({"modules", std::to_string(nSound) + " of " + std::to_string(modules.size()) +
                                           " sound" +
-                                          (host.daemon ? ", " + std::to_string(nLoaded) + " loaded" : "")});
+                                          (bKnown ? ", " + std::to_string(nLoaded) + " loaded" : "")});
 }
 
 void AddDataFiles(tagStatus& status, tagHost&) {
