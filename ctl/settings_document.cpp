@@ -52,7 +52,7 @@ Json SettingsDocument(const tagSettings& settings) {
 tagSettings ParseSettings(const std::string& text, Faults& faults) {
     tagSettings settings{};
     const Json document = ParseText(text, faults);
-    if (!faults.empty()) return settings;
+    if (document.is_discarded()) return settings;
     const auto version = document.is_object() ? document.find("version") : document.end();
     if (version != document.end() && version->is_number() && *version != SETTINGS_VERSION) {
         faults.push_back("version: " + version->dump() + " is not known; this websecctl reads version " +
@@ -73,7 +73,8 @@ tagSettings ParseSettings(const std::string& text, Faults& faults) {
 
 namespace {
 
-// The parser keeps the last of two members of one name: it would hide half of what somebody wrote.
+// Discarded when it is no JSON. The parser keeps the last of two members of one name: it would hide half of
+// what somebody wrote.
 Json ParseText(const std::string& text, Faults& faults) {
     std::vector<std::set<std::string>> open;
     const auto look = [&](int, Json::parse_event_t event, const Json& parsed) {
@@ -89,7 +90,7 @@ Json ParseText(const std::string& text, Faults& faults) {
     } catch (const Json::parse_error& error) {
         const std::string_view what = error.what();
         faults.push_back("it is no JSON: " + Printable(what.substr(what.find("] ") + 2)));
-        return nullptr;
+        return Json(Type::discarded);
     }
 }
 

@@ -68,7 +68,7 @@ TEST_F(Transfer, NamesEachFaultAndTakesNothing) {
         WriteFile("wrong.json", one.dump());
         EXPECT_THAT(Run({"import-settings", Path("wrong.json")}).err, HasSubstr(row.szFault));
     }
-    for (const char* szText : {"", "[1", "nul", R"({"lists": {}, "lists": 1})"}) {
+    for (const char* szText : {"", "[1", "nul", "null", R"({"lists": {}, "lists": 1})"}) {
         WriteFile("wrong.json", szText);
         EXPECT_EQ(Run({"import-settings", Path("wrong.json")}).nStatus, 1) << szText;
     }
