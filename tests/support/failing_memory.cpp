@@ -1,8 +1,8 @@
 // To be preloaded (LD_PRELOAD) into the daemon: lets chosen requests for memory fail, those of the C library,
 // the loader and other libraries included. A thread that is to be made counts as one, too. Programs that the
-// daemon runs keep their memory. The first name that is resolved is spared: of the requests that the C
-// library (2.36) makes then to set its resolver up, one that fails ends the process, another leaves a lock
-// held for ever.
+// daemon runs keep their memory. The first name that is resolved and the first text that is translated are
+// spared: of the requests that the C library (2.36) makes then to set itself up, some end the process when
+// they fail, and one leaves a lock held for ever.
 #include "tests/support/failing_memory.h"
 
 #include <dlfcn.h>
@@ -26,6 +26,7 @@ void* __libc_memalign(size_t nAlignment, size_t nBytes);
 
 namespace {
 using CreateThreadFn = int (*)(pthread_t*, const pthread_attr_t*, void* (*)(void*), void*);
+using TranslateFn = char* (*)(const char*, const char*);
 using ResolveFn = int (*)(const char*, const char*, const addrinfo*, addrinfo**);
 
 constexpr char PROGRAM[] = "websec";
@@ -33,7 +34,8 @@ constexpr char PROGRAM[] = "websec";
 tagFailingMemory* g_pFaults = nullptr;
 CreateThreadFn g_pfnCreateThread = nullptr;
 ResolveFn g_pfnResolve = nullptr;
-std::atomic<bool> g_bResolved = false;
+TranslateFn g_pfnTranslate = nullptr;
+std::atomic<bool> g_bResolved = false, g_bTranslated = false;
 thread_local bool t_bSpared = false;
 
 void* SystemMap(void* pAt, size_t nBytes, int nProtection, int nFlags, int fd, off_t nOffset) {
@@ -44,6 +46,7 @@ void* SystemMap(void* pAt, size_t nBytes, int nProtection, int nFlags, int fd, o
 __attribute__((constructor)) void FindFaults() {
     g_pfnCreateThread = reinterpret_cast<CreateThreadFn>(dlsym(RTLD_NEXT, "pthread_create"));
     g_pfnResolve = reinterpret_cast<ResolveFn>(dlsym(RTLD_NEXT, "getaddrinfo"));
+    g_pfnTranslate = reinterpret_cast<TranslateFn>(dlsym(RTLD_NEXT, "dgettext"));
     const char* szFile = getenv("FAILING_MEMORY_FILE");
     if (!szFile || strcmp(program_invocation_short_name, PROGRAM) != 0) return;
     const int fd = open(szFile, O_RDWR | O_CLOEXEC);
@@ -104,5 +107,12 @@ int getaddrinfo(const char* szName, const char* szService, const addrinfo* pHint
     const int nResult = g_pfnResolve(szName, szService, pHints, ppAnswer);
     t_bSpared = false;
     return nResult;
+}
+
+char* dgettext(const char* szDomain, const char* szKey) {
+    t_bSpared = !g_bTranslated.exchange(true);
+    char* szText = g_pfnTranslate(szDomain, szKey);
+    t_bSpared = false;
+    return szText;
 }
 }

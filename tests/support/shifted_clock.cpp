@@ -1,5 +1,6 @@
-// To be preloaded (LD_PRELOAD): the wall clock is ahead by as many seconds as the file named by SHIFTED_CLOCK_FILE
-// tells in digits, read at each question, so that it can be set back and forth under a running program.
+// To be preloaded (LD_PRELOAD): the wall clock is ahead by as many seconds as the file named by
+// SHIFTED_CLOCK_FILE tells in digits, read at each question, so that it can be set back and forth under a
+// running program.
 #include <fcntl.h>
 #include <sys/syscall.h>
 #include <sys/time.h>
