@@ -84,7 +84,7 @@ blocks() {
 restore() {
     rm -rf "$product" "$lists"
     cp -a "$sound/product" "$product"
-    rm -f /var/lib/websec/websec.db*
+    rm -rf /var/lib/websec/websec.db*
     cp -a "$sound/websec.db" /var/lib/websec/
     cp -a "$sound/lists" "$lists"
 }
@@ -290,11 +290,12 @@ set_up() {
     echo '192.0.2.2 phish.example games.example' >>/etc/hosts
     printf '[IPTABLEConfigurations]\nUseDefinedPorts=1\n[ServiceConfigurations]\nLiveTraffic=1\n' >$product/websec.cfg
     echo phish.example >"$LAB_DIR/phish"
+    echo harm.example >"$LAB_DIR/harm"
     echo games.example >"$LAB_DIR/games"
     {
         websecctl protection report on && websecctl protection category on && websecctl protection blocklist on &&
             websecctl block add blocked.example && websecctl category block games &&
-            websecctl import phishing "$LAB_DIR/phish" && websecctl import harmful --name h "$LAB_DIR/phish" &&
+            websecctl import phishing "$LAB_DIR/phish" && websecctl import harmful "$LAB_DIR/harm" &&
             websecctl import category games "$LAB_DIR/games" &&
             echo excluded.example/ | websecctl datafile build exclusion $product/pcintwl.dat - &&
             echo trusted.example/ | websecctl datafile build trusted $product/bpintwl.dat - &&

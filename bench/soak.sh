@@ -107,18 +107,21 @@ disturb() {
     done >"$soak/disturb.out" 2>&1
 }
 
-# Second, resident KiB, peak KiB, descriptors, threads.
+# Second, resident KiB, peak KiB, descriptors, threads, resident KiB without the tables of fixed size (packet store,
+# gathered requests), whose pages come into use one by one as traffic first reaches them.
 sample() {
     awk -v now="$(($(date +%s) - start))" -v fds="$(find "/proc/$pid/fd" -mindepth 1 2>/dev/null | wc -l)" '
-        /^VmRSS/ { rss = $2 } /^VmHWM/ { hwm = $2 } /^Threads/ { threads = $2 }
-        END { if (rss) print now, rss, hwm, fds, threads }' "/proc/$pid/status" 2>/dev/null
+        /^VmHWM/ { hwm = $2 } /^Threads/ { threads = $2 }
+        /^[0-9a-f]+-[0-9a-f]+ / { fixed = $6 == "" && last ~ /websec$/; last = $6 }
+        /^Rss:/ { rss += $2; if (!fixed) rest += $2 }
+        END { if (rss) print now, rss, hwm, fds, threads, rest }' "/proc/$pid/status" "/proc/$pid/smaps" 2>/dev/null
 }
 
 report() {
     local failed=0
     awk -v all=$((minutes * 60)) '
         { q = int($1 * 4 / all); if (q > 3) q = 3; n[q]++
-          for (i = 2; i <= 5; i++) {
+          for (i = 2; i <= 6; i++) {
               sum[q, i] += $i
               if ($i > max[q, i]) max[q, i] = $i
               if (n[q] == 1 || $i < min[q, i]) min[q, i] = $i } }
@@ -128,12 +131,12 @@ report() {
             printf "not flat: %s, %.1f before, %.1f now\n", what, before, after
             bad = 1 }
         END {
-            printf "%-8s %8s %14s %12s %10s %18s %8s\n", "quarter", "samples", "RSS mean KiB", "RSS max KiB",
+            printf "%-8s %8s %13s %18s %10s %20s %8s\n", "quarter", "samples", "RSS mean KiB", "less fixed tables",
                    "VmHWM KiB", "descriptors min-max", "threads"
             for (q = 0; q < 4; q++)
-                printf "%-8d %8d %14.0f %12d %10d %18s %8.1f\n", q + 1, n[q], mean(q, 2), max[q, 2], max[q, 3],
+                printf "%-8d %8d %13.0f %18.0f %10d %20s %8.1f\n", q + 1, n[q], mean(q, 2), mean(q, 6), max[q, 3],
                        min[q, 4] "-" max[q, 4], mean(q, 5)
-            hold("memory", mean(1, 2), mean(3, 2))
+            hold("memory", mean(1, 6), mean(3, 6))
             hold("descriptors", min[1, 4], min[3, 4])  # those of requests under way come and go
             hold("threads", mean(1, 5), mean(3, 5))
             exit bad

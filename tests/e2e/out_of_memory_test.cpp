@@ -18,7 +18,7 @@
 #include "tests/support/failing_memory.h"
 
 namespace {
-constexpr int PASS_MS = 5000;
+constexpr int PASS_MS = 20000;
 
 uint64_t Step(uint64_t nDefault) {
     const char* szStep = std::getenv("WEBSEC_FAULT_STEP");
@@ -122,7 +122,7 @@ TEST_P(OutOfMemory, AtTheStart) {
     tagDaemon undisturbed = StartDaemon(FaultPage::Prefix());
     const uint64_t nRequests = m_faults.Asked();
     EXPECT_GT(nRequests, 500u);
-    EXPECT_EQ(StopDaemon(undisturbed), 0);
+    EXPECT_EQ(StopDaemon(undisturbed, PASS_MS), 0);
 
     int nEnded = 0, nCameUp = 0;
     for (const bool bLasting : {false, true}) {
@@ -142,7 +142,7 @@ TEST_P(OutOfMemory, AtTheStart) {
             // not made comes with a pass of the watchdog.
             if (IsLive() && QueueRules() >= 3) ExpectHealed(daemon.pid);
             EXPECT_EQ(Get("allowed.example").nStatus, 200);
-            ASSERT_EQ(StopDaemon(daemon), 0);
+            ASSERT_EQ(StopDaemon(daemon, PASS_MS), 0);
             ASSERT_TRUE(IsNothingLeft());
         }
     }
@@ -170,7 +170,7 @@ TEST_P(OutOfMemory, AtAReload) {
             }
         }
     }
-    EXPECT_EQ(StopDaemon(daemon), 0);
+    EXPECT_EQ(StopDaemon(daemon, PASS_MS), 0);
     std::printf("%d reloads with a fault\n", nFaults);
 }
 
