@@ -2,14 +2,16 @@
 # The packages on a bare Debian 12 that boots systemd, in namespaces of its own: install, protect, block, report,
 # restart, kill, upgrade, remove, purge; tests/package/on_bare_debian.sh is what runs there.
 #
-# Usage: sudo tests/package/bare_debian.sh      makes the packages when build/package/ has none; takes minutes
+# Usage: sudo tests/package/bare_debian.sh [DIR]   the packages of DIR, build/package without it, where they are made
+#                                                  when there are none; takes minutes
 set -eu
 cd "$(dirname "$(realpath "$0")")/../.."
 . scripts/packages.sh
 [ "$(id -u)" = 0 ] || { echo "needs root for its namespaces" >&2; exit 1; }
 install_packages $BARE_ROOT_PACKAGES
-ls build/package/*.deb >/dev/null 2>&1 || scripts/package
 out=$PWD/build/package
+packages=$(realpath "${1:-$out}")
+ls "$packages"/*.deb >/dev/null 2>&1 || scripts/package
 base=$out/bookworm
 root=$out/root
 
@@ -17,7 +19,8 @@ root=$out/root
 make_base() {
     rm -rf "$base.new"
     debootstrap --variant=minbase \
-        --include=systemd-sysv,dbus,iproute2,curl,procps,nginx-light,openssl,bash-completion bookworm "$base.new" >"$out/debootstrap.log"
+        --include=systemd-sysv,dbus,iproute2,curl,procps,nginx-light,openssl \
+        bookworm "$base.new" >"$out/debootstrap.log"
     mv "$base.new" "$base"
 }
 
@@ -25,8 +28,8 @@ make_base() {
 # first one under another number.
 fill_test_folder() {
     mkdir -p "$root/test/1" "$root/test/2"
-    cp "$out"/*.deb "$root/test/1"
-    for package in "$out"/*.deb; do
+    cp "$packages"/*.deb "$root/test/1"
+    for package in "$packages"/*.deb; do
         dpkg-deb -R "$package" "$root/test/unpacked"
         sed -i 's/^Version: .*/&+next/' "$root/test/unpacked/DEBIAN/control"
         dpkg-deb -b "$root/test/unpacked" "$root/test/2" >/dev/null
@@ -50,7 +53,7 @@ UNIT
 rm -rf "$root"
 cp -a "$base" "$root"
 fill_test_folder
-boot="systemd-nspawn -q -D $root --boot --register=no --keep-unit --private-network --console=pipe"
+boot="systemd-nspawn -q -D $root --boot --register=no --keep-unit --private-network --resolv-conf=off --console=pipe"
 unshare -mnp -f --kill-child --mount-proc timeout 900 $boot </dev/null >"$out/boot.log" 2>&1 || true
 cat "$root/test/log"
 exit "$(cat "$root/test/status")"

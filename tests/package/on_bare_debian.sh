@@ -28,6 +28,9 @@ make_network() {
         '192.0.2.2 casino.example phish.example' >/etc/hosts
     mkdir -p /run/www
     echo hello >/run/www/index.html
+    printf '%s\n' '# id,dateadded,url,url_status,last_online,threat' '1,d,http://evil.example/x,online,,malware' \
+        >/run/www/urlhaus.csv
+    echo 'nameserver 127.0.0.1' >/etc/resolv.conf
     openssl req -x509 -newkey rsa:2048 -nodes -days 2 -subj /CN=lab -keyout /run/key.pem -out /run/cert.pem 2>/dev/null
     cat >/run/nginx.conf <<'NGINX'
 events {}
@@ -66,7 +69,7 @@ await() { # SECONDS COMMAND...
 snapshot() { # FILE
     find / -xdev \( -path /proc -o -path /sys -o -path /dev -o -path /tmp -o -path /var/tmp -o -path /test -o -path /run \
         -o -path /var/cache -o -path /var/log -o -path /var/lib/dpkg -o -path /var/lib/apt -o -path /root \
-        -o -path /var/lib/systemd -o -path /var/lib/private \) -prune -o -print | sort >"$1.files"
+        -o -path /var/lib/systemd -o -path /etc/resolv.conf -o -path /var/lib/private \) -prune -o -print | sort >"$1.files"
     find /run -xdev -name '*websec*' ! -name 'websec-test*' | sort >>"$1.files"
     getent passwd | sort >"$1.users"
     ps -eo comm= | grep -e websec -e own-chain -e run-direct | sort >"$1.processes"
@@ -168,7 +171,7 @@ main() {
         "$(awk '/^CapEff/ { print $2 }' /proc/"$(systemctl show -p MainPID --value websec)"/status)"
     row "the modules are loaded" 0 "$(websecctl --json status | grep -c '"loaded": *false')"
     reported "installed"
-    row "translated" yes "$(yes_if grep -q Blocked <(websecctl --json report --limit 1))"
+    row "reported in words" 1 "$(websecctl --json report --limit 1 | grep -c '"message": *"[A-Z]')"
 
     systemctl restart websec
     blocking "restarted"
@@ -193,7 +196,7 @@ main() {
     blocking "upgraded"
     row "websec.cfg kept" "; mine" "$(tail -1 $product/websec.cfg)"
 
-    bash /test/run_examples.sh /test/README.md /test/docs/*.md /test/man/*.scd >/tmp/examples.log 2>&1
+    bash /test/run_examples.sh /test/README.md /test/docs/guide-{host,feed,limits}.md /test/man/*.scd >/tmp/examples.log 2>&1
     row "the examples of README, guides and pages" 0 "$(r=$?; [ $r = 0 ] || tail -15 /tmp/examples.log; echo $r)"
 
     apt-get remove -qq -y websec websec-catserver >/dev/null 2>&1
