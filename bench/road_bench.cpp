@@ -13,6 +13,7 @@
 #include "inspect/http_request.h"
 #include "inspect/ipv4_tcp.h"
 #include "inspect/protocol_detect.h"
+#include "inspect/queued_packet.h"
 #include "inspect/tls_client_hello.h"
 #include "inspect/url_helpers.h"
 #include "intercept/queue_attributes.h"
