@@ -56,7 +56,8 @@ TEST_F(Doctor, NamesTheCauseAndTheRemedy) {
          "2 rules in mangle POSTROUTING", "within a minute", true},
         {"mv /usr/sbin/iptables /tmp/i", "mv /tmp/i /usr/sbin/iptables", "there is no iptables binary",
          "install iptables", true},
-        {"pkill -STOP -x websec", "pkill -CONT -x websec", "websec is stopped", "kill -CONT", true},
+        {"pkill -STOP -x websec; sleep 0.2", "pkill -CONT -x websec", "websec is stopped", "kill -CONT",
+         true},
     };
     tagDaemon daemon = StartDaemon();
     for (const auto& row : rows) {
