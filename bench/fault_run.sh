@@ -40,7 +40,7 @@ settle() {
 prefix=""
 launch() {
     # shellcheck disable=SC2086
-    env $prefix timeout 5 websec >"$LAB_DIR/launch.out" 2>&1
+    (env $prefix timeout 5 websec >"$LAB_DIR/launch.out" 2>&1) 2>/dev/null
     sleep 0.05
     pid=$(pgrep -ox websec) || pid=0  # the oldest: a child on its way to iptables bears the name, too
 }

@@ -36,11 +36,11 @@ again() {
     done
 }
 
-get() { curl -sSk -m 10 -o /dev/null "$@"; }
+get() { curl -sSk -m 30 -o /dev/null "$@"; }
 burst() { get -Z --parallel-max 50 'http://allowed.example/[1-200]'; }
 # The same connection for all of them.
 keep() { get 'http://allowed.example/[1-100]'; }
-fetch() { wget -q -T 10 -t 1 --no-check-certificate -O /dev/null "$@"; }
+fetch() { wget -q -T 30 -t 1 --no-check-certificate -O /dev/null "$@"; }
 shake() { openssl s_client -connect "$1:443" -servername "$1" </dev/null 2>&1 | grep -q 'BEGIN CERTIFICATE'; }
 
 # A hello in segments of 100 bytes, then the rest of the handshake.
@@ -50,7 +50,7 @@ import socket, ssl, sys, time
 context = ssl._create_unverified_context()
 incoming, outgoing = ssl.MemoryBIO(), ssl.MemoryBIO()
 tls = context.wrap_bio(incoming, outgoing, server_hostname=sys.argv[1])
-with socket.create_connection((sys.argv[1], 443), 10) as connection:
+with socket.create_connection((sys.argv[1], 443), 30) as connection:
     connection.setsockopt(socket.IPPROTO_TCP, socket.TCP_NODELAY, 1)
     while True:
         try:

@@ -54,6 +54,9 @@ int ReadStore(tagClientSettingData* pSettings) {
     const uint8_t nMode = &g_bUseCatServer ? g_bUseCatServer : uint8_t{CATENGINE_LIBRARY};
     tagStore store;
     int nResult = OpenStore(&store, STORE_OPEN_EXISTING, STORE_BUSY_MS_SETTINGS);
+    // SQLite wants to make a file beside the database; a disk that refuses must not cost the protection.
+    if (nResult == STORE_FULL || nResult == STORE_DENIED || nResult == STORE_FAILED)
+        nResult = OpenStore(&store, STORE_READ_STILL, STORE_BUSY_MS_SETTINGS);
     if (nResult == STORE_OK) nResult = FillClientSettings(&store, nMode, pSettings);
     CloseStore(&store);
     return nResult;

@@ -16,6 +16,7 @@
 
 namespace {
 int ConnectStore(tagStore* pStore, const char* szFile, int nMode, int nBusyMs);
+int OpenStill(tagStore* pStore, const char* szFile);
 int WaitForLock(void* pBusyMs, int nCalls);
 int CreateStoreFile(tagStore* pStore, int nBusyMs);
 int PutNewFile(tagStore* pStore, int nBusyMs);
@@ -67,11 +68,30 @@ int EndStoreChange(tagStore* pStore, int bKeep) {
 namespace {
 int ConnectStore(tagStore* pStore, const char* szFile, int nMode, int nBusyMs) {
     const int nOpened =
-        sqlite3_open_v2(szFile, &pStore->pDb, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX, nullptr);
+        nMode == STORE_READ_STILL
+            ? OpenStill(pStore, szFile)
+            : sqlite3_open_v2(szFile, &pStore->pDb, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX, nullptr);
     if (nOpened != SQLITE_OK) return StoreError(pStore, nOpened);
     pStore->nBusyMs = nBusyMs;
     sqlite3_busy_handler(pStore->pDb, WaitForLock, &pStore->nBusyMs);
     return CheckVersion(pStore, nMode);
+}
+
+// An SQLITE_* code. With "immutable" SQLite reads the database alone, so nothing may wait in the journal.
+int OpenStill(tagStore* pStore, const char* szFile) {
+    char szName[3 * sizeof pStore->szPath];
+    struct stat journal {};
+    std::snprintf(szName, sizeof szName, "%s-wal", szFile);
+    if (stat(szName, &journal) == 0 && journal.st_size != 0) return SQLITE_READONLY;
+    size_t nLength = static_cast<size_t>(std::snprintf(szName, sizeof szName, "file:"));
+    for (; *szFile && nLength + sizeof "%00?immutable=1" < sizeof szName; ++szFile) {
+        const bool bPlain = *szFile != '%' && *szFile != '?' && *szFile != '#';
+        nLength += static_cast<size_t>(
+            std::snprintf(szName + nLength, sizeof szName - nLength, bPlain ? "%c" : "%%%02X", *szFile));
+    }
+    std::snprintf(szName + nLength, sizeof szName - nLength, "?immutable=1");
+    return sqlite3_open_v2(szName, &pStore->pDb, SQLITE_OPEN_READONLY | SQLITE_OPEN_URI | SQLITE_OPEN_NOMUTEX,
+                           nullptr);
 }
 
 // SQLite's own time-out sleeps longer and longer, and so loses every race against a busy writer.
@@ -151,6 +171,7 @@ int CheckVersion(tagStore* pStore, int nMode) {
                       static_cast<long long>(nVersion), STORE_SCHEMA_VERSION);
         return StoreRefusal(pStore, STORE_NEWER, szDetail);
     }
+    if (nVersion > 0 && nMode == STORE_READ_STILL) return StoreRefusal(pStore, STORE_DENIED, "older version");
     if (nVersion > 0) return UpgradeSchema(pStore);
     if (nMode != STORE_CREATE) return StoreRefusal(pStore, STORE_MISSING, nullptr);
     return CreateSchema(pStore);

@@ -35,6 +35,7 @@ enum : int {
 enum : int {
     STORE_OPEN_EXISTING = 0,  // missing or empty: STORE_MISSING
     STORE_CREATE = 1,         // make the directory (0700), the file (0600) and the schema with its defaults
+    STORE_READ_STILL = 2,     // likewise missing; only to be read, on a disk to which nobody can write
 };
 
 constexpr int STORE_SCHEMA_VERSION = 2;
@@ -54,9 +55,10 @@ struct tagStore {
 const char* StorePath();
 
 // Opens the store at StorePath(). pStore is overwritten; on failure it is closed and holds the error text.
-// nMode is STORE_OPEN_EXISTING or STORE_CREATE; nBusyMs bounds the wait for a lock in this and in every later
-// operation. A database of an older version is brought to the present schema in either mode, an empty one
-// when nMode is STORE_CREATE.
+// nMode is one of the three above; nBusyMs bounds the wait for a lock in this and in every later
+// operation. A database of an older version is brought to the present schema in the first two, an empty one
+// when nMode is STORE_CREATE. STORE_READ_STILL makes no file, where the others need one beside the database; it
+// answers STORE_DENIED while a journal holds changes that have not come into the database.
 int OpenStore(tagStore* pStore, int nMode, int nBusyMs);
 
 // Closes it; an open change is taken back. Safe on a zeroed or closed record. szError stays.

@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <string>
 
+#include "common/product_paths.h"
 #include "tests/e2e/daemon.h"
 #include "tests/e2e/lab.h"
 #include "tests/e2e/queue_taker.h"
@@ -116,6 +117,24 @@ TEST_F(Startup, EndOfTheReceiverEndsTheService) {
     EXPECT_EQ(QueueRules(), 0u);
     EXPECT_EQ(Get("long.example", "/", "127.0.0.1").nStatus, 200);
     EXPECT_THAT(Status(), HasSubstr("not running"));
+}
+
+// Not even a pipe, which would make whoever reads it wait; bench/fault_run.sh has the other faults of files.
+TEST_F(Startup, NoFileHoldsTheDaemonUp) {
+    const std::string folder =
+        "cd " PRODUCT_DIR
+        " && for f in libdbmod.so urlcheck.so websec.cfg kvinet.opt "
+        "translation/en_US.utf8/LC_MESSAGES/lang.mo pcintwl.dat bpintwl.dat wsintip.dat "
+        "wswebflt.dat wscatsts.dat; do ";
+    MustRun(folder + "{ [ ! -e $f ] || mv $f $f.away; } && mkfifo $f; done");
+    tagDaemon daemon = LaunchDaemon();
+    EXPECT_TRUE(Within(5000, [&] { return LetsSignalsIn(daemon.pid); }));
+    for (const int nSignal : {SIGHUP, SIGUSR2}) {
+        kill(daemon.pid, nSignal);
+        EXPECT_EQ(Get("allowed.example").nStatus, 200) << nSignal;
+    }
+    EXPECT_EQ(StopDaemon(daemon), 0);
+    MustRun(folder + "rm $f; [ ! -e $f.away ] || mv $f.away $f; done");
 }
 
 // While the signals are still kept back, as they are let in (the watchdog is made then; on one processor it

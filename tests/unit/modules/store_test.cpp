@@ -51,6 +51,29 @@ TEST_F(StoreTest, LeavesNothingBehindWhenTheDiskIsFullAndCanBeMadeLater) {
     CreateStore();
 }
 
+TEST_F(StoreTest, CanBeReadStillWhereNoFileCanBeMade) {
+    m_file = m_directory + "/o%41?#/websec.db";  // a name that means something else in a URI
+    setenv("WEBSEC_DB", m_file.c_str(), 1);
+    CreateStore();
+    CloseStore(&m_store);
+    struct rlimit saved;
+    ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &saved), 0);
+    signal(SIGXFSZ, SIG_IGN);
+    const struct rlimit full = {1, saved.rlim_max};
+    setrlimit(RLIMIT_FSIZE, &full);
+    EXPECT_NE(OpenStore(&m_store, STORE_OPEN_EXISTING, 100), STORE_OK);
+    EXPECT_EQ(OpenStore(&m_store, STORE_READ_STILL, 100), STORE_OK) << m_store.szError;
+    tagClientSettingData settings{};
+    EXPECT_EQ(FillClientSettings(&m_store, 0, &settings), STORE_OK) << m_store.szError;
+    ReleaseSettings(settings);
+    setrlimit(RLIMIT_FSIZE, &saved);
+    signal(SIGXFSZ, SIG_DFL);
+
+    CloseStore(&m_store);
+    Write(m_file + "-wal", "changes");
+    EXPECT_EQ(OpenStore(&m_store, STORE_READ_STILL, 100), STORE_DENIED);
+}
+
 TEST_F(StoreTest, RefusesWhatItCannotRead) {
     struct {
         int nExpected;
