@@ -18,6 +18,7 @@ namespace {
 constinit tagReportWriter g_Writer;
 
 int ReadStore(tagClientSettingData* pSettings);
+bool IsDiskRefusing(int nResult);
 
 // At dlclose, or at the end of the process.
 __attribute__((destructor)) void StopModule() {
@@ -54,11 +55,16 @@ int ReadStore(tagClientSettingData* pSettings) {
     const uint8_t nMode = &g_bUseCatServer ? g_bUseCatServer : uint8_t{CATENGINE_LIBRARY};
     tagStore store;
     int nResult = OpenStore(&store, STORE_OPEN_EXISTING, STORE_BUSY_MS_SETTINGS);
-    // SQLite wants to make a file beside the database; a disk that refuses must not cost the protection.
-    if (nResult == STORE_FULL || nResult == STORE_DENIED || nResult == STORE_FAILED)
-        nResult = OpenStore(&store, STORE_READ_STILL, STORE_BUSY_MS_SETTINGS);
+    if (IsDiskRefusing(nResult)) nResult = OpenStore(&store, STORE_READ_STILL, STORE_BUSY_MS_SETTINGS);
     if (nResult == STORE_OK) nResult = FillClientSettings(&store, nMode, pSettings);
     CloseStore(&store);
     return nResult;
+}
+
+// SQLite wants to make files beside the database; a disk that is full or read-only must not cost the
+// protection. One that it cannot make looks like a database that is missing.
+bool IsDiskRefusing(int nResult) {
+    return nResult == STORE_FULL || nResult == STORE_DENIED || nResult == STORE_FAILED ||
+           nResult == STORE_MISSING;
 }
 }  // namespace

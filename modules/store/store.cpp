@@ -80,7 +80,10 @@ int ConnectStore(tagStore* pStore, const char* szFile, int nMode, int nBusyMs) {
 // An SQLITE_* code. With "immutable" SQLite reads the database alone, so nothing may wait in the journal.
 int OpenStill(tagStore* pStore, const char* szFile) {
     char szName[3 * sizeof pStore->szPath];
+    struct stat file {};
     struct stat journal {};
+    // SQLite would wait at a pipe.
+    if (stat(szFile, &file) != 0 || !S_ISREG(file.st_mode)) return SQLITE_CANTOPEN;
     std::snprintf(szName, sizeof szName, "%s-wal", szFile);
     if (stat(szName, &journal) == 0 && journal.st_size != 0) return SQLITE_READONLY;
     size_t nLength = static_cast<size_t>(std::snprintf(szName, sizeof szName, "file:"));
