@@ -55,7 +55,10 @@ int ReadStore(tagClientSettingData* pSettings) {
     const uint8_t nMode = &g_bUseCatServer ? g_bUseCatServer : uint8_t{CATENGINE_LIBRARY};
     tagStore store;
     int nResult = OpenStore(&store, STORE_OPEN_EXISTING, STORE_BUSY_MS_SETTINGS);
-    if (IsDiskRefusing(nResult)) nResult = OpenStore(&store, STORE_READ_STILL, STORE_BUSY_MS_SETTINGS);
+    // When that fails, too, the first answer says why.
+    if (IsDiskRefusing(nResult) && OpenStore(&store, STORE_READ_STILL, STORE_BUSY_MS_SETTINGS) == STORE_OK) {
+        nResult = STORE_OK;
+    }
     if (nResult == STORE_OK) nResult = FillClientSettings(&store, nMode, pSettings);
     CloseStore(&store);
     return nResult;
