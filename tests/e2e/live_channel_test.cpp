@@ -91,6 +91,24 @@ TEST_F(LiveChannel, TheDeviceGoesDownWithPacketsWaiting) {
         EXPECT_EQ(pClient->Answer().nStatus, 200) << "sent again";
 }
 
+// The kernel lets pass what it has no room for, and says so. Datagrams are quickly made.
+TEST_F(LiveChannel, WhatThePacketBufferCannotHoldIsReported) {
+    MustRun("iptables -t mangle -I OUTPUT -p udp --dport 9 -j NFQUEUE --queue-num 0");
+    HoldDaemon(daemon);
+    const int fd = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    const int nRoom = 256 << 20;
+    EXPECT_EQ(setsockopt(fd, SOL_SOCKET, SO_SNDBUFFORCE, &nRoom, sizeof nRoom), 0);
+    sockaddr_in to{};
+    to.sin_family = AF_INET;
+    to.sin_port = htons(9);
+    to.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    for (int i = 0; i < 60'000; ++i)
+        (void)sendto(fd, "x", 1, MSG_DONTWAIT, reinterpret_cast<const sockaddr*>(&to), sizeof to);
+    close(fd);
+    kill(daemon.pid, SIGCONT);
+    EXPECT_TRUE(Within(2000, [] { return Count(COUNT_KERNEL_OVERRUN) > 0; }));
+}
+
 // A second daemon finds the queue taken and leaves without touching the rules of the first.
 TEST_F(LiveChannel, ASecondDaemonLeavesAtOnce) {
     tagDaemon second = LaunchDaemon();
