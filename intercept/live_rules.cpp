@@ -1,5 +1,6 @@
 #include "intercept/live_rules.h"
 
+#include <atomic>
 #include <cstring>
 
 #include "intercept/iptables_rules.h"
@@ -37,8 +38,9 @@ constexpr tagStart STARTS[] = {
 };
 
 tagChainsMade s_Made;
+std::atomic<bool> s_bWatching{false};
 
-void AppendRepeatRules(tagChainText& rules, bool bTracking);
+void AppendRepeatRules(tagChainText& rules);
 void AppendWatchRules(tagChainText& rules);
 void AppendStartRules(tagChainText& rules, bool bTracking);
 }  // namespace
@@ -48,29 +50,40 @@ void ManageLiveRules(uint32_t nMode) {
     const tagOwnChains chains{config.szIptablesPath, config.szIptableTable, config.szIptableChain, "-p tcp",
                               NAMES};
     if (nMode == RULE_REMOVE) {
+        s_bWatching = false;
         RemoveOwnChains(chains);
         return;
     }
+    bool bWatching = false;
     for (const bool bTracking : {true, false}) {
         tagChainText rules{};
-        AppendRepeatRules(rules, bTracking);
-        if (bTracking) AppendWatchRules(rules);
+        if (bTracking) {
+            AppendRepeatRules(rules);
+            AppendWatchRules(rules);
+        }
         AppendStartRules(rules, bTracking);
-        if (PutOwnChains(chains, rules, &s_Made) == 0) return;
+        if (PutOwnChains(chains, rules, &s_Made) != 0) continue;
+        bWatching = bTracking;
+        break;
     }
+    s_bWatching = bWatching;
+}
+
+bool AreConnectionsWatched() {
+    return s_bWatching;
 }
 
 namespace {
-void AppendRepeatRules(tagChainText& rules, bool bTracking) {
-    constexpr uint32_t MARKS = STREAM_MARK_RELEASE | STREAM_MARK_WATCH;
-    AppendText(rules, "-A %s -m mark ! --mark 0x0/0x%x -j %s\n", LIVE, MARKS, REPEAT);
-    if (bTracking) {
-        AppendText(rules, "-A %s -m mark --mark 0x%x/0x%x -j CONNMARK --set-xmark 0x0/0x%x\n", REPEAT,
-                   STREAM_MARK_RELEASE, STREAM_MARK_RELEASE, STREAM_MARK_WATCHED);
-        AppendText(rules, "-A %s -m mark --mark 0x%x/0x%x -j CONNMARK --set-xmark 0x%x/0x%x\n", REPEAT,
-                   STREAM_MARK_WATCH, STREAM_MARK_WATCH, STREAM_MARK_WATCHED, STREAM_MARK_WATCHED);
-    }
-    AppendText(rules, "-A %s -j MARK --set-xmark 0x0/0x%x\n-A %s -j ACCEPT\n", REPEAT, MARKS, REPEAT);
+void AppendRepeatRules(tagChainText& rules) {
+    constexpr uint32_t WATCHED = STREAM_MARK_WATCHED;
+    for (const uint32_t nMark : {STREAM_MARK_RELEASE, STREAM_MARK_WATCH})
+        AppendText(rules, "-A %s -m mark --mark 0x%x/0x%x -j %s\n", LIVE, nMark, STREAM_MARK_BITS, REPEAT);
+    AppendText(rules, "-A %s -m mark --mark 0x%x/0x%x -j CONNMARK --set-xmark 0x0/0x%x\n", REPEAT,
+               STREAM_MARK_RELEASE, STREAM_MARK_BITS, WATCHED);
+    AppendText(rules, "-A %s -m mark --mark 0x%x/0x%x -j CONNMARK --set-xmark 0x%x/0x%x\n", REPEAT,
+               STREAM_MARK_WATCH, STREAM_MARK_BITS, WATCHED, WATCHED);
+    AppendText(rules, "-A %s -j MARK --set-xmark 0x0/0x%x\n-A %s -j ACCEPT\n", REPEAT, STREAM_MARK_BITS,
+               REPEAT);
 }
 
 // Data shows in PSH, which closes every write of a sender, or in four bytes behind the headers.

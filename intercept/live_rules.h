@@ -7,7 +7,7 @@
 // connection's mark follows it, the packet's is taken off again, and it passes.
 //
 // Where the kernel cannot track connections, starts alone are queued; where it refuses these rules
-// altogether, the plain ones do what they can.
+// altogether, the plain ones do what they can; no packet gets a mark then.
 #pragma once
 
 #include <cstdint>
@@ -16,3 +16,6 @@
 // nothing was. RULE_REMOVE: takes them away, also those that a crash left. One pass at a time
 // (intercept/iptables_rules.h).
 void ManageLiveRules(uint32_t nMode);
+
+// Whether the rules are in force that watch connections and read STREAM_MARK_*. Any thread.
+bool AreConnectionsWatched();

@@ -11,6 +11,7 @@
 #include <cerrno>
 
 #include "common/traffic_counters.h"
+#include "intercept/live_rules.h"
 #include "intercept/packet_store.h"
 #include "intercept/queue_attributes.h"
 #include "intercept/queue_messages.h"
@@ -137,8 +138,8 @@ int RequestFlags(const tagQueueReceiver& receiver, uint32_t nFlags) {
 
 uint32_t StreamMarkOf(const tagPacketInfo& packet) {
     if (packet.nPacketId == 0 || packet.nVerdict != NF_ACCEPT) return 0;
-    // It has met the rules again already and nobody took the mark off: our chain is gone.
-    if ((packet.nMark & (STREAM_MARK_RELEASE | STREAM_MARK_WATCH)) != 0) return 0;
+    // Others use these bits; or it has met the rules again already and nobody took the mark off.
+    if ((packet.nMark & STREAM_MARK_BITS) != 0 || !AreConnectionsWatched()) return 0;
     if (packet.nStreamMark == STREAM_RELEASE) return STREAM_MARK_RELEASE;
     return packet.nStreamMark == STREAM_WATCH ? STREAM_MARK_WATCH : 0;
 }

@@ -47,5 +47,5 @@ bool IsChannelLost(int nError);
 void SendVerdict(const tagQueueReceiver& receiver, uint32_t nPacketId, uint32_t nVerdict);
 
 // The same for a judged packet, with what nStreamMark asks for: an accepted packet then meets the rules again
-// with one of STREAM_MARK_* added to its mark.
+// with one of STREAM_MARK_* added to its mark, unless others use those bits of it or nobody would read them.
 void SendVerdict(const tagQueueReceiver& receiver, const tagPacketInfo& packet);

@@ -8,6 +8,8 @@
 #include <cerrno>
 
 #include "common/traffic_counters.h"
+#include "intercept/iptables_rules.h"
+#include "intercept/live_rules.h"
 #include "intercept/packet_store.h"
 #include "intercept/receiver_thread.h"
 #include "intercept/stream_marks.h"
@@ -17,6 +19,7 @@
 #include "service/service_config.h"
 #include "tests/support/fake_kernel_queue.h"
 #include "tests/support/packet_composer.h"
+#include "tests/support/recording_popen.h"
 
 namespace {
 using fake_kernel::Deliver;
@@ -156,9 +159,12 @@ TEST_F(LiveChannel, AVerdictChangesTheStreamsMark) {
         {"watched", NF_ACCEPT, STREAM_WATCH, 0x4000, NF_REPEAT, STREAM_MARK_WATCH | 0x4000},
         {"it came back with our mark: once is enough", NF_ACCEPT, STREAM_WATCH, STREAM_MARK_RELEASE,
          NF_ACCEPT, 0},
+        {"others use our bits", NF_ACCEPT, STREAM_RELEASE, 0x6d6f6c65, NF_ACCEPT, 0},
         {"dropped", NF_DROP, STREAM_RELEASE, 0, NF_DROP, 0},
     };
     uint32_t nId = 0;
+    recording_popen::AnswerWith([](const std::string&) { return recording_popen::tagAnswer{}; });
+    ManageLiveRules(RULE_ADD);
     for (const auto& c : cases) {
         SCOPED_TRACE(c.szReason);
         judge(++nId, c.nVerdict, c.nStreamMark, c.nMark);
@@ -166,7 +172,11 @@ TEST_F(LiveChannel, AVerdictChangesTheStreamsMark) {
     }
     judge(0, NF_ACCEPT, STREAM_RELEASE, 0);
     EXPECT_FALSE(NextVerdict(20)) << "no packet";
-    EXPECT_EQ(Count(COUNT_ACCEPTED), 4u);
+    ManageLiveRules(RULE_REMOVE);
+    judge(++nId, NF_ACCEPT, STREAM_RELEASE, 0);
+    ExpectVerdict(nId, NF_ACCEPT);  // no rules of ours read it
+    EXPECT_EQ(Count(COUNT_ACCEPTED), 6u);
     EXPECT_EQ(Count(COUNT_DROPPED), 1u);
+    recording_popen::AnswerWith({});
 }
 }  // namespace

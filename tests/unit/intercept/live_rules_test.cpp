@@ -69,12 +69,13 @@ TEST_F(LiveRules, AreMadeInOneStepToTheLetter) {
         ElementsAre(
             LIST,
             std::string(RESTORE) + EMPTY_CHAINS +
-                "-A WEBSEC_LIVE -m mark ! --mark 0x0/0x5000000 -j WEBSEC_LIVE_REPEAT\n"
-                "-A WEBSEC_LIVE_REPEAT -m mark --mark 0x1000000/0x1000000 -j CONNMARK --set-xmark "
+                "-A WEBSEC_LIVE -m mark --mark 0x57530000/0xffff0000 -j WEBSEC_LIVE_REPEAT\n"
+                "-A WEBSEC_LIVE -m mark --mark 0x57570000/0xffff0000 -j WEBSEC_LIVE_REPEAT\n"
+                "-A WEBSEC_LIVE_REPEAT -m mark --mark 0x57530000/0xffff0000 -j CONNMARK --set-xmark "
                 "0x0/0x2000000\n"
-                "-A WEBSEC_LIVE_REPEAT -m mark --mark 0x4000000/0x4000000 -j CONNMARK --set-xmark "
+                "-A WEBSEC_LIVE_REPEAT -m mark --mark 0x57570000/0xffff0000 -j CONNMARK --set-xmark "
                 "0x2000000/0x2000000\n"
-                "-A WEBSEC_LIVE_REPEAT -j MARK --set-xmark 0x0/0x5000000\n"
+                "-A WEBSEC_LIVE_REPEAT -j MARK --set-xmark 0x0/0xffff0000\n"
                 "-A WEBSEC_LIVE_REPEAT -j ACCEPT\n" +
                 watched + "--tcp-flags PSH PSH -j NFQUEUE --queue-num 3\n" +  //
                 watched + "-m u32 --u32 \"" + data + "0x0=0x0:0xFFFFFFFF\" -j NFQUEUE --queue-num 3\n" +
@@ -135,7 +136,7 @@ TEST_F(LiveRules, WithoutTrackingStartsAloneAreQueuedAndThatIsTriedAgain) {
     auto commands = TakeCommands();
     ASSERT_THAT(commands, SizeIs(5));
     EXPECT_THAT(commands[3], Not(testing::ContainsRegex("[Cc][Oo][Nn][Nn](mark|MARK|track)")));
-    EXPECT_THAT(commands[3], HasSubstr("-A WEBSEC_LIVE_REPEAT -j ACCEPT\n"));
+    EXPECT_FALSE(AreConnectionsWatched());
     EXPECT_THAT(commands[3], HasSubstr("0x50415443\" -j WEBSEC_LIVE_START\n"));
     EXPECT_THAT(commands[3], HasSubstr("-A WEBSEC_LIVE_START -j NFQUEUE --queue-num 0\n"));
     ManageLiveRules(RULE_ADD);
@@ -145,6 +146,11 @@ TEST_F(LiveRules, WithoutTrackingStartsAloneAreQueuedAndThatIsTriedAgain) {
     commands = TakeCommands();
     ASSERT_THAT(commands, SizeIs(3));
     EXPECT_THAT(commands[1], HasSubstr("--ctdir ORIGINAL"));
+    EXPECT_TRUE(AreConnectionsWatched());
+    m_refused = "u32";
+    m_listing = "changed";
+    ManageLiveRules(RULE_ADD);
+    EXPECT_FALSE(AreConnectionsWatched()) << "nobody would read a mark";
 }
 
 TEST_F(LiveRules, PortLists) {
