@@ -57,8 +57,8 @@ const char* StorePath();
 // Opens the store at StorePath(). pStore is overwritten; on failure it is closed and holds the error text.
 // nMode is one of the three above; nBusyMs bounds the wait for a lock in this and in every later
 // operation. A database of an older version is brought to the present schema in the first two, an empty one
-// when nMode is STORE_CREATE. STORE_READ_STILL makes no file, where the others need one beside the database; it
-// answers STORE_DENIED while a journal holds changes that have not come into the database.
+// when nMode is STORE_CREATE. STORE_READ_STILL makes no file, where the others need one beside the database;
+// it answers STORE_DENIED while a journal holds changes that have not come into the database.
 int OpenStore(tagStore* pStore, int nMode, int nBusyMs);
 
 // Closes it; an open change is taken back. Safe on a zeroed or closed record. szError stays.
