@@ -11,7 +11,7 @@ trap 'rm -rf "$work"' EXIT
 # Debian's tools compress pages and add their own papers.
 list() { # DIR
     (cd "$1" && find . ! -type d ! -path './usr/share/doc/*/changelog*' ! -path './usr/share/doc/*/copyright' \
-        ! -path './usr/share/lintian/*' -printf '%m %P\n') | sed 's|\(man/.*\)\.gz$|\1|' | sort -k 2
+        ! -path './usr/share/lintian/*' -printf '%m %P\n') | sed 's|\.gz$||' | sort -k 2
 }
 
 scripts/install --root "$work/script" --build "$build" >/dev/null
