@@ -71,12 +71,26 @@ void SendVerdict(const tagQueueReceiver& receiver, uint32_t nPacketId, uint32_t 
 }
 
 void SendVerdict(const tagQueueReceiver& receiver, const tagPacketInfo& packet) {
-    const uint32_t nStreamMark = StreamMarkOf(packet);
-    if (nStreamMark == 0) return SendVerdict(receiver, packet.nPacketId, packet.nVerdict);
-    CountTraffic(COUNT_ACCEPTED);
-    const uint32_t nMark = packet.nMark | nStreamMark;
     tagQueueMsgBuffer buffer;
-    (void)Send(receiver, BuildRepeatMsg(buffer, packet.nPacketId, receiver.nQueueNum, nMark));
+    if (const nlmsghdr* pMessage = MakeVerdict(buffer, receiver, packet)) (void)Send(receiver, pMessage);
+}
+
+const nlmsghdr* MakeVerdict(tagQueueMsgBuffer& buffer, const tagQueueReceiver& receiver,
+                            const tagPacketInfo& packet) {
+    if (packet.nPacketId == 0) return nullptr;
+    CountTraffic(packet.nVerdict == NF_DROP ? COUNT_DROPPED : COUNT_ACCEPTED);
+    const uint32_t nStreamMark = StreamMarkOf(packet);
+    return nStreamMark == 0
+               ? BuildVerdictMsg(buffer, packet.nPacketId, receiver.nQueueNum, packet.nVerdict)
+               : BuildRepeatMsg(buffer, packet.nPacketId, receiver.nQueueNum, packet.nMark | nStreamMark);
+}
+
+ssize_t ReceiveWaitingMessage(const tagQueueReceiver& receiver, std::span<uint8_t> buffer) {
+    const int fd = mnl_socket_get_fd(receiver.pSocket);
+    const ssize_t nReceived = recv(fd, buffer.data(), buffer.size(), MSG_DONTWAIT | MSG_TRUNC);
+    if (nReceived <= static_cast<ssize_t>(buffer.size())) return nReceived;
+    errno = ENOSPC;
+    return -1;
 }
 
 namespace {

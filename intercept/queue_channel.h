@@ -10,11 +10,14 @@
 #include <libmnl/libmnl.h>
 #include <pthread.h>
 #include <semaphore.h>
+#include <sys/types.h>
 
 #include <cstddef>
 #include <cstdint>
+#include <span>
 
 #include "intercept/packet_info.h"
+#include "intercept/queue_messages.h"
 
 // Results of OpenQueueChannel.
 enum { CHANNEL_NO_SOCKET = 12, CHANNEL_NO_BIND = 13, CHANNEL_NO_CONFIG = 14 };
@@ -49,3 +52,10 @@ void SendVerdict(const tagQueueReceiver& receiver, uint32_t nPacketId, uint32_t 
 // The same for a judged packet, with what nStreamMark asks for: an accepted packet then meets the rules again
 // with one of STREAM_MARK_* added to its mark, unless others use those bits of it or nobody would read them.
 void SendVerdict(const tagQueueReceiver& receiver, const tagPacketInfo& packet);
+
+// The same as a message to be sent; it is counted as sent. Null for the packet id 0.
+const nlmsghdr* MakeVerdict(tagQueueMsgBuffer& buffer, const tagQueueReceiver& receiver,
+                            const tagPacketInfo& packet);
+
+// mnl_socket_recvfrom for a message that is there already; -1 with EAGAIN when none is. Receiver.
+ssize_t ReceiveWaitingMessage(const tagQueueReceiver& receiver, std::span<uint8_t> buffer);

@@ -14,6 +14,7 @@
 #include "intercept/queue_attributes.h"
 #include "intercept/receiver_watch.h"
 #include "intercept/thread_life.h"
+#include "intercept/verdict_batch.h"
 #include "intercept/worker_thread.h"
 #include "service/service_config.h"
 
@@ -31,7 +32,9 @@ enum : uint8_t { TAKE_PACKET, TAKE_NOTHING, TAKE_LOST };
 void* QueueReceiverThread(void* pArgument);
 void MarkReceiverEnded(void* pArgument);
 void ReceivePackets(tagQueueReceiver& receiver);
-uint8_t TakeDatagram(const tagQueueReceiver& receiver, tagPacketSlot& slot);
+ssize_t Await(const tagQueueReceiver& receiver, tagPacketSlot& slot);
+ssize_t AwaitWhenNoneWaits(const tagQueueReceiver& receiver, tagPacketSlot& slot);
+uint8_t TakeDatagram(const tagQueueReceiver& receiver, tagPacketSlot& slot, ssize_t nReceived);
 bool IsOverrun(ssize_t nReceived);
 uint8_t TakeAnswer(int nError);
 bool JudgeHere(const tagPacketSlot& slot);
@@ -93,7 +96,7 @@ void CloseIdleChannels() {
 }
 
 bool ReceiveForWorkers(const tagQueueReceiver& receiver, tagPacketSlot& slot) {
-    const uint8_t nTaken = TakeDatagram(receiver, slot);
+    const uint8_t nTaken = TakeDatagram(receiver, slot, Await(receiver, slot));
     return nTaken == TAKE_PACKET ? HandOff(receiver, slot) : nTaken != TAKE_LOST;
 }
 
@@ -121,16 +124,28 @@ void ReceivePackets(tagQueueReceiver& receiver) {
         return;
     }
     for (;;) {
-        const uint8_t nTaken = TakeDatagram(receiver, slot);
+        const uint8_t nTaken = TakeDatagram(receiver, slot, AwaitWhenNoneWaits(receiver, slot));
         if (nTaken == TAKE_LOST) return;
         if (nTaken != TAKE_PACKET || JudgeHere(slot)) continue;
+        SendGatheredVerdicts(receiver);
         if (!HandOff(receiver, slot)) return;
     }
 }
 
-uint8_t TakeDatagram(const tagQueueReceiver& receiver, tagPacketSlot& slot) {
+ssize_t Await(const tagQueueReceiver& receiver, tagPacketSlot& slot) {
     static_assert(alignof(tagPacketSlot) >= alignof(nlmsghdr) && offsetof(tagPacketSlot, message) % 4 == 0);
-    const ssize_t nReceived = mnl_socket_recvfrom(receiver.pSocket, slot.message, ReceiveBufferBytes());
+    return mnl_socket_recvfrom(receiver.pSocket, slot.message, ReceiveBufferBytes());
+}
+
+// Verdicts are sent before a wait.
+ssize_t AwaitWhenNoneWaits(const tagQueueReceiver& receiver, tagPacketSlot& slot) {
+    const ssize_t nReceived = ReceiveWaitingMessage(receiver, {slot.message, ReceiveBufferBytes()});
+    if (nReceived >= 0 || errno != EAGAIN) return nReceived;
+    SendGatheredVerdicts(receiver);
+    return Await(receiver, slot);
+}
+
+uint8_t TakeDatagram(const tagQueueReceiver& receiver, tagPacketSlot& slot, ssize_t nReceived) {
     if (IsOverrun(nReceived)) return TAKE_NOTHING;
     if (nReceived <= 0) return TAKE_LOST;
     slot.nQueueNum = receiver.nQueueNum;

@@ -5,6 +5,7 @@
 #include <atomic>
 
 #include "intercept/receiver_thread.h"
+#include "intercept/verdict_batch.h"
 #include "service/service_config.h"
 
 namespace {
@@ -12,8 +13,8 @@ constexpr int QUIET_LOOKS = 100;  // without a packet, then the watch ends
 
 std::atomic<bool> s_bWatched{false};
 
-// Odd while the receiver judges; another one for each packet. Written by the receiver alone, which may also be
-// cancelled between two of them.
+// Odd while the receiver judges; another one for each packet. Written by the receiver alone, which may also
+// be cancelled between two of them.
 std::atomic<uint64_t> s_nTurn{0};
 
 bool Watch(tagPacketSlot& slot);
@@ -75,6 +76,7 @@ void EndWatch(void*) {
 
 // The receiver may get on while this waits for a packet; one more is then read here, and that is all.
 void StandIn(uint64_t nTurn, tagPacketSlot& slot) {
+    SendGatheredVerdicts(g_QueueReceivers[0]);
     while (s_nTurn.load(std::memory_order_relaxed) == nTurn) {
         if (ReceiveForWorkers(g_QueueReceivers[0], slot)) continue;
         // The receiver has to learn that the channel is lost: the kernel answers this as well.

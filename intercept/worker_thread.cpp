@@ -14,6 +14,7 @@
 #include "intercept/receiver_thread.h"
 #include "intercept/receiver_watch.h"
 #include "intercept/thread_life.h"
+#include "intercept/verdict_batch.h"
 
 tagWorkerThread g_WorkerThreads[NUM_WORKER_THREADS];
 tagWorkerThread g_ReceiverAsWorker{NUM_WORKER_THREADS, {}, PTHREAD_MUTEX_INITIALIZER, THREAD_NONE, 1};
@@ -82,7 +83,12 @@ int JudgeUnderLock(tagWorkerThread& worker, const tagPacketSlot& slot) {
     nResult = RunQueueMessages(slot.message, slot.nMessageLen, receiver.nPortId, OnQueuePacket, &info);
     pthread_cleanup_pop(1);
     NoteJudgingCost(static_cast<uint64_t>(std::chrono::nanoseconds(Clock::now() - begin).count()));
-    if (nResult >= 0) SendVerdict(receiver, info);
+    if (nResult < 0) return nResult;
+    if (&worker == &g_ReceiverAsWorker) {
+        GatherVerdict(receiver, info);
+    } else {
+        SendVerdict(receiver, info);
+    }
     return nResult;
 }
 

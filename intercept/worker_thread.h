@@ -32,7 +32,8 @@ void ActAsWorker(tagWorkerThread& worker);
 tagWorkerThread* CurrentWorker();
 
 // Runs a message through the decision flow, gives the record's lock back, which the caller has taken, and
-// sends the verdict. Negative when libmnl rejects the message: then there is none.
+// sends the verdict; the receiver's is gathered first (verdict_batch.h). Negative when libmnl rejects the
+// message: then there is none.
 int JudgeUnderLock(tagWorkerThread& worker, const tagPacketSlot& slot);
 
 // Initialises the lock anew and creates the thread of a worker whose index is set and which does not run

@@ -69,6 +69,10 @@ int PerformCacheRefresh() {
 int WCGetURLCategories(const char* szHost, const char* szURL, unsigned short* pCategories,
                        unsigned short* pCount) {
     if (!g_bInitialised || !pCategories || !pCount) return -1;
+    if (g_Phishing.nNames == 0 && g_Harmful.nNames == 0 && g_Categories.nNames == 0) {
+        *pCount = 0;
+        return 0;
+    }
     tagURLKeys keys = {};
     if (szURL) MakeURLKeys(szURL, &keys);
     if (szHost && keys.nCount == 0) MakeURLKeys(szHost, &keys);

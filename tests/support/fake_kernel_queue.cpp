@@ -21,6 +21,7 @@ int s_kernelEnd = -1;
 int s_nFailing = 0;
 uint32_t s_nRefused = 0;
 int s_nRefusal = 0;
+std::vector<uint8_t> s_Sent;       // of the last datagram, what NextVerdict has not told yet
 constexpr uint8_t OVERRUN = 0xFF;  // a datagram of this byte alone
 
 // What the kernel does before the send returns.
@@ -56,12 +57,13 @@ ssize_t mnl_socket_sendto(const mnl_socket* nl, const void* buf, size_t len) {
     AnswerRequest(static_cast<const nlmsghdr*>(buf));
     return send(nl->fd, buf, len, MSG_NOSIGNAL);
 }
-ssize_t mnl_socket_recvfrom(const mnl_socket* nl, void* buf, size_t len) {
+// In the place of the C library's.
+ssize_t recv(int fd, void* buf, size_t len, int nFlags) {
     iovec part{buf, len};
     msghdr message{};
     message.msg_iov = &part;
     message.msg_iovlen = 1;
-    const ssize_t n = recvmsg(nl->fd, &message, 0);
+    const ssize_t n = recvmsg(fd, &message, nFlags & MSG_DONTWAIT);
     if (n >= 0 && (message.msg_flags & MSG_TRUNC)) {
         errno = ENOSPC;
         return -1;
@@ -71,6 +73,9 @@ ssize_t mnl_socket_recvfrom(const mnl_socket* nl, void* buf, size_t len) {
         return -1;
     }
     return n;
+}
+ssize_t mnl_socket_recvfrom(const mnl_socket* nl, void* buf, size_t len) {
+    return recv(nl->fd, buf, len, 0);
 }
 int mnl_socket_close(mnl_socket* nl) {
     close(nl->fd);
@@ -86,6 +91,7 @@ void Reset() {
     s_kernelEnd = -1;
     s_nFailing = 0;
     s_nRefused = 0;
+    s_Sent.clear();
 }
 
 void FailOpening(int nResult) {
@@ -120,16 +126,24 @@ std::optional<std::vector<uint8_t>> NextSent(int nMilliseconds) {
 }
 
 std::optional<tagVerdict> NextVerdict(int nMilliseconds) {
-    while (auto sent = NextSent(nMilliseconds)) {
-        const auto* pHeader = reinterpret_cast<const nlmsghdr*>(sent->data());
-        if (pHeader->nlmsg_type != (NFNL_SUBSYS_QUEUE << 8 | NFQNL_MSG_VERDICT)) continue;
+    while (true) {
+        if (s_Sent.empty()) {
+            auto sent = NextSent(nMilliseconds);
+            if (!sent) return std::nullopt;
+            s_Sent = std::move(*sent);
+        }
+        // A datagram may hold several.
+        nlmsghdr header;
+        std::memcpy(&header, s_Sent.data(), sizeof header);
+        const std::vector<uint8_t> message(s_Sent.begin(), s_Sent.begin() + header.nlmsg_len);
+        s_Sent.erase(s_Sent.begin(), s_Sent.begin() + NLMSG_ALIGN(header.nlmsg_len));
+        if (header.nlmsg_type != (NFNL_SUBSYS_QUEUE << 8 | NFQNL_MSG_VERDICT)) continue;
         nfqnl_msg_verdict_hdr verdict;
-        std::memcpy(&verdict, sent->data() + 24, sizeof verdict);
+        std::memcpy(&verdict, message.data() + 24, sizeof verdict);
         uint32_t nMark = 0;
-        if (sent->size() >= 40) std::memcpy(&nMark, sent->data() + 36, sizeof nMark);
+        if (message.size() >= 40) std::memcpy(&nMark, message.data() + 36, sizeof nMark);
         return tagVerdict{ntohl(verdict.id), ntohl(verdict.verdict), ntohl(nMark)};
     }
-    return std::nullopt;
 }
 
 std::vector<uint8_t> QueueMessage(uint32_t nPacketId, std::span<const uint8_t> payload) {

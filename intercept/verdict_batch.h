@@ -1,0 +1,16 @@
+// The verdicts of packets that the receiver judged itself. While more messages wait, they are gathered and go
+// to the kernel in one datagram: one system call for all, and who waits for these packets wakes once.
+//
+// A verdict stays here for as long as a few more packets are judged; when one of these takes long, the worker
+// that watches the receiver sends what has been gathered.
+#pragma once
+
+#include "intercept/queue_channel.h"
+
+constexpr uint32_t VERDICT_BATCH = 8;
+
+// Gathers the verdict for a judged packet; the VERDICT_BATCHth sends them all. Receiver.
+void GatherVerdict(const tagQueueReceiver& receiver, const tagPacketInfo& packet);
+
+// Sends what was gathered. Receiver, and the worker that watches it.
+void SendGatheredVerdicts(const tagQueueReceiver& receiver);
