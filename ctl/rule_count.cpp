@@ -1,23 +1,54 @@
 #include "ctl/rule_count.h"
 
 #include <sstream>
+#include <vector>
 
 #include "ctl/output.h"
 #include "ctl/run_program.h"
 #include "service/read_config.h"
 
+namespace {
+
+std::string List(std::vector<std::string> arguments);
+
+}  // namespace
+
+std::string ListTable(const std::string& table) {
+    return List({"-t", table, "-S"});
+}
+
 std::string ListRules(const std::string& table, const std::string& chain) {
+    return List({"-t", table, "-S", chain});
+}
+
+bool HasChain(std::string_view listing, std::string_view chain) {
+    for (const char* szNew : {"-N ", "-P "}) {
+        const std::string line = szNew + std::string(chain);
+        for (size_t n = listing.find(line); n != listing.npos; n = listing.find(line, n + 1)) {
+            const size_t nEnd = n + line.size();
+            if (nEnd == listing.size() || listing[nEnd] == '\n' || listing[nEnd] == ' ') return true;
+        }
+    }
+    return false;
+}
+
+namespace {
+
+std::string List(std::vector<std::string> arguments) {
     char szPath[512] = {};
     if (FindIptablesPath(szPath, sizeof szPath) != 0) {
         throw CtlError("there is no iptables binary on this host; install iptables");
     }
-    const tagProgramRun run = RunProgram({szPath, "-t", table, "-S", chain});
+    arguments.insert(arguments.begin(), szPath);
+    const tagProgramRun run = RunProgram(arguments);
     if (run.nExitStatus != 0) {
         const std::string firstLine = run.output.substr(0, run.output.find('\n'));
         throw CtlError(std::string(szPath) + " cannot list the rules: " + Printable(firstLine));
     }
     return run.output;
 }
+
+}  // namespace
 
 uint32_t CountQueueRules(std::string_view listing, uint32_t nQueueNum) {
     uint32_t nRules = 0;

@@ -11,6 +11,10 @@ uint32_t CountQueueRules(std::string_view listing, uint32_t nQueueNum);
 // Whether one of them jumps to that chain.
 bool HasJump(std::string_view listing, std::string_view chain);
 
-// Lists the chain with the iptables that the daemon uses. Throws CtlError with the cause: no iptables, no
-// rights, no such chain.
+// Whether `iptables -S` lists a chain of that name.
+bool HasChain(std::string_view listing, std::string_view chain);
+
+// Lists a whole table, or one chain of it, with the iptables that the daemon uses. Throws CtlError with the
+// cause: no iptables, no rights, no such chain.
+std::string ListTable(const std::string& table);
 std::string ListRules(const std::string& table, const std::string& chain);

@@ -21,6 +21,8 @@ constexpr uint32_t DAEMON_THREADS = 1 + NUM_QUEUE_RECEIVERS + NUM_WORKER_THREADS
 constexpr char START[] = "start it: systemctl start websec, or sudo websec";
 constexpr char RESTART[] = "restart it: systemctl restart websec, or sudo pkill -TERM -x websec; sudo websec";
 
+constexpr char MAKE_CHAIN[] = "sudo /usr/libexec/websec/own-chain make; websec's service does so each minute";
+
 struct tagChannelFlag {
     uint32_t nFlag;
     const char* szWithout;  // what it means that the kernel refused it
@@ -38,6 +40,7 @@ void AddProcess(tagStatus& status, const tagHost& host);
 void JudgeProcess(tagStatus& status, const tagDaemonProcess& daemon);
 void AddSettingsTime(tagStatus& status, const tagHost& host);
 void JudgeQueue(tagStatus& status, tagHost& host, const std::vector<tagQueueOwner>& owners);
+void AddMissingChain(tagStatus& status, const tagHost& host);
 void JudgeRules(tagStatus& status, const tagHost& host, uint32_t nRules, bool bLiveChain);
 bool HasCapability(const tagDaemonProcess& daemon, int nCapability);
 std::string OwnerText(const tagQueueOwner& owner);
@@ -82,6 +85,8 @@ void AddQueue(tagStatus& status, tagHost& host) {
 
 void AddRules(tagStatus& status, tagHost& host) {
     if (geteuid() != 0) throw CtlError("only root can see the firewall rules; run websecctl as root");
+    const std::string table = ListTable(host.table);
+    if (!HasChain(table, host.chain)) return AddMissingChain(status, host);
     const std::string listing = ListRules(host.table, host.chain);
     const uint32_t nRules = CountQueueRules(listing, host.nServedQueueNum);
     const bool bLiveChain = HasJump(listing, LIVE_CHAIN);
@@ -90,9 +95,23 @@ void AddRules(tagStatus& status, tagHost& host) {
     status.rows.push_back({"rules", std::to_string(nRules) + " in " + host.table + " " + host.chain +
                                         (bLiveChain ? std::string(", and the chain ") + LIVE_CHAIN : "")});
     JudgeRules(status, host, nRules, bLiveChain);
+    const bool bKernelChain = table.find("-P " + host.chain + ' ') != table.npos;
+    if (host.daemon && !bKernelChain && !HasJump(table, host.chain)) {
+        status.Fail(
+            "no rule leads to the chain " + host.chain + " of " + host.table + ": websec sees nothing",
+            MAKE_CHAIN);
+    }
 }
 
 namespace {
+
+// As it is while websec's service is stopped.
+void AddMissingChain(tagStatus& status, const tagHost& host) {
+    const std::string text = "no chain " + host.chain + " in " + host.table;
+    status.document["rules"] = {{"table", host.table}, {"chain", host.chain}, {"count", 0}, {"live", false}};
+    status.rows.push_back({"rules", text});
+    if (host.daemon) status.Fail("there is " + text + ": websec sees nothing", MAKE_CHAIN);
+}
 
 void AddProcess(tagStatus& status, const tagHost& host) {
     const tagDaemonProcess& daemon = *host.daemon;

@@ -24,6 +24,7 @@ for round in 1 2 3; do
 done
 "$here/run_examples.sh" "$root/README.md" "$root"/docs/*.md "$root"/packaging/man/*.scd || fail "an example failed"
 iptables -t mangle -F POSTROUTING
+websecctl status | grep -q 'no rule leads to the chain WEBSEC' || fail "nobody tells that nothing leads to the chain"
 $libexec/own-chain make
 iptables -t mangle -C POSTROUTING -p tcp -j WEBSEC || fail "the chain that another program flushed is not back"
 iptables -t mangle -A POSTROUTING -d 192.0.2.99 -j ACCEPT

@@ -52,6 +52,7 @@ TEST(RuleCount, CountsTheRulesOfThisQueueAlone) {
     EXPECT_EQ(CountQueueRules(RULES, 0), 0u);
     EXPECT_TRUE(HasJump("-A OUTPUT -p tcp -j WEBSEC_LIVE\n", "WEBSEC_LIVE"));
     EXPECT_FALSE(HasJump("-A OUTPUT -p tcp -j WEBSEC_LIVE_START\n-N WEBSEC_LIVE\n", "WEBSEC_LIVE"));
+    EXPECT_FALSE(HasChain("-P OUTPUT ACCEPT\n-N WEBSEC_LIVE\n", "WEBSEC"));
 }
 
 TEST(ProcessStatus, ReadsSignalsAndCapabilities) {
