@@ -18,8 +18,9 @@ constexpr char LIVE_CHAIN[] = "WEBSEC_LIVE";
 // Main thread, receivers, workers and watchdog; the modules have more.
 constexpr uint32_t DAEMON_THREADS = 1 + NUM_QUEUE_RECEIVERS + NUM_WORKER_THREADS + 1;
 
-constexpr char START[] = "start it: systemctl start websec, or sudo websec";
-constexpr char RESTART[] = "restart it: systemctl restart websec, or sudo pkill -TERM -x websec; sudo websec";
+constexpr char START[] = "start it: systemctl start websec, or sudo /usr/libexec/websec/run-direct start";
+constexpr char RESTART[] =
+    "restart it: systemctl restart websec, or sudo pkill -TERM -x websec, and start it";
 
 constexpr char MAKE_CHAIN[] = "sudo /usr/libexec/websec/own-chain make; websec's service does so each minute";
 
