@@ -44,8 +44,8 @@ uint32_t SetOf(const tagConnection& connection) {
 }
 
 bool IsKept(const tagDecision& entry, int64_t nNowMs) {
-    const int64_t nAge = entry.nDecision == DECISION_BLOCKED ? BLOCKED_AGE_MS : DECISION_AGE_MS;
-    return entry.nDecision != DECISION_NONE && nNowMs - entry.nMetMs < nAge;
+    constexpr int64_t AGES_MS[] = {0, PENDING_AGE_MS, ALLOWED_AGE_MS, BLOCKED_AGE_MS};  // by DECISION_*
+    return entry.nDecision != DECISION_NONE && nNowMs - entry.nMetMs < AGES_MS[entry.nDecision];
 }
 
 void JoinBlocks(tagDecision& block, const tagDecision& older) {

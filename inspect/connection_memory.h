@@ -27,16 +27,26 @@ enum : uint8_t {
     DECISION_BLOCKED,  // nothing from nSeq to nEnd may reach the server
 };
 
+// What the connection sends behind a request that is pending or allowed.
+enum : uint8_t {
+    BEHIND_UNKNOWN,  // cannot be told
+    BEHIND_NEXT,     // the next request begins at nNext; up to there it is one body
+    BEHIND_NEVER,    // no request for as long as it lives, or not within reach of a sequence number
+};
+
 struct tagDecision {
     tagConnection connection;
     uint32_t nSeq, nEnd;  // sequence numbers
     uint8_t nDecision;    // DECISION_*
     int64_t nMetMs;       // when it was made or last met
+    uint8_t nBehind = BEHIND_UNKNOWN;
+    uint32_t nNext = 0;  // sequence number
 };
 
-// A short age where the sender goes on at once. A block is remembered for as long as a sender waits between
-// two attempts to send the same bytes, at most: each one met starts that anew.
-constexpr int64_t DECISION_AGE_MS = 5'000;
+// A verdict comes soon, or never. A sender may rest within a body. A block is remembered for as long as a
+// sender waits between two attempts to send the same bytes, at most: each one met starts that anew.
+constexpr int64_t PENDING_AGE_MS = 5'000;
+constexpr int64_t ALLOWED_AGE_MS = 60'000;
 constexpr int64_t BLOCKED_AGE_MS = 120'000;
 
 constexpr uint32_t MEMORY_SETS = 256;  // one for each value of a byte

@@ -4,7 +4,11 @@
 // A piece that is not the last one needed is accepted at once, so the server may get all of a request but the
 // piece that decides: that one waits for its verdict, and when it is dropped, its bytes never come through
 // again as long as the connection is remembered. Workers meet the pieces in any order. A piece before its
-// start is kept as an orphan; a connection with a third one is let go, since bodies look the same.
+// start is kept as an orphan; a connection with a fifth one is let go and counted.
+//
+// A request that was judged is followed to its end, through the rest of its headers and its body, since the
+// next one may begin anywhere in a segment. A piece that looks like a start is judged all the same: a server
+// need not believe the length that a client gives.
 //
 // Bounded in everything: streams, bytes of each (STREAM_BYTES), age. When all are in use, the one that waited
 // longest for a piece makes room. What is let go undecided passes and is counted. Nothing is allocated; the
@@ -20,7 +24,7 @@
 #include "intercept/packet_info.h"
 
 constexpr uint32_t GATHERED_STREAMS = 192;
-constexpr int64_t GATHERED_AGE_MS = 5'000;  // since the last piece
+constexpr int64_t GATHERED_AGE_MS = 60'000;  // since the last piece
 static_assert(GATHERED_STREAMS * STREAM_BYTES <= 4u << 20);
 
 enum : uint8_t {
@@ -36,9 +40,11 @@ enum : uint8_t {
 tagPacketInfo DataPart(const tagPacketInfo& packet);
 
 // Takes a piece. On GATHER_JUDGE, data that was put together stands in `buffer`, which is the caller's:
-// pData, nDataLen and nSeq of the part then lead there. The caller judges it and must tell the outcome by one
-// of the two operations further below. Sets nStreamMark to STREAM_RELEASE when the connection need not be
-// watched until its next start. Counts what cannot be judged.
+// pData, nDataLen and nSeq of the part then lead there, or to where a request begins within the piece. The
+// caller judges it and must tell the outcome by one of the two operations further below. Sets nStreamMark:
+// STREAM_WATCH while more is waited for; STREAM_RELEASE when nothing that follows could be a request, or not
+// before so much data that none of it can be in the queue yet: a release reaches the connection after pieces
+// that were queued meanwhile. Counts what cannot be judged.
 uint8_t GatherRequest(tagPacketInfo& part, tagStreamBuffer& buffer, int64_t nNowMs);
 
 // The same for a request behind the one just judged, within the same piece.
@@ -48,3 +54,7 @@ uint8_t GatherNextRequest(tagPacketInfo& part, tagStreamBuffer& buffer, int64_t 
 // pass again.
 void RememberBlocked(const tagPacketInfo& packet, int64_t nNowMs);
 void RememberAllowed(const tagPacketInfo& packet, int64_t nNowMs);
+
+// Counts and lets go the requests whose rest has not come for GATHERED_AGE_MS. Each piece of any connection
+// does the same; this is for a host on which none comes. Any thread.
+void AbandonOldRequests(int64_t nNowMs);

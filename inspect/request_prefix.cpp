@@ -17,7 +17,7 @@ constexpr uint8_t METHOD_CONNECT = 1;
 uint8_t ReadHello(std::span<const uint8_t> data);
 uint8_t ReadHTTP(std::span<const uint8_t> data);
 uint8_t ReadFTP(std::span<const uint8_t> data);
-size_t SkipHTTPRequest(std::span<const uint8_t> data);
+tagRequestEnd FindHTTPEnd(std::span<const uint8_t> data);
 size_t HeadLength(std::string_view text);
 size_t SkipFTPCommands(std::span<const uint8_t> data);
 std::string_view TextOf(std::span<const uint8_t> data);
@@ -38,12 +38,23 @@ uint8_t ReadRequestPrefix(std::span<const uint8_t> data) {
     }
 }
 
-size_t FindNextRequest(std::span<const uint8_t> data) {
+tagRequestEnd FindRequestEnd(std::span<const uint8_t> data) {
     tagRequestStart start;
-    if (DetectStart(data, start) != PREFIX_ENOUGH) return data.size();
-    size_t nNext = data.size();
-    if (start.nProtocol == PROTO_FTP) nNext = SkipFTPCommands(data);
-    if (start.nProtocol == PROTO_HTTP && start.nMethod != METHOD_CONNECT) nNext = SkipHTTPRequest(data);
+    if (DetectStart(data, start) != PREFIX_ENOUGH) return {END_UNKNOWN, 0};
+    if (start.nProtocol == PROTO_HTTPS) return {END_NEVER, 0};
+    if (start.nProtocol == PROTO_FTP) return {END_AT, SkipFTPCommands(data)};
+    return start.nMethod == METHOD_CONNECT ? tagRequestEnd{END_UNKNOWN, 0} : FindHTTPEnd(data);
+}
+
+size_t CountLineEnds(std::span<const uint8_t> data) {
+    return std::min(TextOf(data).find_first_not_of("\r\n"), data.size());
+}
+
+size_t FindNextRequest(std::span<const uint8_t> data) {
+    const tagRequestEnd end = FindRequestEnd(data);
+    if (end.nKind != END_AT || end.nOffset >= data.size()) return data.size();
+    const size_t nNext = end.nOffset + CountLineEnds(data.subspan(end.nOffset));
+    tagRequestStart start;
     return DetectStart(data.subspan(nNext), start) == PREFIX_OTHER ? data.size() : nNext;
 }
 
@@ -71,31 +82,27 @@ uint8_t ReadFTP(std::span<const uint8_t> data) {
     return TextOf(data).find_first_of("\r\n") == std::string_view::npos ? PREFIX_MORE : PREFIX_ENOUGH;
 }
 
-size_t SkipHTTPRequest(std::span<const uint8_t> data) {
+tagRequestEnd FindHTTPEnd(std::span<const uint8_t> data) {
     const size_t nHead = HeadLength(TextOf(data));
+    if (nHead == 0) return {END_LATER, 0};
     char szValue[256] = "0";
-    if (nHead == data.size() || FindHeaderValue("Transfer-Encoding:", data.first(nHead), szValue) == 0) {
-        return data.size();
-    }
+    if (FindHeaderValue("Transfer-Encoding:", data.first(nHead), szValue) == 0) return {END_UNKNOWN, 0};
     (void)FindHeaderValue("Content-Length:", data.first(nHead), szValue);
     const std::string_view value(szValue);
-    size_t nBody = 0;
+    uint64_t nBody = 0;
     const auto parsed = std::from_chars(value.data(), value.data() + value.size(), nBody);
-    if (parsed.ec != std::errc() || nBody >= data.size() - nHead) return data.size();
-
-    // Servers pass over empty lines before a request.
-    const std::string_view behind = TextOf(data.subspan(nHead + nBody));
-    return data.size() - behind.size() + std::min(behind.find_first_not_of("\r\n"), behind.size());
+    if (parsed.ec != std::errc() || nBody > UINT64_MAX - nHead) return {END_UNKNOWN, 0};
+    return {END_AT, nHead + nBody};
 }
 
-// Up to and with the first empty line; all of the text when there is none.
+// Up to and with the first empty line; 0 when there is none.
 size_t HeadLength(std::string_view text) {
     for (size_t nEnd = text.find('\n'); nEnd != text.npos; nEnd = text.find('\n', nEnd + 1)) {
         const std::string_view behind = text.substr(nEnd + 1);
         if (behind.starts_with('\n')) return nEnd + 2;
         if (behind.starts_with("\r\n")) return nEnd + 3;
     }
-    return text.size();
+    return 0;
 }
 
 size_t SkipFTPCommands(std::span<const uint8_t> data) {

@@ -15,8 +15,24 @@
 // enough with bytes behind, and asks for the same.
 uint8_t ReadRequestPrefix(std::span<const uint8_t> data);
 
-// The offset of the next request in data that begins with one which is enough: behind the end of its headers
-// and a body whose length they tell, or behind the line of an FTP command and any other command lines. The
-// size of the data when none begins there, or when that cannot be said: behind CONNECT, a body in chunks, and
-// a hello.
+// Where the request that the data begins with ends, its body included.
+enum : uint8_t {
+    END_AT,       // before nOffset, which may lie behind the data
+    END_LATER,    // its headers go on behind the data
+    END_UNKNOWN,  // cannot be said: behind CONNECT, a body in chunks, a length that is none
+    END_NEVER,    // a hello: no request comes behind it
+};
+
+struct tagRequestEnd {
+    uint8_t nKind;  // END_*
+    uint64_t nOffset;
+};
+
+tagRequestEnd FindRequestEnd(std::span<const uint8_t> data);
+
+// How many bytes of line ends the data begins with: servers pass over empty lines before a request.
+size_t CountLineEnds(std::span<const uint8_t> data);
+
+// The offset of the next request in data that begins with one which is enough: behind its end and empty
+// lines; behind an FTP command and any other command lines. The size of the data when none begins there.
 size_t FindNextRequest(std::span<const uint8_t> data);

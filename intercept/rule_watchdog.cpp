@@ -5,8 +5,11 @@
 #include <cerrno>
 
 #include "common/control_signals.h"
+#include "common/monotonic_ms.h"
+#include "inspect/request_gathering.h"
 #include "intercept/iptables_rules.h"
 #include "intercept/thread_life.h"
+#include "service/service_config.h"
 
 tagRuleWatchdog g_RuleWatchdog;
 
@@ -17,6 +20,7 @@ void* RuleWatchdogThread(void*) {
     while (nWaited == ETIMEDOUT) {
         pthread_mutex_lock(&watchdog.mutex);
         if (!watchdog.bStop) (void)ManageIptableRules(RULE_ADD);
+        if (g_bLiveTraffic == 1) AbandonOldRequests(MonotonicMs());
         // Not the time of day, which may be set back by hours.
         timespec now{};
         clock_gettime(CLOCK_MONOTONIC, &now);

@@ -50,6 +50,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* pData, size_t nSize) {
         info.nSeq = (nFlags & FAR ? 0x40000000 : 0xFFFFF000) + nOffset;
         info.nDataLen = static_cast<uint16_t>(nLength);
         info.pData = packet + 40;
+        info.nPacketLen = static_cast<uint16_t>(40 + nLength);
         info.bCut = (nFlags & CUT) != 0;
 
         static tagStreamBuffer s_Buffer;
@@ -59,7 +60,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* pData, size_t nSize) {
             known.try_emplace(part.nSeq + i, pBytes[i]);
         CheckPrefix({part.pData, nLength});
         uint8_t nAnswer = GatherRequest(part, s_Buffer, s_nNowMs);
-        Require(part.nStreamMark == STREAM_KEEP || nAnswer == GATHER_PASS);
+        const uint8_t MARKS[] = {STREAM_KEEP, nAnswer == GATHER_WAIT ? STREAM_WATCH : STREAM_RELEASE};
+        Require(part.nStreamMark == MARKS[0] || (part.nStreamMark == MARKS[1] && nAnswer != GATHER_JUDGE));
         const bool bJudged = nAnswer == GATHER_JUDGE;
         while (nAnswer == GATHER_JUDGE) {
             const std::span<const uint8_t> judged(part.pData, part.nDataLen);

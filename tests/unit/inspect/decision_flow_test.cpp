@@ -413,7 +413,8 @@ TEST_F(DecisionFlow, CutMessagesPass) {
 // LiveTraffic 1 with b.example in the block list: the segments of one connection, and what becomes of each.
 TEST_F(DecisionFlow, LiveTrafficJudgesWhatSingleSegmentsHide) {
     const std::string get = Http("GET /p", "b.example"), head = Http("HEAD /", "a.example");
-    const std::string hello = LargeClientHelloFor("b.example");
+    const std::string hello = LargeClientHelloFor("b.example"), harmless = LargeClientHelloFor("a.example");
+    const std::string open = "GET / HTTP/1.1\r\nHost: a.example\r\n";
     const struct {
         const char* szReason;
         std::vector<std::string> segments;
@@ -431,7 +432,8 @@ TEST_F(DecisionFlow, LiveTrafficJudgesWhatSingleSegmentsHide) {
         {"HEAD ends in the segment of GET", {head.substr(0, 20), head.substr(20) + get}, "ad", "cRrX"},
         {"request line in two", {get.substr(0, 5), get.substr(5)}, "ad", "RrX"},
         {"and the rest once more: reset again", {get.substr(0, 5), get.substr(5), "more"}, "add", "RrXX"},
-        {"allowed in two, then a body", {head.substr(0, 20), head.substr(20), "body"}, "aaa", "c"},
+        {"in a segment with the end of the headers", {open, "X: y\r\n\r\n" + get}, "ad", "cRrX"},
+        {"allowed, then tunnelled", {harmless, "body"}, "aa", "c"},
         {"browser's hello", {hello.substr(0, 1448), hello.substr(1448)}, "dd", "RrXX"},
         {"name in the second segment", {hello.substr(0, 900), hello.substr(900)}, "ad", "RrX"},
         {"in two records", {SplitRecords(hello, 700)}, "d", "RrX"},

@@ -40,6 +40,11 @@ std::string Request(const std::string& host, const std::string& method = "POST")
     return method + " /p HTTP/1.1\r\nAccept: text/html\r\nHost: " + host + "\r\nCookie: a=b\r\n\r\n";
 }
 
+// The headers of a request with a body.
+std::string Body(uint64_t nLength) {
+    return "PUT /b HTTP/1.1\r\nHost: a.example\r\nContent-Length: " + std::to_string(nLength) + "\r\n\r\n";
+}
+
 struct tagOutcome {
     uint8_t nAnswer;
     uint8_t nStreamMark;
@@ -59,8 +64,19 @@ tagOutcome Send(const tagTestPacket& from, int64_t nNowMs, uint32_t nCopied = 65
     tagOutcome outcome{GatherRequest(part, buffer, nNowMs), part.nStreamMark, "", true};
     if (outcome.nAnswer == GATHER_JUDGE) {
         outcome.judged.assign(reinterpret_cast<const char*>(part.pData), part.nDataLen);
-        EXPECT_EQ(ReadRequestPrefix({part.pData, part.nDataLen}), PREFIX_ENOUGH);
-        outcome.bAccepted = outcome.judged.find(kBad) == std::string::npos;
+        uint8_t nNext = GATHER_JUDGE;
+        while (nNext == GATHER_JUDGE && outcome.bAccepted) {
+            EXPECT_EQ(ReadRequestPrefix({part.pData, part.nDataLen}), PREFIX_ENOUGH);
+            const std::string_view data(reinterpret_cast<const char*>(part.pData), part.nDataLen);
+            const size_t nEnd = FindNextRequest({part.pData, part.nDataLen});
+            outcome.bAccepted = data.substr(0, nEnd).find(kBad) == std::string::npos;
+            if (nEnd == data.size()) break;
+            part.pData += nEnd;
+            part.nDataLen = static_cast<uint16_t>(part.nDataLen - nEnd);
+            part.nSeq += static_cast<uint32_t>(nEnd);
+            nNext = GatherNextRequest(part, buffer, nNowMs);
+        }
+        outcome.nStreamMark = part.nStreamMark;
         if (outcome.bAccepted) {
             RememberAllowed(packet, nNowMs);
         } else {
@@ -75,7 +91,9 @@ tagOutcome Send(const tagTestPacket& from, int64_t nNowMs, uint32_t nCopied = 65
 // What a sequence of pieces of one connection gets for answers.
 TEST(GatherRequest, AnswersPieceByPiece) {
     const std::string good = Request("a.example"), bad = Request(kBad);
-    const std::string hello = LargeClientHelloFor(kBad);
+    const std::string hello = LargeClientHelloFor("a.example");
+    const std::string open = "GET / HTTP/1.1\r\nHost: a.example\r\n", five = Body(5);
+    const auto nOpen = uint32_t(open.size()), nFive = uint32_t(five.size());
     struct tagStep {
         uint32_t nOffset;
         std::string data;
@@ -102,14 +120,57 @@ TEST(GatherRequest, AnswersPieceByPiece) {
           {uint32_t(bad.size()), "body", DROP},
           {0, bad.substr(0, 40), WAIT},
           {40, bad.substr(40), DROP}}},
-        {"a body after its request",
-         {{0, good, JUDGE}, {uint32_t(good.size()), "body", PASS, STREAM_RELEASE}}},
         {"sent again after it was judged",
          {{0, good.substr(0, 40), WAIT}, {40, good.substr(40), JUDGE}, {40, good.substr(40), PASS}}},
-        {"pieces without a start", {{0, "body", PASS}, {4, "body", PASS}, {8, "body", PASS, STREAM_RELEASE}}},
+        {"pieces without a start",
+         {{0, "body", PASS},
+          {4, "body", PASS},
+          {8, "body", PASS},
+          {12, "body", PASS},
+          {16, "body", PASS},
+          {20, "body", PASS}},
+         COUNT_UNJUDGED_INCOMPLETE},
         {"only new bytes are counted", {{0, "body", PASS}, {0, "body", PASS}, {0, "body", PASS}}},
-        {"but not for what the rules take for a start",
-         {{0, "body", PASS}, {4, "CONN CONN", PASS}, {13, "CONN CONN", PASS}}},
+        {"the rest of the headers, and the next request behind it",
+         {{0, open, JUDGE}, {nOpen, "X: y\r\n\r\n" + bad, JUDGE}, {nOpen, "X: y\r\n\r\n" + bad, DROP}}},
+        {"the same, first the second",
+         {{nOpen, "X: y\r\n\r\n" + bad, PASS}, {0, open, JUDGE}, {0, open, DROP}},
+         COUNT_GATHERED},
+        {"the headers end in pieces, and the next one begins in pieces",
+         {{0, open, JUDGE},
+          {nOpen, "Content-Len", PASS},
+          {nOpen + 11, "gth: 2\r\n\r", PASS},
+          {nOpen + 20, "\nxy\r\n" + bad.substr(0, 3), WAIT},
+          {nOpen + 28, bad.substr(3), JUDGE},
+          {nOpen + 28, bad.substr(3), DROP}}},
+        {"behind a body", {{0, five, JUDGE}, {nFive, "x", PASS}, {nFive + 1, "yyyy" + bad, JUDGE}}},
+        {"at the end of a body", {{0, five, JUDGE}, {nFive, "xxxxx", PASS}, {nFive + 5, bad, JUDGE}}},
+        {"in pieces behind a body",
+         {{0, five, JUDGE},
+          {nFive, "xxxxx" + bad.substr(0, 40), WAIT},
+          {nFive + 45, bad.substr(40), JUDGE},
+          {nFive + 45, bad.substr(40), DROP}}},
+        {"behind a body, first its rest",
+         {{0, five, JUDGE}, {nFive + 45, bad.substr(40), PASS}, {nFive, "xxxxx" + bad.substr(0, 40), JUDGE}}},
+        {"inside of a body", {{0, Body(1000), JUDGE}, {uint32_t(Body(1000).size()), "x" + bad, PASS}}},
+        {"a long body",
+         {{0, Body(5'000'000), JUDGE}, {uint32_t(Body(5'000'000).size()), "x", PASS, STREAM_RELEASE}}},
+        {"a length beyond all sequence numbers",
+         {{0, Body(5'000'000'000), JUDGE},
+          {uint32_t(Body(5'000'000'000).size()), "x", PASS, STREAM_RELEASE}}},
+        {"another protocol behind it", {{0, five, JUDGE}, {nFive, "xxxxx?", PASS}, {nFive + 6, "x", PASS}}},
+        {"what a hello is followed by",
+         {{0, hello, JUDGE}, {uint32_t(hello.size()), "x", PASS, STREAM_RELEASE}}},
+        {"three requests, first the end of the third, then the first",
+         {{uint32_t(good.size()) + 40, bad.substr(40), PASS},
+          {0, good, JUDGE},
+          {uint32_t(good.size()), bad.substr(0, 40), JUDGE}},
+         COUNT_GATHERED},
+        {"a gap, then an end: what is behind the gap waits for its start",
+         {{0, good.substr(0, 40), WAIT},
+          {uint32_t(good.size()) + 40, bad.substr(40), WAIT},
+          {40, good.substr(40), JUDGE},
+          {uint32_t(good.size()), bad.substr(0, 40), JUDGE}}},
         {"another start, far off: a new connection",
          {{0, good.substr(0, 40), WAIT}, {1u << 30, bad, JUDGE}},
          COUNT_UNJUDGED_INCOMPLETE},
@@ -120,26 +181,31 @@ TEST(GatherRequest, AnswersPieceByPiece) {
         {"the first byte behind a SYN",
          {{0, bad.substr(0, 40), WAIT, STREAM_KEEP, FLAG_SYN}, {41, bad.substr(40), JUDGE}, {41, "x", DROP}}},
         {"only the beginning copied, and enough",
-         {{0, good + std::string(2000, 'x'), JUDGE, STREAM_KEEP, FLAG_ACK, 1000},
-          {uint32_t(good.size() + 2000), "body", PASS, STREAM_RELEASE}}},
+         {{0, Body(2000) + std::string(2000, 'x'), JUDGE, STREAM_KEEP, FLAG_ACK, 1000},
+          {uint32_t(Body(2000).size() + 2000), bad, JUDGE}}},
+        {"the next one begins in what was not copied",
+         {{0, Body(1990) + std::string(1990, 'x') + bad, JUDGE, STREAM_KEEP, FLAG_ACK, 1000}},
+         COUNT_UNJUDGED_TOO_LONG},
         {"only the beginning copied, and not enough",
          {{0, "GET /" + std::string(2000, 'x'), PASS, STREAM_KEEP, FLAG_ACK, 1000}},
          COUNT_UNJUDGED_TOO_LONG},
         {"a gap in a later piece",
-         {{0, "GET /", WAIT}, {5, std::string(2000, 'x'), PASS, STREAM_RELEASE, FLAG_ACK, 1000}},
+         {{0, "GET /", WAIT}, {5, std::string(2000, 'x'), PASS, STREAM_KEEP, FLAG_ACK, 1000}},
          COUNT_UNJUDGED_TOO_LONG},
         {"longer than what is kept",
-         {{0, "GET /" + std::string(9000, 'x'), WAIT}, {9005, std::string(9000, 'x'), PASS, STREAM_RELEASE}},
+         {{0, "GET /" + std::string(9000, 'x'), WAIT}, {9005, std::string(9000, 'x'), PASS}},
          COUNT_UNJUDGED_TOO_LONG},
-        {"hello without a name", {{0, ComposeClientHello(), PASS}}, COUNT_UNJUDGED_NO_NAME},
-        {"hello that contradicts itself", {{0, "\x16\3\1\0\x04\1\xFF\0\0"s, PASS}}, COUNT_UNJUDGED_DAMAGED},
+        {"hello without a name", {{0, ComposeClientHello(), PASS, STREAM_RELEASE}}, COUNT_UNJUDGED_NO_NAME},
+        {"hello that contradicts itself",
+         {{0, "\x16\3\1\0\x04\1\xFF\0\0"s, PASS, STREAM_RELEASE}},
+         COUNT_UNJUDGED_DAMAGED},
         {"hello cut behind its name", {{0, hello.substr(0, hello.size() - 200), JUDGE}}},
         {"hello in two records and two segments",
          {{0, SplitRecords(hello, 1000).substr(0, 1200), WAIT},
           {1200, SplitRecords(hello, 1000).substr(1200), JUDGE}}},
     };
     for (const auto& row : rows) {
-        for (const uint32_t nISN : {1000u, 0xFFFFFFF0u}) {
+        for (const uint32_t nISN : {100000u, 0xFFFFFFF0u}) {
             const int64_t nNowMs = Later();
             const uint64_t nBefore = row.nCounter < 0 ? 0 : Counted(static_cast<uint8_t>(row.nCounter));
             for (size_t i = 0; i < row.steps.size(); ++i) {
@@ -148,7 +214,8 @@ TEST(GatherRequest, AnswersPieceByPiece) {
                     Send({.nSeq = nISN + step.nOffset, .nFlags = step.nFlags, .payload = step.data}, nNowMs,
                          step.nCopied);
                 EXPECT_EQ(outcome.nAnswer, step.nAnswer) << row.szReason << ", step " << i;
-                EXPECT_EQ(outcome.nStreamMark, step.nStreamMark) << row.szReason << ", step " << i;
+                const uint8_t nMark = step.nAnswer == WAIT ? uint8_t{STREAM_WATCH} : step.nStreamMark;
+                EXPECT_EQ(outcome.nStreamMark, nMark) << row.szReason << ", step " << i;
             }
             if (row.nCounter >= 0) {
                 EXPECT_EQ(Counted(static_cast<uint8_t>(row.nCounter)), nBefore + 1) << row.szReason;
@@ -181,6 +248,14 @@ TEST(GatherRequest, ForgetsWithTime) {
         EXPECT_EQ(Send({.nSeq = 0x01020304 + 40, .payload = bad.substr(40)}, nNowMs + row.nPauseMs).nAnswer,
                   row.nAnswer);
     }
+    // On a quiet host, too.
+    const int64_t nQuietMs = Later();
+    EXPECT_EQ(Send({.payload = bad.substr(0, 40)}, nQuietMs).nAnswer, GATHER_WAIT);
+    const uint64_t nLost = Counted(COUNT_UNJUDGED_INCOMPLETE);
+    AbandonOldRequests(nQuietMs + GATHERED_AGE_MS - 1);
+    EXPECT_EQ(Counted(COUNT_UNJUDGED_INCOMPLETE), nLost);
+    AbandonOldRequests(nQuietMs + GATHERED_AGE_MS);
+    EXPECT_EQ(Counted(COUNT_UNJUDGED_INCOMPLETE), nLost + 1);
     // Each piece of a blocked connection keeps it in memory.
     int64_t nNowMs = Later();
     EXPECT_EQ(Send({.payload = bad}, nNowMs).nAnswer, GATHER_JUDGE);
@@ -229,8 +304,8 @@ class GatheringModel : public testing::Test {
         auto stream = std::make_unique<tagModelStream>();
         stream->request = request;
         stream->accepted.assign(request.size(), '0');
-        const Bytes bytes(request.begin(), request.end());
-        while (ReadRequestPrefix(std::span(bytes).first(stream->nDecisive)) != PREFIX_ENOUGH)
+        const bool bBad = request.find(kBad) != request.npos;
+        while (!IsDecided(request.substr(0, stream->nDecisive), bBad))
             ++stream->nDecisive;
         stream->nPort = static_cast<uint16_t>(1024 + m_Streams.size());
         stream->nISN = static_cast<uint32_t>(m_Random()) | 0xFFFFF000;  // most of them wrap
@@ -241,6 +316,17 @@ class GatheringModel : public testing::Test {
             pieces.push_back({stream.get(), cuts[i], cuts[i + 1] - cuts[i]});
         m_Queues.push_back(std::move(pieces));
         m_Streams.push_back(std::move(stream));
+    }
+    // Whether the blocked host is asked for in it, or anything at all.
+    static bool IsDecided(const std::string& begun, bool bBad) {
+        const Bytes bytes(begun.begin(), begun.end());
+        for (std::span<const uint8_t> data = bytes; ReadRequestPrefix(data) == PREFIX_ENOUGH;) {
+            const size_t nNext = FindNextRequest(data);
+            const std::string first(data.begin(), data.begin() + static_cast<std::ptrdiff_t>(nNext));
+            if (!bBad || first.find(kBad) != first.npos) return true;
+            data = data.subspan(nNext);
+        }
+        return false;
     }
     // Takes turns among `nAtOnce` connections.
     void Run(size_t nAtOnce) {
@@ -273,7 +359,7 @@ class GatheringModel : public testing::Test {
         if (outcome.bAccepted) stream.accepted.replace(piece.nFrom, piece.nLength, piece.nLength, '1');
         if (outcome.nAnswer != GATHER_JUDGE) return;
         ++stream.nJudged;
-        EXPECT_TRUE(stream.request.starts_with(outcome.judged));
+        EXPECT_NE(stream.request.find(outcome.judged), std::string::npos);
     }
     // Against a judgement of the whole.
     void Check(bool bOnce) const {
@@ -285,7 +371,11 @@ class GatheringModel : public testing::Test {
             } else {
                 EXPECT_EQ(nServerHas, stream->request.size()) << "port " << stream->nPort;
             }
-            EXPECT_EQ(!bOnce || stream->nJudged == 1, true) << stream->nJudged << ", port " << stream->nPort;
+            const int nRequests = stream->request.starts_with("PUT /b") ? 2 : 1;
+            if (bOnce) {
+                EXPECT_LE(stream->nJudged, nRequests) << "port " << stream->nPort;
+            }
+            EXPECT_GE(stream->nJudged, 1) << "port " << stream->nPort;
         }
     }
     const int64_t m_nNowMs = Later();
@@ -300,7 +390,8 @@ const std::string kRequests[] = {Request("a.example"),
                                  Request(kBad, "PUT") + std::string(300, 'x'),
                                  LargeClientHelloFor("a.example"),
                                  LargeClientHelloFor(kBad),
-                                 SplitRecords(LargeClientHelloFor(kBad), 300)};
+                                 SplitRecords(LargeClientHelloFor(kBad), 300),
+                                 Body(30) + std::string(30, 'x') + Request(kBad, "GET")};
 
 TEST_F(GatheringModel, ThreePiecesInEveryOrder) {
     for (const std::string& request : kRequests) {
