@@ -7,6 +7,7 @@
 #include "inspect/protocol_detect.h"
 #include "inspect/target_text.h"
 #include "inspect/url_helpers.h"
+#include "service/service_config.h"
 
 namespace {
 bool IsLineEnd(const uint8_t* p);
@@ -28,6 +29,7 @@ int FindHeaderValue(std::string_view name, std::span<const uint8_t> data, char (
         if (!EqualNoCase(line.substr(0, name.size()), name)) continue;
         line.remove_prefix(name.size());
         line.remove_prefix(std::min(line.find_first_not_of(" \t"), line.size()));
+        if (g_bLiveTraffic == 1) line = line.substr(0, line.find_last_not_of(" \t") + 1);
         if (line.size() >= sizeof szValue) return -1;
         CopyText(szValue, line);
         return 0;

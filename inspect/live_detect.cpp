@@ -11,7 +11,6 @@ constexpr uint8_t HANDSHAKE = 22;
 constexpr uint8_t TLS_MAJOR = 3;
 constexpr uint8_t CLIENT_HELLO = 1;
 constexpr size_t HELLO_TYPE_OFFSET = 5;  // behind the record header
-constexpr size_t RULE_WORD_LEN = 4;
 
 uint8_t MatchHello(std::span<const uint8_t> data);
 uint8_t MatchWord(std::span<const uint8_t> data, std::span<const tagKeyword> words, uint8_t& nMethod);
@@ -35,13 +34,6 @@ uint8_t DetectStart(std::span<const uint8_t> data, tagRequestStart& start) {
     nResult = MatchWord(data, FTP_COMMANDS, start.nMethod);
     if (nResult != PREFIX_OTHER) start.nProtocol = PROTO_FTP;
     return nResult;
-}
-
-bool MeetsStartRule(std::span<const uint8_t> data) {
-    tagRequestStart start;
-    if (data.size() < RULE_WORD_LEN) return false;
-    if (data[0] == HANDSHAKE) return MatchHello(data) == PREFIX_ENOUGH;
-    return DetectStart(data.first(RULE_WORD_LEN), start) != PREFIX_OTHER;
 }
 
 namespace {

@@ -27,7 +27,3 @@ struct tagRequestStart {
 // HTTP_METHODS and FTP_COMMANDS and a blank. Returns PREFIX_ENOUGH with `start` filled, PREFIX_MORE when the
 // data ends before that can be said, else PREFIX_OTHER.
 uint8_t DetectStart(std::span<const uint8_t> data, tagRequestStart& start);
-
-// Whether a firewall rule for the start of requests meets this data: its first four bytes are those of a word
-// and its blank, or a record of TLS 1.0 to 1.3 (or SSL 3.0) with a ClientHello begins here.
-bool MeetsStartRule(std::span<const uint8_t> data);

@@ -129,7 +129,9 @@ bool DissectPacket(tagPacketInfo& packet, const tagWebRequest& request) {
         CountTraffic(COUNT_UNJUDGED_DAMAGED);
         return false;
     }
-    return IsDestinationExcluded(&packet) != 0;
+    if (IsDestinationExcluded(&packet) != 0) return true;
+    if (g_bLiveTraffic == 1) packet.nStreamMark = STREAM_RELEASE;  // nor is anything behind it
+    return false;
 }
 
 uint8_t JudgeAndCount(tagWebRequest& request) {

@@ -415,6 +415,7 @@ TEST_F(DecisionFlow, LiveTrafficJudgesWhatSingleSegmentsHide) {
     const std::string get = Http("GET /p", "b.example"), head = Http("HEAD /", "a.example");
     const std::string hello = LargeClientHelloFor("b.example"), harmless = LargeClientHelloFor("a.example");
     const std::string open = "GET / HTTP/1.1\r\nHost: a.example\r\n";
+    const std::string padded = "b.example" + std::string(260, ' ');
     const struct {
         const char* szReason;
         std::vector<std::string> segments;
@@ -425,6 +426,7 @@ TEST_F(DecisionFlow, LiveTrafficJudgesWhatSingleSegmentsHide) {
         {"another host", {Http("GET /p", "a.example")}, "a", "c"},
         {"an FTP word in the URL", {Http("GET /?x=RETR", "b.example")}, "d", "RrX"},
         {"an FTP word in the cookie", {Http("GET /", "b.example\r\nCookie: CWD a")}, "d", "RrX"},
+        {"blanks behind the host", {Http("GET /p", padded.c_str())}, "d", "RrX"},
         {"HEAD", {Http("HEAD /p", "b.example")}, "d", "RrX"},
         {"OPTIONS", {Http("OPTIONS /p", "b.example")}, "d", "RrX"},
         {"GET behind HEAD", {head + get}, "d", "cRrX"},
@@ -460,6 +462,13 @@ TEST_F(DecisionFlow, LiveTrafficJudgesWhatSingleSegmentsHide) {
         EXPECT_EQ(info.nStreamMark, row.segments.back() == "body" ? STREAM_RELEASE : STREAM_KEEP);
         TearDown();
     }
+    SetUp();
+    g_bLiveTraffic = 1;
+    tagAddrRange all{0, 0};
+    g_ExcludedRanges = {1, &all};
+    const Bytes excluded = ComposePacket({.payload = get});
+    EXPECT_EQ(Dispatch(fake_kernel::QueueMessage(PACKET_ID, excluded)).nStreamMark, STREAM_RELEASE);
+    TearDown();
 }
 
 }  // namespace
