@@ -61,12 +61,14 @@ void AppendTcpRules(tagChainText& rules) {
     }
 }
 
-// Beside the binary for IPv4.
+// Beside the binary for IPv4, and of its kind: iptables-legacy has ip6tables-legacy.
 bool FindIp6tables(char (&szPath)[512]) {
     const char* szIptables = g_ServiceConfig.szIptablesPath;
     const char* pSlash = std::strrchr(szIptables, '/');
-    const int nFolder = pSlash ? static_cast<int>(pSlash - szIptables) : 0;
-    std::snprintf(szPath, sizeof szPath, "%.*s/ip6tables", nFolder, szIptables);
+    const char* szName = pSlash ? pSlash + 1 : szIptables;
+    if (std::strncmp(szName, "ip", 2) != 0) return false;
+    std::snprintf(szPath, sizeof szPath, "%.*sip6%s", static_cast<int>(szName - szIptables), szIptables,
+                  szName + 2);
     return access(szPath, X_OK) == 0;
 }
 

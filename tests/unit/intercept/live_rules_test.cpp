@@ -193,7 +193,7 @@ TEST_F(LiveRules, RemovalTakesEveryJumpThenTheChains) {
 TEST_F(LiveRules, BothKeysBehindThePlainRules) {
     const std::string folder = testing::TempDir() + "close_rules_test";
     std::filesystem::create_directories(folder);
-    CopyText(g_ServiceConfig.szIptablesPath, folder + "/iptables");
+    CopyText(g_ServiceConfig.szIptablesPath, folder + "/iptables-legacy");
     g_bLiveTraffic = g_bCloseBypasses = 1;
     ManageIptableRules(RULE_ADD);
     const auto commands = TakeCommands();
@@ -205,13 +205,13 @@ TEST_F(LiveRules, BothKeysBehindThePlainRules) {
                           "-I OUTPUT 1  -j WEBSEC_CLOSE\nCOMMIT\n"));
     EXPECT_THAT(commands, Each(Not(HasSubstr("ip6tables"))));
 
-    std::ofstream(folder + "/ip6tables") << "";
-    std::filesystem::permissions(folder + "/ip6tables", std::filesystem::perms::owner_all);
+    std::ofstream(folder + "/ip6tables-legacy") << "";
+    std::filesystem::permissions(folder + "/ip6tables-legacy", std::filesystem::perms::owner_all);
     g_bLiveTraffic = 2;  // only 1 is on
     ManageIptableRules(RULE_ADD);
     const auto both = TakeCommands();
     EXPECT_THAT(both, Each(Not(HasSubstr("WEBSEC_LIVE"))));
-    EXPECT_THAT(both, testing::Contains(HasSubstr("/ip6tables-restore")));
+    EXPECT_THAT(both, testing::Contains(HasSubstr("/ip6tables-legacy-restore")));
     g_bLiveTraffic = g_bCloseBypasses = 0;
     std::filesystem::remove_all(folder);
 }
