@@ -1,5 +1,7 @@
 #include "service/startup.h"
 
+#include <execinfo.h>
+
 #include <csignal>
 #include <span>
 
@@ -58,6 +60,7 @@ constexpr CleanupStep RECEIVER_ENDED[] = {JoinQueueReceivers,     StopWatchdog, 
 
 int Leave(std::span<const CleanupStep> steps, int nStatus);
 int InstallHandlers();
+void PrepareCancellation();
 void LoadPolicy();
 bool StartReceivers();
 int StartInterception(const sigset_t& saved);
@@ -70,6 +73,7 @@ int RunService() {
     sigset_t saved;
     if (sigprocmask(SIG_BLOCK, &control, &saved) != 0) return -1;
     if (InstallHandlers() != 0) return -1;
+    PrepareCancellation();
     if (ReadServiceConfig() != 0) return -1;
     ReadLiveTraffic();
 
@@ -104,6 +108,13 @@ int InstallHandlers() {
     if (signal(SIGHUP, OnReloadSignal) == SIG_ERR) return -1;
     if (signal(SIGUSR2, OnRefreshSignal) == SIG_ERR) return -1;
     return signal(SIGTERM, OnStopSignal) == SIG_ERR ? -1 : 0;
+}
+
+// The first cancellation of a thread loads the unwinder, and aborts the process when memory has run out by
+// then. backtrace needs the same one.
+void PrepareCancellation() {
+    void* pFrame = nullptr;
+    (void)backtrace(&pFrame, 1);
 }
 
 // None of this may keep the service from starting: what cannot be loaded stays off. The settings come
