@@ -175,9 +175,11 @@ uint8_t TakeAnswer(int nError) {
 // False when a worker has to do it: judging takes long, nobody would notice if it did, or the lists are being
 // replaced.
 bool JudgeHere(const tagPacketSlot& slot) {
-    if (!IsJudgingQuick() || !IsReceiverWatched()) return false;
-    if (pthread_mutex_trylock(&g_ReceiverAsWorker.lock) != 0) return false;
-    BeginOwnJudging();
+    if (!IsJudgingQuick() || !BeginOwnJudging()) return false;
+    if (pthread_mutex_trylock(&g_ReceiverAsWorker.lock) != 0) {
+        EndOwnJudging();
+        return false;
+    }
     (void)JudgeUnderLock(g_ReceiverAsWorker, slot);
     EndOwnJudging();
     return true;

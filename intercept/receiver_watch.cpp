@@ -23,12 +23,13 @@ void EndWatch(void* pUnused);
 void StandIn(uint64_t nTurn, tagPacketSlot& slot);
 }  // namespace
 
-bool IsReceiverWatched() {
-    return s_bWatched.load(std::memory_order_relaxed);
-}
-
-void BeginOwnJudging() {
-    s_nTurn.store((s_nTurn.load(std::memory_order_relaxed) | 1) + 2, std::memory_order_relaxed);
+// Either this sees that the watch has ended, or the watcher sees that the receiver judges and stays: each
+// writes before it reads, in one order for both.
+bool BeginOwnJudging() {
+    s_nTurn.store((s_nTurn.load(std::memory_order_relaxed) | 1) + 2);
+    if (s_bWatched.load()) return true;
+    EndOwnJudging();
+    return false;
 }
 
 void EndOwnJudging() {
@@ -37,10 +38,12 @@ void EndOwnJudging() {
 
 void AwaitStoredMessage(tagPacketSlot& slot) {
     bool bPosted = false;
-    if (g_bLiveTraffic == 1 && !s_bWatched.exchange(true)) {
+    bool bJudging = g_bLiveTraffic == 1;
+    while (bJudging && !bPosted && !s_bWatched.exchange(true)) {
         pthread_cleanup_push(EndWatch, nullptr);
         bPosted = Watch(slot);
         pthread_cleanup_pop(1);
+        bJudging = s_nTurn.load() % 2 == 1;
     }
     if (!bPosted) (void)sem_wait(&g_PacketStoreSem);
 }

@@ -10,11 +10,9 @@
 
 constexpr int RECEIVER_WATCH_MS = 5;
 
-// Whether a worker watches. Receiver.
-bool IsReceiverWatched();
-
-// Around each packet that the receiver judges itself. Receiver.
-void BeginOwnJudging();
+// Around each packet that the receiver judges itself. False when nobody watches: it must not, then, and
+// nothing is begun. Receiver.
+bool BeginOwnJudging();
 void EndOwnJudging();
 
 // Waits until there may be a message in the store; with LiveTraffic 1 it watches meanwhile if nobody does.

