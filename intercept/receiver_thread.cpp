@@ -117,7 +117,8 @@ void MarkReceiverEnded(void* pArgument) {
 // Returns when the channel can no longer be used.
 void ReceivePackets(tagQueueReceiver& receiver) {
     ActAsWorker(g_ReceiverAsWorker);
-    tagPacketSlot slot;
+    // Not on the stack: a sanitizer would not see that a cancelled thread has left it.
+    thread_local tagPacketSlot slot;
     if (g_bLiveTraffic != 1) {
         while (ReceiveForWorkers(receiver, slot)) {
         }
