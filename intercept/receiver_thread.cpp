@@ -110,6 +110,7 @@ void* QueueReceiverThread(void* pArgument) {
 
 void MarkReceiverEnded(void* pArgument) {
     auto& receiver = *static_cast<tagQueueReceiver*>(pArgument);
+    SendGatheredVerdicts(receiver);
     SetThreadLife(receiver.nLife, THREAD_ENDED);
     sem_post(&receiver.semEnded);
 }

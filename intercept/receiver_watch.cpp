@@ -45,6 +45,9 @@ void AwaitStoredMessage(tagPacketSlot& slot) {
         pthread_cleanup_pop(1);
         bJudging = s_nTurn.load() % 2 == 1;
     }
+    // Called away from a receiver that counts on being watched: another worker comes, finds nothing, and
+    // watches.
+    if (bPosted && bJudging) sem_post(&g_PacketStoreSem);
     if (!bPosted) (void)sem_wait(&g_PacketStoreSem);
 }
 

@@ -1,11 +1,28 @@
 #include "intercept/worker_pause.h"
 
+#include <pthread.h>
+#include <time.h>
+#include <unistd.h>
+
+#include <array>
+
 #include "intercept/thread_life.h"
 #include "intercept/worker_thread.h"
+#include "service/service_config.h"
 
 namespace {
+constexpr int LOCK_WAIT_MS = 5;
+constexpr int LOCK_REST_MS = 20;
+
 pthread_mutex_t s_PauseLock = PTHREAD_MUTEX_INITIALIZER;
-}
+
+using JudgeLocks = std::array<pthread_mutex_t*, NUM_WORKER_THREADS + 1>;
+
+JudgeLocks AllLocks();
+void TakeAllLocks();
+bool TakeAllSoon(const JudgeLocks& locks);
+timespec Soon();
+}  // namespace
 
 int StartAllWorkers() {
     pthread_mutex_lock(&s_PauseLock);
@@ -28,10 +45,9 @@ void PauseWorkers() {
             worker.nIndex = nIndex;
             (void)StartWorkerThread(worker);
         }
-        pthread_mutex_lock(&worker.lock);
         ++nIndex;
     }
-    pthread_mutex_lock(&g_ReceiverAsWorker.lock);
+    TakeAllLocks();
 }
 
 void ResumeWorkers() {
@@ -44,9 +60,7 @@ void ResumeWorkers() {
 void PauseOtherWorkers() {
     pthread_mutex_unlock(&CurrentWorker()->lock);
     pthread_mutex_lock(&s_PauseLock);
-    for (tagWorkerThread& worker : g_WorkerThreads)
-        pthread_mutex_lock(&worker.lock);
-    pthread_mutex_lock(&g_ReceiverAsWorker.lock);
+    TakeAllLocks();
 }
 
 void ResumeOtherWorkers() {
@@ -55,3 +69,48 @@ void ResumeOtherWorkers() {
     if (&g_ReceiverAsWorker != CurrentWorker()) pthread_mutex_unlock(&g_ReceiverAsWorker.lock);
     pthread_mutex_unlock(&s_PauseLock);
 }
+
+namespace {
+// In the order in which they are taken.
+JudgeLocks AllLocks() {
+    JudgeLocks locks;
+    auto pLock = locks.begin();
+    for (tagWorkerThread& worker : g_WorkerThreads)
+        *pLock++ = &worker.lock;
+    *pLock = &g_ReceiverAsWorker.lock;
+    return locks;
+}
+
+// With LiveTraffic 1 the locks of the others are given back while one packet takes long: it must not keep the
+// rest from being judged for as long as somebody waits to pause them.
+void TakeAllLocks() {
+    const JudgeLocks locks = AllLocks();
+    if (g_bLiveTraffic != 1) {
+        for (pthread_mutex_t* pLock : locks)
+            pthread_mutex_lock(pLock);
+        return;
+    }
+    while (!TakeAllSoon(locks))
+        usleep(LOCK_REST_MS * 1000);
+}
+
+// All, or none.
+bool TakeAllSoon(const JudgeLocks& locks) {
+    const timespec until = Soon();
+    for (auto pTaken = locks.begin(); pTaken != locks.end(); ++pTaken) {
+        if (pthread_mutex_clocklock(*pTaken, CLOCK_MONOTONIC, &until) == 0) continue;
+        while (pTaken != locks.begin())
+            pthread_mutex_unlock(*--pTaken);
+        return false;
+    }
+    return true;
+}
+
+timespec Soon() {
+    timespec until;
+    clock_gettime(CLOCK_MONOTONIC, &until);
+    until.tv_nsec += LOCK_WAIT_MS * 1'000'000L;
+    if (until.tv_nsec < 1'000'000'000L) return until;
+    return {until.tv_sec + 1, until.tv_nsec - 1'000'000'000L};
+}
+}  // namespace

@@ -100,7 +100,7 @@ TEST_F(ReceiverWatch, APacketThatTakesLongHoldsUpNoOther) {
     EXPECT_EQ(NextVerdict()->nPacketId, 61u) << "and it goes on as before";
 }
 
-TEST_F(ReceiverWatch, AReloadWaitsForTheReceiverAsForAWorker) {
+TEST_F(ReceiverWatch, AReloadWaitsForTheReceiverAsForAWorkerAndStopsNoOther) {
     HoldTheReceiver();
     std::atomic<bool> bPaused{false};
     std::thread reload([&] {
@@ -109,10 +109,45 @@ TEST_F(ReceiverWatch, AReloadWaitsForTheReceiverAsForAWorker) {
         ResumeWorkers();
     });
     usleep(20'000);
+    for (uint32_t nId = 2; nId <= 20; ++nId)
+        Request(nId, "a.example");
+    for (uint32_t nId = 2; nId <= 20; ++nId)
+        EXPECT_TRUE(NextVerdict()) << "answer " << nId;
     EXPECT_FALSE(bPaused);
     s_bHeld = false;
     reload.join();
     EXPECT_TRUE(NextVerdict());
+}
+
+void SetCost(uint64_t nNanoseconds) {
+    for (int i = 0; i < 200; ++i)
+        NoteJudgingCost(nNanoseconds);
+}
+
+// The watcher is called away to a packet that takes long while the receiver begins with another such. The
+// moment is short, so there are many rounds, which start differently.
+TEST_F(ReceiverWatch, TwoPacketsThatTakeLongHoldUpNoThird) {
+    for (int nRound = 0; nRound < 150; ++nRound) {
+        SetCost(1'000'000);  // to the workers
+        for (uint32_t nId = 1; nId <= 8; ++nId)
+            Request(nId, "a.example");
+        for (uint32_t nId = 1; nId <= 8; ++nId)
+            ASSERT_TRUE(NextVerdict());
+        usleep(static_cast<useconds_t>(nRound * 2));
+        SetCost(1'000'000);
+        s_bHeld = true;
+        Request(10, "held.example");
+        SetCost(1);  // to the receiver
+        Request(11, "held.example");
+        usleep(static_cast<useconds_t>(nRound));
+        Request(12, "a.example");
+        const auto verdict = NextVerdict(500);
+        s_bHeld = false;
+        ASSERT_TRUE(verdict) << "round " << nRound;
+        EXPECT_EQ(verdict->nPacketId, 12u);
+        EXPECT_TRUE(NextVerdict());
+        EXPECT_TRUE(NextVerdict());
+    }
 }
 
 TEST(JudgingCost, FollowsWhatMostPacketsTake) {
