@@ -114,8 +114,8 @@ tagServerFault AskServer() {
     }
     if (nAnswer != CATSERVER_STATUS_OK) {
         return {"the category server has no list to answer from",
-                "import one: websecctl import category; or tell the server to read it: pkill -HUP -f "
-                "websec-catserver"};
+                "import one: websecctl import category; or tell the server to read it: pkill -HUP -x "
+                "websec-catserve"};
     }
     return {};
 }

@@ -52,7 +52,7 @@ void AddDisk(tagStatus& status, tagHost&) {
     const uint64_t nFree = uint64_t{disk.f_bavail} * disk.f_frsize;
     const std::string place = "the disk of " + Printable(folder.native());
     status.rows.push_back({"disk", std::to_string(nFree / MIB) + " MiB free for " + StorePath()});
-    constexpr char SPACE[] = "free some space, or websecctl report purge";
+    constexpr char SPACE[] = "free some space";
     if ((disk.f_flag & ST_RDONLY) != 0) {
         status.Fail(place + " is read-only: settings cannot be changed, reports are lost",
                     "mount it for writing");

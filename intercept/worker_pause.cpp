@@ -1,17 +1,18 @@
 #include "intercept/worker_pause.h"
 
 #include <pthread.h>
-#include <time.h>
 #include <unistd.h>
 
 #include <array>
 
+#include "common/monotonic_ms.h"
 #include "intercept/thread_life.h"
 #include "intercept/worker_thread.h"
 #include "service/service_config.h"
 
 namespace {
 constexpr int LOCK_WAIT_MS = 5;
+constexpr int LOCK_LOOK_US = 50;
 constexpr int LOCK_REST_MS = 20;
 
 pthread_mutex_t s_PauseLock = PTHREAD_MUTEX_INITIALIZER;
@@ -21,7 +22,7 @@ using JudgeLocks = std::array<pthread_mutex_t*, NUM_WORKER_THREADS + 1>;
 JudgeLocks AllLocks();
 void TakeAllLocks();
 bool TakeAllSoon(const JudgeLocks& locks);
-timespec Soon();
+bool TakeSoon(pthread_mutex_t* pLock, int64_t nUntil);
 }  // namespace
 
 int StartAllWorkers() {
@@ -96,9 +97,9 @@ void TakeAllLocks() {
 
 // All, or none.
 bool TakeAllSoon(const JudgeLocks& locks) {
-    const timespec until = Soon();
+    const int64_t nUntil = MonotonicMs() + LOCK_WAIT_MS;
     for (auto pTaken = locks.begin(); pTaken != locks.end(); ++pTaken) {
-        if (pthread_mutex_clocklock(*pTaken, CLOCK_MONOTONIC, &until) == 0) continue;
+        if (TakeSoon(*pTaken, nUntil)) continue;
         while (pTaken != locks.begin())
             pthread_mutex_unlock(*--pTaken);
         return false;
@@ -106,11 +107,12 @@ bool TakeAllSoon(const JudgeLocks& locks) {
     return true;
 }
 
-timespec Soon() {
-    timespec until;
-    clock_gettime(CLOCK_MONOTONIC, &until);
-    until.tv_nsec += LOCK_WAIT_MS * 1'000'000L;
-    if (until.tv_nsec < 1'000'000'000L) return until;
-    return {until.tv_sec + 1, until.tv_nsec - 1'000'000'000L};
+// A worker that is only busy has its lock free after each packet, for about as long as it was taken.
+bool TakeSoon(pthread_mutex_t* pLock, int64_t nUntil) {
+    while (pthread_mutex_trylock(pLock) != 0) {
+        if (MonotonicMs() > nUntil) return false;
+        usleep(LOCK_LOOK_US);
+    }
+    return true;
 }
 }  // namespace
