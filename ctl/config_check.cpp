@@ -3,6 +3,7 @@
 #include <strings.h>
 
 #include <algorithm>
+#include <cctype>
 #include <cerrno>
 #include <cstring>
 #include <iterator>
@@ -76,6 +77,10 @@ void CheckNames(const std::string& text, std::vector<std::string>& problems) {
         line = Trimmed(line);
         if (line.empty() || line[0] == '#' || line[0] == ';') continue;
         const bool bHeader = line[0] == '[';
+        if (bHeader && line.find(']') == line.npos) {
+            problems.push_back("the heading " + Quoted(line) + " has no ']'");
+            continue;
+        }
         if (bHeader) section = Trimmed(line.substr(1, line.find(']') - 1));
         const std::string key = Trimmed(line.substr(0, line.find('=')));
         const bool bKnown =
@@ -116,7 +121,10 @@ bool IsTable(const std::string& value) {
 }
 
 bool IsChain(const std::string& value) {
-    return !value.empty() && value.find_first_of(" \t\"'") == value.npos;
+    constexpr size_t LONGEST = 28;  // XT_EXTENSION_MAXNAMELEN without its end
+    return !value.empty() && value.size() <= LONGEST &&
+           std::all_of(value.begin(), value.end(),
+                       [](unsigned char c) { return std::isalnum(c) || c == '-' || c == '_' || c == '.'; });
 }
 
 // Single ports and ranges, as the rules' port match takes them.

@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include "common/product_paths.h"
+#include "ctl/config_check.h"
 #include "ctl/queue_owner.h"
 #include "ctl/rule_count.h"
 #include "ctl/status.h"
@@ -211,6 +212,9 @@ void JudgeRules(tagStatus& status, const tagHost& host, uint32_t nRules, bool bL
     }
     const bool bCanRepair = HasCapability(*host.daemon, CAP_NET_ADMIN);
     const char* szRepair = bCanRepair ? "websec puts missing rules back within a minute" : "";
+    if (!CheckServiceConfig(SERVICE_CONFIG_FILE).problems.empty()) {
+        szRepair = "correct websec.cfg, which names a rule wrongly, and restart websec";
+    }
     if (nRules < RULE_GROUPS) status.Fail(should, szRepair);
     if (nRules > RULE_GROUPS) {
         status.Warn(should + "; of a rule that it finds twice websec clears the whole chain", RESTART);

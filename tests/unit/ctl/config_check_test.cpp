@@ -42,6 +42,8 @@ TEST_F(ConfigCheck, NamesWhatTheDaemonTakesOtherwise) {
         {"[ServiceConfigurations]\ncatEngin=1", "'catEngin' in section"},
         {"[Service]", "the section 'Service' is not known"},
         {"catEngine=2", "'catEngine' in section '' is not known"},
+        {"[ServiceConfigurations", "has no ']'"},
+        {"[IPTABLEConfigurations]\niptableChain=X;id", "iptableChain is 'X;id'"},
     };
     for (const auto& row : rows)
         EXPECT_THAT(Problems(row.szLine), ElementsAre(HasSubstr(row.szProblem))) << row.szLine;
