@@ -1,6 +1,6 @@
 // Asks the system's resolver for many names at once, so that one which is slow to answer holds up few
-// others: a bounded number of threads, which live for this call alone and keep every signal blocked. Each name
-// may take as long as the resolver lets it.
+// others: a bounded number of threads, which live for this call alone and keep every signal blocked. Each
+// name may take as long as the resolver lets it.
 //
 // Any thread; not to be cancelled meanwhile.
 #pragma once

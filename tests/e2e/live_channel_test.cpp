@@ -12,6 +12,7 @@
 #include "common/traffic_counters.h"
 #include "tests/e2e/daemon.h"
 #include "tests/e2e/lab.h"
+#include "tests/e2e/live_daemon.h"
 #include "tests/e2e/web_client.h"
 
 namespace {
@@ -45,20 +46,7 @@ void AskAsNobody(in_port_t nPort) {
 }
 }  // namespace
 
-class LiveChannel : public LabTest {
-  protected:
-    void SetUp() override {
-        LabTest::SetUp();
-        WriteFile(ProductFile("websec.cfg"), "[ServiceConfigurations]\nLiveTraffic=1\n");
-        MustRun("websecctl block add blocked.example");
-        daemon = StartDaemon();
-    }
-    void TearDown() override {
-        EXPECT_EQ(StopDaemon(daemon), 0);
-        LabTest::TearDown();
-    }
-    tagDaemon daemon;
-};
+class LiveChannel : public LiveDaemonTest {};
 
 TEST_F(LiveChannel, RequestsLargerThanAnyBuffer) {
     EXPECT_EQ(Count(COUNT_CHANNEL_FLAGS), NFQA_CFG_F_GSO | NFQA_CFG_F_FAIL_OPEN | NFQA_CFG_F_UID_GID);

@@ -12,6 +12,7 @@
 #include "inspect/request_gathering.h"
 #include "tests/e2e/daemon.h"
 #include "tests/e2e/lab.h"
+#include "tests/e2e/live_daemon.h"
 #include "tests/e2e/web_client.h"
 #include "tests/support/client_hello_composer.h"
 
@@ -24,22 +25,14 @@ size_t ResidentKb(pid_t pid) {
 }
 }  // namespace
 
-class LiveLoad : public LabTest {
+class LiveLoad : public LiveDaemonTest {
   protected:
     void SetUp() override {
-        LabTest::SetUp();
         constexpr rlim_t FILES = 20'000;
         const rlimit files{FILES, FILES};
         ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &files), 0);
-        WriteFile(ProductFile("websec.cfg"), "[ServiceConfigurations]\nLiveTraffic=1\n");
-        MustRun("websecctl block add blocked.example");
-        daemon = StartDaemon();
+        LiveDaemonTest::SetUp();
     }
-    void TearDown() override {
-        EXPECT_EQ(StopDaemon(daemon), 0);
-        LabTest::TearDown();
-    }
-    tagDaemon daemon;
 };
 
 TEST_F(LiveLoad, OfABurstEachRequestIsJudged) {
