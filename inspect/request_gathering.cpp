@@ -11,7 +11,6 @@
 
 #include "common/traffic_counters.h"
 #include "inspect/connection_memory.h"
-#include "inspect/gathered_streams.h"
 #include "inspect/request_prefix.h"
 
 namespace {
@@ -22,13 +21,29 @@ constexpr uint64_t LONGEST_BODY = 1u << 30;  // whose end is still told apart by
 // More than a host sends before the first of it has left (tcp_limit_output_bytes).
 constexpr int32_t RELEASED_BODY = 4 << 20;
 
+struct tagStream {
+    tagConnection connection;
+    tagStreamBytes bytes;
+    uint32_t nStart;    // sequence number of the request's first byte, once it came
+    uint32_t nGap;      // sequence number behind the last piece of which the kernel gave only the beginning
+    uint32_t nOrphans;  // pieces that came before the start
+    int64_t nMetMs;     // when the last piece came
+    uint64_t nTurn;     // the same as a place in the order of all pieces: many come within a millisecond
+    uint8_t bUsed, bStarted, bGap;
+    uint8_t bJudged;  // what it asks for was judged; its headers go on
+};
+
 struct tagBehind {
     uint8_t nKind;  // BEHIND_*
     uint32_t nNext;
 };
 
-// Guards the streams (gathered_streams.h) and what is remembered.
+// All of it is guarded by the lock. The bytes stand apart, so that looking for a stream touches none of them.
 pthread_mutex_t g_Lock = PTHREAD_MUTEX_INITIALIZER;
+tagStream g_Streams[GATHERED_STREAMS];
+tagStreamBuffer g_Buffers[GATHERED_STREAMS];
+uint32_t g_nStreamsUsed;
+uint64_t g_nTurn;
 tagConnectionMemory g_Memory;
 
 uint8_t AnswerFromMemory(const tagPacketInfo& part, int64_t nNowMs);
@@ -54,9 +69,20 @@ bool BeginsBeforeNext(const tagPacketInfo& part, int64_t nNowMs);
 void NoteBehind(const tagPacketInfo& part, const tagBehind& behind, int64_t nNowMs);
 void RememberPending(const tagPacketInfo& piece, const tagPacketInfo& part, int64_t nNowMs);
 
+int32_t PlaceIn(const tagStream& stream, const tagPacketInfo& part);
+bool IsNear(int32_t nPlace);
+bool IsBehindGap(const tagStream& stream, const tagPacketInfo& part);
+bool IsFull(const tagStream& stream, std::span<const uint8_t> request);
+uint32_t AddPiece(tagStream& stream, const tagPacketInfo& part, int64_t nNowMs);
 void LeadTo(tagPacketInfo& part, std::span<const uint8_t> request, uint32_t nSeq, tagStreamBuffer& buffer);
 bool LeadToOrphan(tagPacketInfo& part, uint32_t nSeq, tagStreamBuffer& buffer, int64_t nNowMs);
+tagStreamBuffer& BufferOf(const tagStream& stream);
+tagStream* FindStream(const tagConnection& connection, int64_t nNowMs);
+tagStream& NewStream(const tagConnection& connection);
 void KeepHead(const tagPacketInfo& part, int64_t nNowMs);
+void EndStream(tagStream& stream);
+void EndJudged(tagStream& stream);
+void AbandonStream(tagStream& stream);
 
 std::span<const uint8_t> DataOf(const tagPacketInfo& part);
 uint32_t SequenceEnd(const tagPacketInfo& part);
@@ -122,7 +148,8 @@ void RememberAllowed(const tagPacketInfo& packet, int64_t nNowMs) {
 
 void AbandonOldRequests(int64_t nNowMs) {
     pthread_mutex_lock(&g_Lock);
-    AbandonOldStreams(nNowMs);
+    for (tagStream& stream : g_Streams)
+        if (stream.bUsed && nNowMs - stream.nMetMs >= GATHERED_AGE_MS) AbandonStream(stream);
     pthread_mutex_unlock(&g_Lock);
 }
 
@@ -374,6 +401,39 @@ void RememberPending(const tagPacketInfo& piece, const tagPacketInfo& part, int6
                                 behind.nKind, behind.nNext});
 }
 
+// How far the part lies behind what is kept of its connection.
+int32_t PlaceIn(const tagStream& stream, const tagPacketInfo& part) {
+    return SequenceDistance(part.nSeq, stream.bStarted ? stream.nStart : stream.bytes.nBase);
+}
+
+bool IsNear(int32_t nPlace) {
+    const auto nReach = static_cast<int32_t>(STREAM_BYTES);
+    return -nReach < nPlace && nPlace < nReach;
+}
+
+// Whether something between it and the start has not come yet.
+bool IsBehindGap(const tagStream& stream, const tagPacketInfo& part) {
+    const auto begun = BytesFrom(stream.bytes, BufferOf(stream), stream.nStart);
+    return SequenceDistance(part.nSeq, stream.nStart + static_cast<uint32_t>(begun.size())) > 0;
+}
+
+// Whether no more can be added to what is there of the request.
+bool IsFull(const tagStream& stream, std::span<const uint8_t> request) {
+    const uint32_t nEnd = stream.nStart + static_cast<uint32_t>(request.size());
+    return nEnd - stream.bytes.nBase >= STREAM_BYTES || (stream.bGap && nEnd == stream.nGap);
+}
+
+// Returns how many of its bytes were new.
+uint32_t AddPiece(tagStream& stream, const tagPacketInfo& part, int64_t nNowMs) {
+    stream.nMetMs = nNowMs;
+    stream.nTurn = ++g_nTurn;
+    if (part.bCut == 1) {
+        stream.nGap = part.nSeq + part.nDataLen;
+        stream.bGap = 1;
+    }
+    return AddStreamBytes(stream.bytes, BufferOf(stream), part.nSeq, DataOf(part));
+}
+
 // Makes the part one that begins at nSeq.
 void LeadTo(tagPacketInfo& part, std::span<const uint8_t> request, uint32_t nSeq, tagStreamBuffer& buffer) {
     std::copy(request.begin(), request.end(), buffer.begin());
@@ -391,6 +451,40 @@ bool LeadToOrphan(tagPacketInfo& part, uint32_t nSeq, tagStreamBuffer& buffer, i
     return !request.empty();
 }
 
+tagStreamBuffer& BufferOf(const tagStream& stream) {
+    return g_Buffers[&stream - g_Streams];
+}
+
+// Those that are too old go on the way.
+tagStream* FindStream(const tagConnection& connection, int64_t nNowMs) {
+    uint32_t nLeft = g_nStreamsUsed;
+    for (tagStream* p = g_Streams; nLeft > 0; ++p) {
+        if (!p->bUsed) continue;
+        --nLeft;
+        if (nNowMs - p->nMetMs >= GATHERED_AGE_MS) {
+            AbandonStream(*p);
+        } else if (p->connection == connection) {
+            return p;
+        }
+    }
+    return nullptr;
+}
+
+// The first free one, so that a quiet host touches little memory; else the oldest.
+tagStream& NewStream(const tagConnection& connection) {
+    tagStream* pOldest = g_Streams;
+    for (tagStream& stream : g_Streams) {
+        if (stream.nTurn < pOldest->nTurn || !stream.bUsed) pOldest = &stream;
+        if (!stream.bUsed) break;
+    }
+    if (pOldest->bUsed) AbandonStream(*pOldest);
+    *pOldest = {};
+    pOldest->connection = connection;
+    pOldest->bUsed = 1;
+    ++g_nStreamsUsed;
+    return *pOldest;
+}
+
 // Keeps a request whose headers go on while it is judged.
 void KeepHead(const tagPacketInfo& part, int64_t nNowMs) {
     tagStream* pStream = FindStream(ConnectionOf(part), nNowMs);
@@ -398,6 +492,26 @@ void KeepHead(const tagPacketInfo& part, int64_t nNowMs) {
     stream.nStart = part.nSeq;
     stream.bStarted = stream.bJudged = 1;
     AddPiece(stream, part, nNowMs);
+}
+
+void EndStream(tagStream& stream) {
+    stream.bUsed = 0;
+    --g_nStreamsUsed;
+}
+
+// What came behind a gap stays for the request that the gap belongs to.
+void EndJudged(tagStream& stream) {
+    if (stream.bytes.nRanges <= 1) return EndStream(stream);
+    stream.bStarted = stream.bJudged = 0;
+    stream.nOrphans = 0;
+}
+
+// Ends one whose request, or what came behind its headers, was never judged.
+void AbandonStream(tagStream& stream) {
+    if (stream.bStarted && (!stream.bJudged || stream.bytes.nRanges > 1)) {
+        CountTraffic(COUNT_UNJUDGED_INCOMPLETE);
+    }
+    EndStream(stream);
 }
 
 std::span<const uint8_t> DataOf(const tagPacketInfo& part) {

@@ -20,9 +20,12 @@
 
 #include <cstdint>
 
-#include "inspect/gathered_streams.h"
 #include "inspect/stream_bytes.h"
 #include "intercept/packet_info.h"
+
+constexpr uint32_t GATHERED_STREAMS = 192;
+constexpr int64_t GATHERED_AGE_MS = 60'000;  // since the last piece
+static_assert(GATHERED_STREAMS * STREAM_BYTES <= 4u << 20);
 
 enum : uint8_t {
     GATHER_JUDGE,      // pData and nDataLen are a request to judge
