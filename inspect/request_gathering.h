@@ -20,12 +20,8 @@
 
 #include <cstdint>
 
-#include "inspect/stream_bytes.h"
-#include "intercept/packet_info.h"
-
-constexpr uint32_t GATHERED_STREAMS = 192;
-constexpr int64_t GATHERED_AGE_MS = 60'000;  // since the last piece
-static_assert(GATHERED_STREAMS * STREAM_BYTES <= 4u << 20);
+#include "inspect/data_part.h"
+#include "inspect/stream_table.h"
 
 enum : uint8_t {
     GATHER_JUDGE,      // pData and nDataLen are a request to judge
@@ -35,16 +31,12 @@ enum : uint8_t {
     GATHER_DROP_COPY,  // drop: the same bytes are being judged, and their sender will send them again
 };
 
-// The part of a dissected packet that holds data: a copy whose nSeq is the number of the first data byte, for
-// the operations below (a SYN takes a number for itself).
-tagPacketInfo DataPart(const tagPacketInfo& packet);
-
-// Takes a piece. On GATHER_JUDGE, data that was put together stands in `buffer`, which is the caller's:
-// pData, nDataLen and nSeq of the part then lead there, or to where a request begins within the piece. The
-// caller judges it and must tell the outcome by one of the two operations further below. Sets nStreamMark:
-// STREAM_WATCH while more is waited for; STREAM_RELEASE when nothing that follows could be a request, or not
-// before so much data that none of it can be in the queue yet: a release reaches the connection after pieces
-// that were queued meanwhile. Counts what cannot be judged.
+// Takes a piece, as DataPart gave it. On GATHER_JUDGE, data that was put together stands in `buffer`, which
+// is the caller's: pData, nDataLen and nSeq of the part then lead there, or to where a request begins within
+// the piece. The caller judges it and must tell the outcome by one of the two operations further below. Sets
+// nStreamMark: STREAM_WATCH while more is waited for; STREAM_RELEASE when nothing that follows could be a
+// request, or not before so much data that none of it can be in the queue yet: a release reaches the
+// connection after pieces that were queued meanwhile. Counts what cannot be judged.
 uint8_t GatherRequest(tagPacketInfo& part, tagStreamBuffer& buffer, int64_t nNowMs);
 
 // The same for a request behind the one just judged, within the same piece.
