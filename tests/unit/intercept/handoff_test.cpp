@@ -8,19 +8,15 @@
 #include <set>
 #include <thread>
 
-#include "intercept/packet_store.h"
-#include "intercept/receiver_thread.h"
 #include "intercept/thread_life.h"
 #include "intercept/worker_pause.h"
-#include "intercept/worker_thread.h"
 #include "policy/addr_match.h"
 #include "policy/list_entry.h"
 #include "policy/policy_state.h"
 #include "policy/settings_load.h"
 #include "policy/worker_pause_hook.h"
 #include "report/report_module.h"
-#include "service/service_config.h"
-#include "tests/support/fake_kernel_queue.h"
+#include "tests/support/channel_fixture.h"
 #include "tests/support/packet_composer.h"
 
 namespace {
@@ -32,35 +28,16 @@ std::vector<uint8_t> Request(uint32_t nId) {
     return QueueMessage(nId, ComposePacket({.payload = "GET / HTTP/1.1\r\nHost: a.example\r\n\r\n"}));
 }
 
-bool WaitUntilEnded(uint8_t& nLife) {
-    for (int i = 0; i < 2000 && GetThreadLife(nLife) == THREAD_RUNNING; ++i)
-        usleep(1000);
-    return GetThreadLife(nLife) == THREAD_ENDED;
-}
-
-class Handoff : public testing::Test {
+class Handoff : public ChannelTest {
   protected:
     void SetUp() override {
-        fake_kernel::Reset();
-        pthread_mutex_init(&g_PacketStoreLock, nullptr);
-        sem_init(&g_PacketStoreSem, 0, 0);
-        PacketStoreInit(g_PacketStore);
-        g_QueueReceivers[0] = {};
-        g_QueueReceivers[0].nQueueNum = 7;
+        ChannelTest::SetUp();
+        receiver.nQueueNum = 7;
     }
     void TearDown() override {
-        StopQueueReceivers();
-        StopWorkerThreads();
-        DestroyPacketStoreSync();
+        ChannelTest::TearDown();
         FreePolicyLists();
         g_bCustomBlockList = 0;
-        g_bLiveTraffic = 0;
-        fake_kernel::Reset();
-    }
-    static void StartWorkers() { ASSERT_EQ(StartAllWorkers(), 0); }
-    static void StartAll() {
-        ASSERT_EQ(StartQueueReceiver(g_QueueReceivers[0]), 0);
-        StartWorkers();
     }
 };
 
@@ -94,7 +71,7 @@ TEST_F(Handoff, WhatHoldsNoPacketIsNotAnswered) {
 }
 
 TEST_F(Handoff, AFullStoreIsAnsweredWithADropAndAPause) {
-    ASSERT_EQ(StartQueueReceiver(g_QueueReceivers[0]), 0);
+    ASSERT_EQ(StartQueueReceiver(receiver), 0);
     for (uint32_t nId = 1; nId <= 501; ++nId)
         Deliver(QueueMessage(nId, {}));
     const auto verdict = NextVerdict();
@@ -105,7 +82,7 @@ TEST_F(Handoff, AFullStoreIsAnsweredWithADropAndAPause) {
     const auto begin = std::chrono::steady_clock::now();
     StopQueueReceivers();
     EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(900));
-    EXPECT_EQ(g_QueueReceivers[0].pSocket, nullptr);
+    EXPECT_EQ(receiver.pSocket, nullptr);
 }
 
 TEST_F(Handoff, AWorkerEndsOnARejectedMessageAndIsMadeAnew) {
@@ -129,28 +106,25 @@ TEST_F(Handoff, AWorkerEndsOnARejectedMessageAndIsMadeAnew) {
     EXPECT_EQ(verdict->nPacketId, 5u);
 }
 
-TEST_F(Handoff, TheReceiverEndsWithItsChannelAndIsStoppedOnce) {
-    StartAll();
-    fake_kernel::CloseChannel();
-    AwaitQueueReceivers();
-    JoinQueueReceivers();
-    EXPECT_EQ(GetThreadLife(g_QueueReceivers[0].nLife), THREAD_NONE);
-    StopQueueReceivers();
-    StopQueueReceivers();
-}
-
-TEST_F(Handoff, TheReceiverEndsOnADatagramThatIsTooLarge) {
-    StartAll();
-    Deliver(std::vector<uint8_t>(PACKET_SLOT_BYTES + 1));
-    EXPECT_TRUE(WaitUntilEnded(g_QueueReceivers[0].nLife));
+TEST_F(Handoff, TheReceiverEndsWithItsChannelOrATooLargeDatagramAndIsStoppedOnce) {
+    const auto tooLarge = [] { Deliver(std::vector<uint8_t>(PACKET_SLOT_BYTES + 1)); };
+    for (void (*pfnEnd)() : {+[] { fake_kernel::CloseChannel(); }, +tooLarge}) {
+        ASSERT_EQ(StartQueueReceiver(receiver), 0);
+        pfnEnd();
+        AwaitQueueReceivers();
+        JoinQueueReceivers();
+        EXPECT_EQ(GetThreadLife(receiver.nLife), THREAD_NONE);
+        StopQueueReceivers();
+        StopQueueReceivers();
+    }
 }
 
 TEST_F(Handoff, OpeningFailsStepByStep) {
     for (const int nResult : {CHANNEL_NO_SOCKET, CHANNEL_NO_BIND, CHANNEL_NO_CONFIG}) {
         fake_kernel::Reset();
         fake_kernel::FailOpening(nResult);
-        EXPECT_EQ(StartQueueReceiver(g_QueueReceivers[0]), nResult);
-        EXPECT_EQ(GetThreadLife(g_QueueReceivers[0].nLife), THREAD_NONE);
+        EXPECT_EQ(StartQueueReceiver(receiver), nResult);
+        EXPECT_EQ(GetThreadLife(receiver.nLife), THREAD_NONE);
         StopQueueReceivers();
     }
 }
@@ -174,10 +148,8 @@ TEST_F(Handoff, StoppingInTheMidstOfWork) {
         for (uint32_t nId = 1; nId <= 40; ++nId)
             Deliver(Request(nId));
         usleep(static_cast<useconds_t>(nRound) * 20);
-        StopQueueReceivers();
-        StopWorkerThreads();
-        EXPECT_EQ(g_QueueReceivers[0].pSocket, nullptr);
         TearDown();
+        EXPECT_EQ(receiver.pSocket, nullptr);
         SetUp();
     }
 }
@@ -213,7 +185,7 @@ TEST_F(Handoff, TheFirstAddressMatchLoadsOnceBesideReloads) {
         StopQueueReceivers();
         StopWorkerThreads();
         fake_kernel::Reset();
-        g_QueueReceivers[0] = {};
+        receiver = {};
     }
     g_bReportModuleLoaded = 0;
     g_pfnPauseWorkersFromWorker = g_pfnResumeWorkersFromWorker = nullptr;

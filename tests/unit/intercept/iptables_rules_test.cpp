@@ -1,12 +1,9 @@
 #include "intercept/iptables_rules.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
-#include "common/copy_text.h"
 #include "intercept/run_command.h"
-#include "service/service_config.h"
-#include "tests/support/recording_popen.h"
+#include "tests/support/rules_fixture.h"
 
 namespace {
 using recording_popen::AnswerWith;
@@ -26,16 +23,8 @@ const std::string TLS_KEY =
     "0x4&0x1fff=0x0&&0x0>>0x16&0x3c@0xc>>0x1a&0x3c@0x0&0xffffff00=0x16030000:0x16030300&&"
     "0x0>>0x16&0x3c@0xc>>0x1a&0x3c@0x2&0xff=0x1";
 
-class IptablesRules : public testing::Test {
+class IptablesRules : public RulesTest {
   protected:
-    void SetUp() override {
-        g_ServiceConfig = {};
-        CopyText(g_ServiceConfig.szIptablesPath, "/sbin/iptables");
-        CopyText(g_ServiceConfig.szIptableChain, "POSTROUTING");
-        CopyText(g_ServiceConfig.szIptableTable, "mangle");
-    }
-    void TearDown() override { AnswerWith({}); }
-
     static bool IsCount(const std::string& strCommand) {
         return strCommand.find(" -L ") != std::string::npos;
     }

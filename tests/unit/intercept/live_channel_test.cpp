@@ -10,14 +10,10 @@
 #include "common/traffic_counters.h"
 #include "intercept/iptables_rules.h"
 #include "intercept/live_rules.h"
-#include "intercept/packet_store.h"
-#include "intercept/receiver_thread.h"
 #include "intercept/stream_marks.h"
 #include "intercept/thread_life.h"
 #include "intercept/worker_pause.h"
-#include "intercept/worker_thread.h"
-#include "service/service_config.h"
-#include "tests/support/fake_kernel_queue.h"
+#include "tests/support/channel_fixture.h"
 #include "tests/support/packet_composer.h"
 #include "tests/support/recording_popen.h"
 
@@ -30,24 +26,13 @@ uint64_t Count(uint8_t nCounter) {
     return g_pTrafficCounters->counts[nCounter];
 }
 
-class LiveChannel : public testing::Test {
+class LiveChannel : public ChannelTest {
   protected:
     void SetUp() override {
         g_bLiveTraffic = 1;
-        fake_kernel::Reset();
         for (auto& nCount : g_pTrafficCounters->counts)
             nCount = 0;
-        pthread_mutex_init(&g_PacketStoreLock, nullptr);
-        sem_init(&g_PacketStoreSem, 0, 0);
-        PacketStoreInit(g_PacketStore);
-        receiver = {};
-    }
-    void TearDown() override {
-        StopQueueReceivers();
-        StopWorkerThreads();
-        DestroyPacketStoreSync();
-        fake_kernel::Reset();
-        g_bLiveTraffic = 0;
+        ChannelTest::SetUp();
     }
     static void ExpectVerdict(uint32_t nPacketId, uint32_t nVerdict, uint32_t nMark = 0) {
         const auto verdict = NextVerdict();
@@ -56,8 +41,6 @@ class LiveChannel : public testing::Test {
         EXPECT_EQ(verdict->nVerdict, nVerdict);
         EXPECT_EQ(verdict->nMark, nMark);
     }
-
-    tagQueueReceiver& receiver = g_QueueReceivers[0];
 };
 
 TEST_F(LiveChannel, ARefusedFlagCostsThatFlagAlone) {
@@ -93,8 +76,7 @@ TEST_F(LiveChannel, AQueueOfAnotherIsNotOpened) {
 }
 
 TEST_F(LiveChannel, AnswersToSingleVerdictsAndOverrunsAreSurvived) {
-    ASSERT_EQ(StartQueueReceiver(receiver), 0);
-    ASSERT_EQ(StartAllWorkers(), 0);
+    StartAll();
     for (int i = 0; i < 10; ++i)
         Deliver(fake_kernel::ErrorMessage(ENOENT));
     Deliver(fake_kernel::ErrorMessage(0));

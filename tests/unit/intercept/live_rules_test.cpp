@@ -1,15 +1,12 @@
 #include "intercept/live_rules.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <filesystem>
 #include <fstream>
 
-#include "common/copy_text.h"
 #include "intercept/iptables_rules.h"
-#include "service/service_config.h"
-#include "tests/support/recording_popen.h"
+#include "tests/support/rules_fixture.h"
 
 namespace {
 using recording_popen::AnswerWith;
@@ -30,13 +27,10 @@ constexpr char RESTORE[] =
 constexpr char EMPTY_CHAINS[] =
     ":WEBSEC_LIVE - [0:0]\n:WEBSEC_LIVE_START - [0:0]\n:WEBSEC_LIVE_REPEAT - [0:0]\n";
 
-class LiveRules : public testing::Test {
+class LiveRules : public RulesTest {
   protected:
     void SetUp() override {
-        g_ServiceConfig = {};
-        CopyText(g_ServiceConfig.szIptablesPath, "/sbin/iptables");
-        CopyText(g_ServiceConfig.szIptableChain, "POSTROUTING");
-        CopyText(g_ServiceConfig.szIptableTable, "mangle");
+        RulesTest::SetUp();
         m_listing.clear();
         m_refused = "nothing";
         AnswerWith([this](const std::string& command) {
@@ -46,11 +40,6 @@ class LiveRules : public testing::Test {
             return tagAnswer{"", bRefused ? 2 : 0};
         });
     }
-    void TearDown() override {
-        AnswerWith({});
-        g_ServiceConfig = {};
-    }
-
     std::string m_listing;  // what iptables shows now, and after chains were made
     std::string m_listingBehind = "-N WEBSEC_LIVE\n-A POSTROUTING -p tcp -j WEBSEC_LIVE\n";
     std::string m_refused;  // the kernel takes no rules with this text

@@ -9,13 +9,10 @@
 #include <thread>
 
 #include "intercept/judging_cost.h"
-#include "intercept/receiver_thread.h"
 #include "intercept/worker_pause.h"
-#include "intercept/worker_thread.h"
 #include "policy/policy_switches.h"
 #include "policy/url_scanner.h"
-#include "service/service_config.h"
-#include "tests/support/fake_kernel_queue.h"
+#include "tests/support/channel_fixture.h"
 #include "tests/support/packet_composer.h"
 
 namespace {
@@ -46,7 +43,7 @@ bool Await(Condition condition) {
     return condition();
 }
 
-class ReceiverWatch : public testing::Test {
+class ReceiverWatch : public ChannelTest {
   protected:
     void SetUp() override {
         g_bLiveTraffic = 1;
@@ -55,24 +52,16 @@ class ReceiverWatch : public testing::Test {
         g_pfnScanURLForAPSH = ScanHeld;
         for (int i = 0; i < 200; ++i)
             NoteJudgingCost(1);
-        fake_kernel::Reset();
-        pthread_mutex_init(&g_PacketStoreLock, nullptr);
-        sem_init(&g_PacketStoreSem, 0, 0);
-        PacketStoreInit(g_PacketStore);
-        g_QueueReceivers[0] = {};
-        ASSERT_EQ(StartQueueReceiver(g_QueueReceivers[0]), 0);
-        ASSERT_EQ(StartAllWorkers(), 0);
+        ChannelTest::SetUp();
+        StartAll();
     }
     void TearDown() override {
         s_bHeld = false;
         PauseWorkers();  // until nothing is judged
         ResumeWorkers();
-        StopQueueReceivers();
-        StopWorkerThreads();
-        DestroyPacketStoreSync();
-        fake_kernel::Reset();
+        ChannelTest::TearDown();
         g_pfnScanURLForAPSH = nullptr;
-        g_bURLScannerLoaded = g_bPhishingProtection = g_bLiveTraffic = 0;
+        g_bURLScannerLoaded = g_bPhishingProtection = 0;
     }
     // A request that stays in the receiver's hands until it is let go.
     void HoldTheReceiver() {
