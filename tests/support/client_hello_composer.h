@@ -66,3 +66,14 @@ inline std::string SplitRecords(const std::string& record, size_t nBytes) {
         records += record.substr(0, 3) + LengthAndBody(record.substr(i, nBytes), 2);
     return records;
 }
+
+// One with these extensions alone.
+inline std::string Hello(const std::string& extensions) {
+    return ComposeClientHello({.extensions = extensions});
+}
+
+// The same with one byte changed.
+inline std::string Changed(std::string text, size_t nOffset, uint8_t nValue) {
+    text[nOffset] = static_cast<char>(nValue);
+    return text;
+}

@@ -13,15 +13,6 @@ using namespace std::string_literals;
 
 const std::string kName = ServerNames(NameEntry("a.example"));
 
-std::string Hello(const std::string& extensions) {
-    return ComposeClientHello({.extensions = extensions});
-}
-
-std::string Changed(std::string text, size_t nOffset, uint8_t nValue) {
-    text[nOffset] = static_cast<char>(nValue);
-    return text;
-}
-
 // In a block of its exact size: a sanitizer sees the first byte read behind it.
 uint8_t Walk(const std::string& data, std::string& name) {
     const Bytes exact(data.begin(), data.end());

@@ -15,18 +15,8 @@ using namespace std::string_literals;
 
 const std::string kName = ServerNames(NameEntry("a.example"));
 
-std::string Hello(const std::string& extensions) {
-    return ComposeClientHello({.extensions = extensions});
-}
-
 std::string Cut(std::string text, size_t nBytes) {
     return text.substr(0, text.size() - nBytes);
-}
-
-// The same with one byte changed.
-std::string Changed(std::string text, size_t nOffset, uint8_t nValue) {
-    text[nOffset] = static_cast<char>(nValue);
-    return text;
 }
 
 TEST(ExtractTLSServerName, TakesTheFirstHostName) {
