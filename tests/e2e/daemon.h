@@ -31,7 +31,7 @@ bool LetsSignalsIn(pid_t pid);
 // Its exit status, 128 + signal when it was killed, or NOT_ENDED after that time.
 int AwaitEnd(tagDaemon& daemon, int nMilliseconds = 3000);
 // SIGTERM, then the same.
-int StopDaemon(tagDaemon& daemon, int nMilliseconds = 3000);
+int StopDaemon(tagDaemon& daemon, int nMilliseconds = 10000);
 
 // SIGSTOP, and waits until every thread has stopped: until then one may still take a packet.
 void HoldDaemon(const tagDaemon& daemon);
