@@ -60,6 +60,7 @@ const tagRuleGroup RULE_GROUPS[] = {
 };
 
 uint32_t ApplyRuleText(const tagRuleGroup& group, const tagRuleText& text, uint32_t nMode);
+void RemoveFallback(const tagRuleGroup& group);
 uint32_t Run(char (&szOutput)[OUTPUT_BYTES], const char* szFormat, ...) __attribute__((format(printf, 2, 3)));
 }  // namespace
 
@@ -67,7 +68,11 @@ int ManageIptableRules(uint32_t nMode) {
     for (const tagRuleGroup& group : RULE_GROUPS) {
         const uint32_t nStatus = ApplyRuleText(group, group.primary, nMode);
         // The primary goes first: its listing may also contain the fallback's key.
-        if (nStatus != 0 || nMode == RULE_REMOVE) (void)ApplyRuleText(group, group.fallback, nMode);
+        if (nStatus != 0) {
+            (void)ApplyRuleText(group, group.fallback, nMode);
+        } else if (nMode == RULE_REMOVE) {
+            RemoveFallback(group);
+        }
     }
     // Behind the plain rules: a rule that was put back stands above the jump then, which moves it up again.
     if (g_bLiveTraffic == 1) ManageLiveRules(nMode);
@@ -117,6 +122,15 @@ uint32_t ApplyRuleText(const tagRuleGroup& group, const tagRuleText& text, uint3
                       text.szMatch, nQueueNum);
     }
     return ApplyIptableRule(szRule, text.szCheckKey, nMode);
+}
+
+// Nothing hints at the rule here, and its key is a common word: other rules that contain it twice would empty
+// the chain. So it is looked for together with the queue it leads to.
+void RemoveFallback(const tagRuleGroup& group) {
+    char szKey[64];
+    std::snprintf(szKey, sizeof szKey, "%s.* NFQUEUE num %d", group.fallback.szCheckKey,
+                  static_cast<int>(g_ServiceConfig.nQueueNum));
+    (void)ApplyRuleText(group, {group.fallback.szMatch, szKey}, RULE_REMOVE);
 }
 
 // The exit status of the command; 0, with the output left as it was, when it cannot be started.
