@@ -1,5 +1,7 @@
 #include "service/signal_handlers.h"
 
+#include <unistd.h>
+
 #include <cstdlib>
 
 #include "category/category_engine.h"
@@ -77,14 +79,25 @@ void OnStopSignal(int) {
     BlockControlSignals(&saved);
     (void)StopRuleWatchdog();
     (void)ManageIptableRules(RULE_REMOVE);
+    LimitJoins();
     StopQueueReceivers();
     StopWorkerThreads();
+    LiftLimit();
     DestroyPacketStoreSync();
     StopRunningCategoryEngine();
     UnloadReportModule();
     FreePolicyLists();
     FreeDataFileLists();
     std::exit(0);
+}
+
+void LimitJoins() {
+    signal(SIGALRM, [](int) { _exit(0); });
+    alarm(JOIN_SECONDS);
+}
+
+void LiftLimit() {
+    alarm(0);
 }
 
 int ReloadInetOptionsAndRules() {

@@ -14,6 +14,12 @@ void OnRefreshSignal(int);
 // SIGTERM: shuts everything down and ends the process with status 0.
 [[noreturn]] void OnStopSignal(int);
 
+// Around the joining of threads: one that a module's call does not let go keeps the process no longer than
+// JOIN_SECONDS, which then ends with status 0 as it stands. Main thread.
+constexpr unsigned int JOIN_SECONDS = 5;
+void LimitJoins();
+void LiftLimit();
+
 // The reload's internet-options step: when the options changed, stops the category engine and, with port
 // lists in use, removes the rules, reads the configuration again and installs them. Keeps the queue number
 // that the receiver serves: rules for a queue that nobody reads would cut the host off. Returns 0.

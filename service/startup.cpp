@@ -54,9 +54,10 @@ constexpr CleanupStep NO_WORKER[] = {StopQueueReceivers, StopRunningCategoryEngi
 constexpr CleanupStep NO_SIGNALS[] = {
     RemoveRules,     StopQueueReceivers, StopWorkerThreads, DestroyPacketStoreSync,
     FreePolicyLists, FreeDataFileLists,  UnloadReportModule};
-constexpr CleanupStep RECEIVER_ENDED[] = {JoinQueueReceivers,     StopWatchdog,    StopWorkerThreads,
-                                          DestroyPacketStoreSync, RemoveRules,     UnloadReportModule,
-                                          FreeDataFileLists,      FreePolicyLists, StopLibraryEngine};
+constexpr CleanupStep RECEIVER_ENDED[] = {JoinQueueReceivers, StopWatchdog,       LimitJoins,
+                                          StopWorkerThreads,  LiftLimit,          DestroyPacketStoreSync,
+                                          RemoveRules,        UnloadReportModule, FreeDataFileLists,
+                                          FreePolicyLists,    StopLibraryEngine};
 
 int Leave(std::span<const CleanupStep> steps, int nStatus);
 int InstallHandlers();
