@@ -286,6 +286,272 @@ second_daemon_row() {
     printf '%-34s%s\n' "$name" "$seen"
 }
 
+# --- modules whose calls do not return, a disk that fills, clocks: while pages are asked for ---
+
+hang() { # CALL CALLS HOW, or nothing: all return
+    printf '%s' "$*" >"$LAB_DIR/hang.new"
+    mv "$LAB_DIR/hang.new" "$LAB_DIR/hang"
+}
+
+# With LiveTraffic as told and the modules behind tests/support/hanging_calls.cpp.
+launch_to_hang() {
+    local file
+    for file in urlcheck.so libdbmod.so; do
+        mv $product/$file $product/$file.real
+        cp "$build/tests/libhanging_calls.so" $product/$file
+    done
+    sed -i "s/LiveTraffic=.*/LiveTraffic=$1/" $product/websec.cfg
+    hang
+    prefix="LD_PRELOAD=$build/tests/libhanging_calls.so HANGING_CALLS_FILE=$LAB_DIR/hang"
+    launch
+    prefix=""
+    settle >/dev/null
+}
+
+# As a service manager does.
+kill_daemon() {
+    hang
+    kill -KILL "$pid" 2>/dev/null
+    pid=0
+    websecctl rules remove >/dev/null
+    restore
+}
+
+meet() { # HOST CALLS: requests that meet the hanging calls
+    local try clients=""
+    for try in $(seq "$2"); do
+        curl -s -m 1 -o /dev/null "http://$1/" &
+        clients="$clients $!"
+    done
+    # shellcheck disable=SC2086
+    wait $clients
+}
+
+pages() {
+    local try loaded=0
+    for try in 1 2 3; do curl -s -m 2 -o /dev/null http://allowed.example/ && loaded=$((loaded + 1)); done
+    echo $loaded/3
+}
+
+remarks() { websecctl doctor 2>&1 | grep -cE '^ *(fail|warn)'; }
+no_rules() { ! iptables-save | grep -q -e NFQUEUE -e WEBSEC_; }
+is_gone() { [ ! -e "/proc/$pid/exe" ]; }
+
+seconds_until() { # SECONDS COMMAND: the seconds, or "never"
+    local try
+    for try in $(seq 0 $(($1 * 10))); do
+        "$2" && { echo $(((try + 9) / 10)); return; }
+        sleep 0.1
+    done
+    echo never
+}
+
+result() { # NAME, with what was seen in $seen
+    rows=$((rows + 1))
+    case $seen in *BAD* | *left* | *"did not"* | *never*) bad=$((bad + 1)) ;; esac
+    printf '%-42s%s\n' "$1" "$seen"
+}
+
+# hang_row LIVE HOST CALL CALLS HOW: CALLS of the calls that requests to HOST lead to hang. All judges but one may
+# hang without anybody noticing; when all do, nothing is promised but the end.
+hang_row() {
+    local name="LiveTraffic $1: $3, $4 $5" page kept before
+    [[ $name == *"$only"* ]] || return
+    launch_to_hang "$1"
+    before=$(remarks)
+    hang "$3" "$4" "$5"
+    meet "$2" "$4"
+    page=$(pages) kept=-
+    [ "$4" -lt 4 ] && kept=$(blocks)
+    seen=" | $page $kept"
+    [ "$4" -ge 4 ] || [ "$page $kept" = "3/3 lpc" ] || seen="$seen BAD"
+    [ "$(remarks)" = "$before" ] && seen="$seen silent" || seen="$seen named"
+    hang
+    seen="$seen $(healed)"
+    [[ $seen == *healed ]] || seen="$seen BAD"
+    hang "$3" "$4" "$5"
+    meet "$2" "$4"
+    kill -TERM "$pid"
+    seen="$seen | rules $(seconds_until 12 no_rules), end $(seconds_until 12 is_gone)"
+    kill_daemon
+    result "$name"
+}
+
+# A reload waits for the packet that is being judged; with LiveTraffic 1 nobody waits with it.
+reload_row() {
+    local name="LiveTraffic $1: reload, 1 $2 hangs" page
+    [[ $name == *"$only"* ]] || return
+    launch_to_hang "$1"
+    hang "$2" 1 locked
+    [ "$2" = AvGetClientAllSettingData ] || meet allowed.example 1
+    timeout 20 websecctl block add www.allowed.example >/dev/null 2>&1
+    page=$(pages)
+    seen=" | $page"
+    [ "$1" = 0 ] || [ "$page" = 3/3 ] || seen="$seen BAD"
+    hang
+    sleep 1
+    curl -s -m 6 -o /dev/null http://www.allowed.example/ && seen="$seen not in force BAD"
+    seen="$seen $(healed)"
+    hang "$2" 1 locked
+    [ "$2" = AvGetClientAllSettingData ] || meet allowed.example 1
+    kill -HUP "$pid"
+    sleep 1
+    kill -TERM "$pid"
+    seen="$seen | stop meanwhile: end $(seconds_until 8 is_gone | sed 's/never/by SIGKILL/')"
+    kill_daemon
+    result "$name"
+}
+
+# The queue is lost while a scan hangs: rules without a reader must not stay, so the process has to end.
+lost_queue_row() {
+    local name="LiveTraffic 0: queue lost, a scan hangs"
+    [[ $name == *"$only"* ]] || return
+    launch_to_hang 0
+    hang ScanURLForAPSH 1 locked
+    meet allowed.example 1
+    curl -s -m 2 -o /dev/null -H "Cookie: $(printf '%20000s' x | tr ' ' c)" http://local-allowed.example/
+    seen=" | end $(seconds_until 12 is_gone)"
+    kill_daemon
+    result "$name"
+}
+
+# Takes every request and answers none.
+category_server_row() {
+    local name="LiveTraffic $1: category server hangs" page server
+    [[ $name == *"$only"* ]] || return
+    printf 'catEngine=2\n' >>$product/websec.cfg
+    launch_to_hang "$1"
+    python3 -c 'import socket, time
+s = socket.create_server(("127.0.0.1", 7101), backlog=500)
+time.sleep(600)' &
+    server=$!
+    sleep 0.5
+    page=$(for try in $(seq 8); do (loads) & done | sort | uniq -c | tr -s ' ')
+    seen=" | 8 at once:$page $(blocks)"
+    [[ $page == " 8 loads" ]] || seen="$seen BAD"
+    websecctl doctor 2>&1 | grep -q 'category server hangs' && seen="$seen named" || seen="$seen silent BAD"
+    kill -TERM "$pid"
+    seen="$seen | rules $(seconds_until 12 no_rules), end $(seconds_until 12 is_gone)"
+    kill $server
+    kill_daemon
+    result "$name"
+}
+
+# Pages are asked for all the time; prints how many of them failed.
+browse_while() { # COMMAND
+    local browser
+    : >"$LAB_DIR/browse"
+    while [ -e "$LAB_DIR/browse" ]; do
+        curl -s -m 6 -o /dev/null http://allowed.example/ || echo x >>"$LAB_DIR/browse.failed"
+        sleep 0.02
+    done &
+    browser=$!
+    : >"$LAB_DIR/browse.failed"
+    eval "$1"
+    rm "$LAB_DIR/browse"
+    wait $browser
+    wc -l <"$LAB_DIR/browse.failed"
+}
+
+leap() {
+    local shift
+    for shift in 86400 -86400 2000000000 -1500000000 0; do
+        shift_clock $shift
+        kept="$kept $(blocks)"
+        reload
+        kept="$kept $(blocks)"
+    done
+}
+
+# The wall clock leaps under the daemon, there and back; then a rule is taken away, which the watchdog puts back.
+leaping_clock_row() {
+    local name="LiveTraffic $1: the clock leaps" failed kept=""
+    [[ $name == *"$only"* ]] || return
+    sed -i "s/LiveTraffic=.*/LiveTraffic=$1/" $product/websec.cfg
+    prefix="LD_PRELOAD=$build/tests/libshifted_clock.so SHIFTED_CLOCK_FILE=$LAB_DIR/clock"
+    launch
+    prefix=""
+    settle >/dev/null
+    browse_while leap >"$LAB_DIR/failed"
+    failed=$(cat "$LAB_DIR/failed")
+    shift_clock -86400
+    iptables-save -t mangle | grep -e NFQUEUE | head -1 | sed 's/^-A/-D/' | xargs iptables -t mangle
+    seen=" | pages failed: $failed, rules back after $(seconds_until 65 all_rules) s $(healed)"
+    [ "$failed" = 0 ] || seen="$seen BAD"
+    shift_clock 0
+    seen="$seen$(clean_up)"
+    restore
+    result "$name"
+}
+all_rules() { [ "$(iptables-save -t mangle | grep -c "^-A OUTPUT.*NFQUEUE\|^-A POSTROUTING.*NFQUEUE")" -ge 3 ]; }
+
+# The machine has been up for long, so the monotonic clock is far on.
+long_uptime_row() {
+    local name="up for $1 years"
+    [[ $name == *"$only"* ]] || return
+    prefix="unshare --time --fork --monotonic $(($1 * 31557600)) --boottime $(($1 * 31557600))"
+    launch
+    prefix=""
+    seen=" | $(settle) $(loads) $(healed)$(clean_up)"
+    result "$name"
+}
+
+fill() {
+    cat /dev/zero >/var/lib/websec/ballast 2>/dev/null
+    for try in $(seq 20); do
+        blocks >/dev/null
+        websecctl block add "full$try.example" >/dev/null 2>&1
+    done
+    reload
+    kept=$(blocks)
+}
+
+# The disk of the store and the lists fills while it runs; what could be kept afterwards is reported.
+filling_disk_row() {
+    local name="LiveTraffic $1: the disk fills" failed kept="" reported
+    [[ $name == *"$only"* ]] || return
+    sed -i "s/LiveTraffic=.*/LiveTraffic=$1/" $product/websec.cfg
+    small_disk 2m
+    rm /var/lib/websec/ballast
+    launch
+    settle >/dev/null
+    browse_while fill >"$LAB_DIR/failed"
+    failed=$(cat "$LAB_DIR/failed")
+    rm /var/lib/websec/ballast
+    sleep 2
+    reported=$(websecctl report --csv --limit 0 | awk -F, 'NR > 1 { n += $NF } END { print n + 0 }')
+    seen=" | pages failed: $failed, reported $reported $(healed)"
+    [ "$failed" = 0 ] && [ "$reported" -ge 60 ] && [[ $seen == *healed ]] || seen="$seen BAD"
+    seen="$seen$(clean_up)"
+    no_disk
+    restore
+    result "$name"
+}
+
+running_rows() {
+    local live call
+    printf '\n%s\n' "calls that hang | pages and blocks meanwhile, in doctor, after they return | seconds until a stop is through"
+    for live in 1 0; do
+        hang_row $live allowed.example ScanURLForAPSH 1 locked
+        hang_row $live allowed.example ScanURLForAPSH 3 locked
+        hang_row $live allowed.example ScanURLForAPSH 99 locked
+        hang_row $live allowed.example ScanURLForAPSH 3 sleeps
+        hang_row $live allowed.example WCGetURLCategories 3 locked
+        hang_row $live blocked.example AvInsertClientReportData 3 locked
+        hang_row $live blocked.example InsertClientReportData 3 locked
+        for call in ScanURLForAPSH AvGetClientAllSettingData; do reload_row $live $call; done
+        category_server_row $live
+    done
+    lost_queue_row
+    printf '\n%s\n' "under traffic"
+    for live in 1 0; do
+        leaping_clock_row $live
+        filling_disk_row $live
+    done
+    long_uptime_row 1
+    long_uptime_row 70
+}
+
 set_up() {
     echo '192.0.2.2 phish.example games.example' >>/etc/hosts
     printf '[IPTABLEConfigurations]\nUseDefinedPorts=1\n[ServiceConfigurations]\nLiveTraffic=1\n' >$product/websec.cfg
@@ -317,5 +583,6 @@ all_file_rows
 machine_rows
 failing_iptables_row
 second_daemon_row
+running_rows
 printf '\n%d rows, %d not as expected\n' "$rows" "$bad"
 [ "$bad" = 0 ]
