@@ -5,7 +5,7 @@
 #     sudo bench/soak.sh BUILD_DIR [MINUTES]
 #
 # 60 minutes unless told. Prints a table of the four quarters and one of the requests. Exit status 0 when nothing
-# ended wrong and the last quarter lies within 5 % of the second one.
+# ended wrong and the last quarter lies within 5 % of the second one. By itself it keeps two cores at a load of 3 or so.
 set -u
 self=$(realpath "$0")
 product=/usr/lib/Morvane/Morvane
@@ -21,17 +21,23 @@ running() { [ "$(date +%s)" -lt $end ]; }
 
 # again PAUSE KIND EXPECTED COMMAND...: until the end; EXPECTED is "loads" or "fails". Counts what came out.
 again() {
-    local pause=$1 kind=$2 expected=$3 right=0 wrong=0 seen
+    local pause=$1 kind=$2 expected=$3 right=0 wrong=0 longest=0 seen begin took
     shift 3
     while running; do
+        begin=${EPOCHREALTIME//[^0-9]/}
         if "$@" >"$soak/$kind.out" 2>&1; then seen=loads; else seen=fails; fi
+        took=$(((${EPOCHREALTIME//[^0-9]/} - begin) / 1000))
+        [ $took -gt $longest ] && longest=$took
         if [ $seen = "$expected" ]; then
             right=$((right + 1))
         else
             wrong=$((wrong + 1))
-            { date +%T; tail -3 "$soak/$kind.out"; } >>"$soak/$kind.wrong"
+            {
+                echo "$(date +%T) after $took ms, load $(cut -d' ' -f1 /proc/loadavg)"
+                tail -3 "$soak/$kind.out"
+            } >>"$soak/$kind.wrong"
         fi
-        echo "$kind $expected $right $wrong" >"$soak/$kind.count"
+        echo "$kind $expected $right $wrong $longest" >"$soak/$kind.count"
         sleep "$pause"
     done
 }
@@ -108,20 +114,21 @@ disturb() {
 }
 
 # Second, resident KiB, peak KiB, descriptors, threads, resident KiB without the tables of fixed size (packet store,
-# gathered requests), whose pages come into use one by one as traffic first reaches them.
+# gathered requests), whose pages come into use one by one as traffic first reaches them; load.
 sample() {
-    awk -v now="$(($(date +%s) - start))" -v fds="$(find "/proc/$pid/fd" -mindepth 1 2>/dev/null | wc -l)" '
+    awk -v now="$(($(date +%s) - start))" -v fds="$(find "/proc/$pid/fd" -mindepth 1 2>/dev/null | wc -l)" \
+        -v load="$(cut -d' ' -f1 /proc/loadavg)" '
         /^VmHWM/ { hwm = $2 } /^Threads/ { threads = $2 }
         /^[0-9a-f]+-[0-9a-f]+ / { fixed = $6 == "" && last ~ /websec$/; last = $6 }
         /^Rss:/ { rss += $2; if (!fixed) rest += $2 }
-        END { if (rss) print now, rss, hwm, fds, threads, rest }' "/proc/$pid/status" "/proc/$pid/smaps" 2>/dev/null
+        END { if (rss) print now, rss, hwm, fds, threads, rest, load }' "/proc/$pid/status" "/proc/$pid/smaps" 2>/dev/null
 }
 
 report() {
     local failed=0
     awk -v all=$((minutes * 60)) '
         { q = int($1 * 4 / all); if (q > 3) q = 3; n[q]++
-          for (i = 2; i <= 6; i++) {
+          for (i = 2; i <= 7; i++) {
               sum[q, i] += $i
               if ($i > max[q, i]) max[q, i] = $i
               if (n[q] == 1 || $i < min[q, i]) min[q, i] = $i } }
@@ -131,18 +138,19 @@ report() {
             printf "not flat: %s, %.1f before, %.1f now\n", what, before, after
             bad = 1 }
         END {
-            printf "%-8s %8s %13s %18s %10s %20s %8s\n", "quarter", "samples", "RSS mean KiB", "less fixed tables",
-                   "VmHWM KiB", "descriptors min-max", "threads"
+            printf "%-8s %8s %13s %18s %10s %20s %8s %6s\n", "quarter", "samples", "RSS mean KiB",
+                   "less fixed tables", "VmHWM KiB", "descriptors min-max", "threads", "load"
             for (q = 0; q < 4; q++)
-                printf "%-8d %8d %13.0f %18.0f %10d %20s %8.1f\n", q + 1, n[q], mean(q, 2), mean(q, 6), max[q, 3],
-                       min[q, 4] "-" max[q, 4], mean(q, 5)
+                printf "%-8d %8d %13.0f %18.0f %10d %20s %8.1f %6.1f\n", q + 1, n[q], mean(q, 2), mean(q, 6),
+                       max[q, 3], min[q, 4] "-" max[q, 4], mean(q, 5), mean(q, 7)
             hold("memory", mean(1, 6), mean(3, 6))
             hold("descriptors", min[1, 4], min[3, 4])  # those of requests under way come and go
             hold("threads", mean(1, 5), mean(3, 5))
             exit bad
         }' "$soak/samples" || failed=1
-    printf '\n%-22s %-8s %9s %9s\n' requests expected right wrong
-    cat "$soak"/*.count | awk '{ printf "%-22s %-8s %9d %9d\n", $1, $2, $3, $4; bad += $4 } END { exit bad > 0 }' || failed=1
+    printf '\n%-22s %-8s %9s %9s %11s\n' requests expected right wrong "longest ms"
+    cat "$soak"/*.count | awk '{ printf "%-22s %-8s %9d %9d %11d\n", $1, $2, $3, $4, $5; bad += $4 }
+                               END { exit bad > 0 }' || failed=1
     tail -n 8 "$soak"/*.wrong 2>/dev/null
     printf '\n%s rounds of changes; blocks reported: %s\n' "$(cat "$soak/rounds")" \
         "$(websecctl report --csv --limit 0 | awk -F, 'NR > 1 { n += $NF } END { print n + 0 }')"
@@ -166,29 +174,29 @@ sleep 2
 pid=$(pgrep -x websec) || { echo "the daemon did not start"; exit 1; }
 start=$(date +%s)
 
-again 0.1 curl loads get http://allowed.example/ &
-again 0.1 curl-blocked fails get http://blocked.example/ &
-again 0.1 curl-phishing fails get http://phish.example/x &
-again 0.2 curl-post loads get -d "$(printf '%9000s' x)" http://allowed.example/ &
-again 0.2 curl-cookies loads get -H "Cookie: $(printf '%9000s' x | tr ' ' c)" http://allowed.example/ &
-again 0.2 curl-tls loads get https://allowed.example/ &
-again 0.2 curl-tls-blocked fails get https://blocked.example/ &
-again 1 burst loads burst &
-again 1 keep-alive loads keep &
-again 0.3 wget loads fetch https://www.allowed.example/ &
-again 0.3 wget-blocked fails fetch http://www.blocked.example/ &
-again 0.3 openssl loads shake allowed.example &
-again 0.3 openssl-blocked fails shake blocked.example &
-again 0.5 split-hello loads split_hello allowed.example &
-again 0.5 split-hello-blocked fails split_hello blocked.example &
+again 0.4 curl loads get http://allowed.example/ &
+again 0.4 curl-blocked fails get http://blocked.example/ &
+again 0.5 curl-phishing fails get http://phish.example/x &
+again 0.6 curl-post loads get -d "$(printf '%9000s' x)" http://allowed.example/ &
+again 0.6 curl-cookies loads get -H "Cookie: $(printf '%9000s' x | tr ' ' c)" http://allowed.example/ &
+again 0.6 curl-tls loads get https://allowed.example/ &
+again 0.6 curl-tls-blocked fails get https://blocked.example/ &
+again 3 burst loads burst &
+again 2 keep-alive loads keep &
+again 0.7 wget loads fetch https://www.allowed.example/ &
+again 0.7 wget-blocked fails fetch http://www.blocked.example/ &
+again 0.8 openssl loads shake allowed.example &
+again 0.8 openssl-blocked fails shake blocked.example &
+again 1.5 split-hello loads split_hello allowed.example &
+again 1.5 split-hello-blocked fails split_hello blocked.example &
 again 0.5 loopback loads get http://local-allowed.example/ &
 if command -v vsftpd >/dev/null; then
     again 0.5 ftp loads get ftp://192.0.2.6/pub/other.txt &
     again 0.5 ftp-blocked fails get ftp://192.0.2.6/file.txt &
 fi
 if command -v chromium >/dev/null; then
-    again 20 chromium loads browse allowed &
-    again 25 chromium-blocked fails browse blocked &
+    again 60 chromium loads browse allowed &
+    again 75 chromium-blocked fails browse blocked &
 fi
 disturb &
 
