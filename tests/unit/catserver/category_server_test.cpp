@@ -57,9 +57,9 @@ class CategoryServer : public testing::Test {
 };
 
 TEST_F(CategoryServer, AnswersFromTheLists) {
-    PutLists({{"bets.example/", 51}, {"odd.example/", 77}});
+    PutLists({{"bets.example/", 51}, {"mixed.example/", 51}, {"mixed.example/", 3}, {"odd.example/", 77}});
     RunningCatserver server(folder_.Path());
-    EXPECT_EQ(server.Ask(Request("http://bets.example/now")), Reply("51"));
+    EXPECT_EQ(server.Ask(Request("http://mixed.example/now")), Reply("51,3"));
     EXPECT_EQ(server.Ask(Request("https://www.bets.example/"), true), Reply("51")) << "says that this is all";
     EXPECT_EQ(server.Ask(Request("http://odd.example/")), Reply("0")) << "a number that is no category";
     EXPECT_EQ(server.Ask(Request("\xFF\xFE ://%%%")), Reply("0"));
@@ -68,23 +68,22 @@ TEST_F(CategoryServer, AnswersFromTheLists) {
 }
 
 TEST_F(CategoryServer, RefusesWhatIsNoRequest) {
+    PutLists({{"bets.example/", 51}});
     const std::string good = Request("http://bets.example/");
-    std::string words = good;
-    words[8] ^= 1;
-    const struct {
-        std::string request;
-        bool bEnd;
-        const char* szReason;
-    } cases[] = {
-        {words, false, "another third word"},
-        {good + std::string(500000, 'x'), false, "far too long"},
-        {good.substr(1), true, "one byte short"},
-        {"", true, "nothing"},
-    };
+    std::vector<std::pair<std::string, const char*>> cases = {
+        {Request(std::string(CATSERVER_URL_BYTES, 'a')), "a URL without an end"},
+        {good + std::string(500000, 'x'), "far too long"},
+        {good + '\0', "one byte too long"},
+        {good.substr(0, good.size() - 1), "one byte short"},
+        {"", "nothing"}};
+    for (const size_t nByte : {0, 3, 4, 8, 9, 11}) {
+        cases.emplace_back(good, "another word");
+        cases.back().first[nByte] ^= 0x80;
+    }
     RunningCatserver server(folder_.Path());
-    for (const auto& c : cases)
-        EXPECT_EQ(server.Ask(c.request, c.bEnd), REFUSAL) << c.szReason;
-    EXPECT_EQ(server.Ask(good), REFUSAL) << "goes on with an empty folder";
+    for (const auto& [szRequest, szReason] : cases)
+        EXPECT_EQ(server.Ask(szRequest, true), REFUSAL) << szReason;
+    EXPECT_EQ(server.Ask(good), Reply("51")) << "goes on";
 }
 
 TEST_F(CategoryServer, SilentAndSlowPeersHoldNobodyUp) {
