@@ -3,7 +3,6 @@
 
 #include <cstring>
 #include <set>
-#include <thread>
 #include <vector>
 
 #include "category/category_engine.h"
@@ -25,15 +24,6 @@ class WebCatTest : public ListFolderTest {
         uint16_t nCount = 0;
         if (WCGetURLCategories(szHost, szURL, categories, &nCount) != 0) return {0};
         return {categories, categories + nCount};
-    }
-    static std::set<uint16_t> MappedIds() {
-        std::set<uint16_t> ids;
-        for (size_t n = 0; n < g_WebCatMapping.nCount; ++n) {
-            uint16_t nId = 0;
-            std::memcpy(&nId, g_WebCatMapping.pEntries + n * WEBCAT_ENTRY_BYTES, sizeof nId);
-            ids.insert(nId);
-        }
-        return ids;
     }
 };
 
@@ -85,16 +75,18 @@ TEST_F(WebCatTest, FillsTheDaemonsTableWhileItIsUp) {
     for (int nTimes = 0; nTimes < 2; ++nTimes) {
         ASSERT_EQ(WCInit(), 0);
         ASSERT_EQ(WCInit(), 0) << "a second start is a fresh one";
-        const std::set<uint16_t> ids = MappedIds();
-        EXPECT_EQ(ids.size(), 79u);
-        EXPECT_TRUE(g_WebCatMapping.nCount == 79);
-        for (const uint16_t nId : {2, 3, 100, 176})
-            EXPECT_EQ(ids.count(nId), 1u) << nId;
-        WCDeinit();
-        EXPECT_TRUE(g_WebCatMapping.nCount == 0);
-        EXPECT_TRUE(g_WebCatMapping.pEntries == nullptr);
+        std::set<uint16_t> ids, expected = {2, 3};
+        for (uint16_t nId = 100; nId <= 176; ++nId)
+            expected.insert(nId);
+        for (size_t n = 0; n < g_WebCatMapping.nCount; ++n) {
+            uint16_t nId = 0;
+            std::memcpy(&nId, g_WebCatMapping.pEntries + n * WEBCAT_ENTRY_BYTES, sizeof nId);
+            ids.insert(nId);
+        }
+        EXPECT_EQ(ids, expected);
+        EXPECT_EQ(WCDeinit(), 0);
+        EXPECT_TRUE(g_WebCatMapping.nCount == 0 && g_WebCatMapping.pEntries == nullptr);
     }
-    EXPECT_EQ(WCDeinit(), 0);
 }
 
 TEST_F(WebCatTest, ARefreshTakesNewLists) {
@@ -112,23 +104,6 @@ TEST_F(WebCatTest, MapsServerIdsWithoutBeingUp) {
     EXPECT_EQ(ConvertFromRealToLogical(76, &nLogical), 0);
     EXPECT_EQ(nLogical, 76);
     EXPECT_NE(ConvertFromRealToLogical(1, nullptr), 0);
-}
-
-// Four workers look up while an import replaces the list again and again; for ThreadSanitizer too.
-TEST_F(WebCatTest, WorkersLookUpWhileListsAreReplaced) {
-    WriteCategories({{"a.example", 15}});
-    ASSERT_EQ(WCInit(), 0);
-    std::vector<std::thread> workers;
-    for (int nWorker = 0; nWorker < 4; ++nWorker) {
-        workers.emplace_back([] {
-            for (int n = 0; n < 20000; ++n)
-                ASSERT_THAT(Ask("a.example", "http://www.a.example/x"), ElementsAre(115));
-        });
-    }
-    for (uint16_t n = 0; n < 20; ++n)
-        WriteCategories({{"a.example", n}});
-    for (std::thread& worker : workers)
-        worker.join();
 }
 
 }  // namespace
