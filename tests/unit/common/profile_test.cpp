@@ -163,16 +163,6 @@ TEST(ProfileWrite, EditsFiles) {
     }
 }
 
-TEST(ProfileWrite, BoundsArguments) {
-    const TempFolder folder;
-    const std::string path = folder.Put("cfg", "");
-    unsigned int nError = 77;
-    const std::string name(300, 'n');
-    const std::string setting = std::string(256, 'n') + "=" + std::string(256, 'n') + "\n";
-    EXPECT_EQ(WritePrivateProfileString(" ", name.c_str(), name.c_str(), path.c_str(), &nError), 0);
-    EXPECT_EQ(folder.Get("cfg"), "[]\n" + setting);
-}
-
 TEST(ProfileWrite, LeavesTheFileAsItWasOnFailure) {
     const TempFolder folder;
     const std::string file = "[A]\n k = 1\n" + std::string(9000, 'x');
@@ -212,14 +202,14 @@ TEST(ProfileWrite, LeavesTheFileAsItWasOnFailure) {
     EXPECT_EQ(folder.CountFiles(), 1U) << "the copy was left behind";
 }
 
-TEST(ProfileWrite, KeepsPermissions) {
+TEST(ProfileWrite, KeepsPermissionsAndBoundsArguments) {
     const TempFolder folder;
-    const std::string path = folder.Put("cfg", "");
-    folder.Put("cfg.tmp", "left over, and longer than what is written now");
+    const std::string path = folder.Put("cfg", ""), name(300, 'n');
+    folder.Put("cfg.tmp", "left over, and longer than what is written now" + std::string(600, 'x'));
     ASSERT_EQ(chmod(path.c_str(), 0640), 0);
     unsigned int nError = 77;
-    ASSERT_EQ(WritePrivateProfileString("A", "k", "v", path.c_str(), &nError), 0);
-    EXPECT_EQ(folder.Get("cfg"), "[A]\nk=v\n");
+    EXPECT_EQ(WritePrivateProfileString(" ", name.c_str(), name.c_str(), path.c_str(), &nError), 0);
+    EXPECT_EQ(folder.Get("cfg"), "[]\n" + name.substr(0, 256) + "=" + name.substr(0, 256) + "\n");
     struct stat about = {};
     ASSERT_EQ(stat(path.c_str(), &about), 0);
     EXPECT_EQ(about.st_mode & 07777, 0640U);
