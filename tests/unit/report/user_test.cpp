@@ -68,6 +68,11 @@ TEST(ConnectionOwner, FirstLineWithBothPortsDecides) {
     };
     for (const auto& c : cases)
         EXPECT_EQ(UserIn(c.szTable), c.szUser) << c.szReason;
+    for (const auto& [nSize, szCut] : {std::pair(5u, "root"), {4, "roo"}, {1, ""}, {0, "?"}})
+        EXPECT_EQ(UserIn(szRoot, nSize), szCut);
+    char szUser[8] = "?";
+    EXPECT_EQ(FindConnectionOwner("/nonexistent/tcp", szUser, sizeof szUser, &PACKET), 5u);
+    EXPECT_STREQ(szUser, "?");
 }
 
 TEST(ConnectionOwner, TheUidThatCameWithThePacketDecides) {
@@ -79,17 +84,6 @@ TEST(ConnectionOwner, TheUidThatCameWithThePacketDecides) {
     packet.nUid = 4000000001u;
     EXPECT_EQ(GetConnectionOwner(szUser, sizeof szUser, &packet), 0u);
     EXPECT_STREQ(szUser, "root") << "left as it was: no entry";
-}
-
-TEST(ConnectionOwner, NameIsCutToItsBuffer) {
-    const std::string szTable = Line(0x1F90, 80, 0);
-    EXPECT_EQ(UserIn(szTable, 5), "root");
-    EXPECT_EQ(UserIn(szTable, 4), "roo");
-    EXPECT_EQ(UserIn(szTable, 1), "");
-    EXPECT_EQ(UserIn(szTable, 0), "?");
-    char szUser[8] = "?";
-    EXPECT_EQ(FindConnectionOwner("/nonexistent/tcp", szUser, sizeof szUser, &PACKET), 5u);
-    EXPECT_STREQ(szUser, "?");
 }
 
 using Logins = std::vector<std::pair<int, std::string>>;
