@@ -60,17 +60,16 @@ TEST_F(CategoryLookup, TheModeChoosesTheLibrarysFunction) {
         EXPECT_EQ(request.nCategoryCount, 2);
         EXPECT_EQ(request.nCategoryIds[1], 122);
     }
+    g_Webcat = {};
+    tagWebRequest request{};
     for (const uint8_t nMode : {2, 255}) {
-        g_Webcat = {};
         g_bUseCatServer = nMode;
-        tagWebRequest request{};
         (void)LookupURLCategories(&request);
         EXPECT_EQ(g_Webcat.szCalls, "") << int{nMode} << " asks the server";
     }
-}
-
-TEST_F(CategoryLookup, IsMadeWhileAnyProtectionIsNotZero) {
-    tagWebRequest request{};
+    // It is made while any protection is not zero.
+    g_bUseCatServer = CATENGINE_LIBRARY;
+    g_bWebCategoryFilter = 0;
     EXPECT_EQ(LookupURLCategories(&request), -1);
     EXPECT_EQ(g_Webcat.szCalls, "");
     EXPECT_EQ(LookupURLCategories(nullptr), 2);
