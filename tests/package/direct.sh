@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # In the lab, which has no systemd: the product is installed, comes back after a kill, its examples run, and it leaves
-# neither rule nor file. Usage: direct.sh BUILD_DIR
+# neither rule nor file; what would reach a shell from websec.cfg is refused. Usage: direct.sh BUILD_DIR
 set -u
 here=$(dirname "$(realpath "$0")")
 root=$here/../..
@@ -14,6 +14,9 @@ fail() { echo "$*"; iptables-save -t mangle; exit 1; }
 iptables -t mangle -A POSTROUTING -d 192.0.2.99 -j ACCEPT
 "$root/scripts/install" --build "$1" || fail "it does not install"
 websecctl status || fail "it does not work"
+sleep 0.5
+awk '/^Uid/ && $3 == 0 || /^Cap/ && $2 !~ /^0*$/ || /^NoNewPrivs/ && $2 != 1 { exit 1 }' \
+    "/proc/$(pgrep -ox websec-catserve)/status" || fail "the category server has rights"
 for round in 1 2 3; do
     kill -9 "$(pgrep -ox websec)"
     start=$(date +%s%N)
@@ -22,6 +25,25 @@ for round in 1 2 3; do
     done
     $libexec/own-chain await || fail "kill $round: the daemon is not back"
 done
+
+config=/usr/lib/Morvane/Morvane/websec.cfg
+$libexec/run-direct stop
+cp $config /tmp/kept.cfg
+while read -r key line; do
+    printf '[IPTABLEConfigurations]\nUseDefinedPorts=1\n%s\n' "$line" >$config
+    told=$(timeout 2 $libexec/run-direct start 2>&1) && fail "it starts with $line"
+    case "$told" in *"$key in $config is"*) ;; *) fail "$line: not told: $told" ;; esac
+    ! pgrep -x websec >/dev/null || fail "websec runs with $line"
+    $libexec/run-direct stop || fail "it does not stop with $line"
+done <<'LINES'
+iptableChain iptableChain=WEB;id
+iptableChain iptableChain=
+iptableTable iptableTable=-mangle x
+HTTPSPorts HTTPSPorts=443 $(id)
+LINES
+cp /tmp/kept.cfg $config
+$libexec/run-direct start || fail "it does not start again"
+
 "$here/run_examples.sh" "$root/README.md" "$root"/docs/*.md "$root"/packaging/man/*.scd || fail "an example failed"
 iptables -t mangle -F POSTROUTING
 websecctl status | grep -q 'no rule leads to the chain WEBSEC' || fail "nobody tells that nothing leads to the chain"

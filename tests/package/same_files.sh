@@ -24,5 +24,9 @@ if ls "$build"/package/*.deb >/dev/null 2>&1; then
     list "$work/package" | diff - "$work/script.list" || { echo "packages (<) and scripts/install (>) differ"; exit 1; }
 fi
 
+# What the administrator and the daemon put beside them goes with the purge, and not before.
+touch "$work/script/var/lib/websec/websec.db" "$work/script/usr/lib/Morvane/Morvane/wsintip.dat"
+scripts/uninstall --root "$work/script" >/dev/null
+[ "$(find "$work/script" ! -type d | wc -l)" = 3 ] || { find "$work/script" ! -type d; echo "not just the settings are left"; exit 1; }
 scripts/uninstall --purge --root "$work/script" >/dev/null
-[ -z "$(find "$work/script" ! -type d)" ] || { find "$work/script" ! -type d; echo "left by scripts/uninstall"; exit 1; }
+[ -z "$(ls -A "$work/script")" ] || { find "$work/script"; echo "left by scripts/uninstall"; exit 1; }
