@@ -2,25 +2,41 @@
 # The packages on a bare Debian 12 that boots systemd, in namespaces of its own: install, protect, block, report,
 # restart, kill, upgrade, remove, purge; tests/package/on_bare_debian.sh is what runs there.
 #
-# Usage: sudo tests/package/bare_debian.sh [DIR]   the packages of DIR, build/package without it, where they are made
-#                                                  when there are none; takes minutes
+# Usage: sudo tests/package/bare_debian.sh [--lines] [--ubuntu] [DIR]
+#   DIR        packages that are there; without it those in build/package, which are made when there are none
+#   --lines    instead of all that, what each hardening line of the units does (tests/package/unit_lines.sh)
+#   --ubuntu   on a bare Ubuntu 24.04
+# Takes minutes.
 set -eu
 cd "$(dirname "$(realpath "$0")")/../.."
 . scripts/packages.sh
 [ "$(id -u)" = 0 ] || { echo "needs root for its namespaces" >&2; exit 1; }
+test=on_bare_debian.sh suite=bookworm
+while [ $# -gt 0 ]; do
+    case "$1" in
+        --lines) test=unit_lines.sh && shift ;;
+        --ubuntu) suite=noble && shift ;;
+        -*) echo "usage: bare_debian.sh [--lines] [--ubuntu] [DIR]" >&2; exit 2 ;;
+        *) break ;;
+    esac
+done
 install_packages $BARE_ROOT_PACKAGES
 out=$PWD/build/package
 packages=$(realpath "${1:-$out}")
 ls "$packages"/*.deb >/dev/null 2>&1 || scripts/package
-base=$out/bookworm
-root=$out/root
+base=$out/$suite
+root=$out/root-$suite
 
-# What a bare system lacks for the test: a server, a client, and systemd itself. Made once.
+# What a bare system lacks for the test: a server, a client, and systemd itself. Made once. Debian neither knows the
+# release of Ubuntu nor has its keys; the machine is thrown away.
 make_base() {
+    local from=""
+    [ $suite = bookworm ] || from="https://archive.ubuntu.com/ubuntu gutsy"
     rm -rf "$base.new"
-    debootstrap --variant=minbase \
-        --include=systemd-sysv,dbus,iproute2,curl,procps,nginx-light,openssl \
-        bookworm "$base.new" >"$out/debootstrap.log"
+    # shellcheck disable=SC2086
+    debootstrap --variant=minbase ${from:+--no-check-gpg --components=main,universe} \
+        --include=systemd-sysv,dbus,iproute2,curl,procps,nginx,openssl \
+        $suite "$base.new" $from >"$out/debootstrap.log"
     mv "$base.new" "$base"
 }
 
@@ -35,15 +51,15 @@ fill_test_folder() {
         dpkg-deb -b "$root/test/unpacked" "$root/test/2" >/dev/null
         rm -r "$root/test/unpacked"
     done
-    cp tests/package/on_bare_debian.sh tests/package/run_examples.sh "$root/test"
+    cp tests/package/*.sh "$root/test"
     cp -r README.md docs packaging/man "$root/test"
     chroot "$root" sh -c 'apt-get update -qq && apt-get install -qq -y --no-install-recommends -d /test/1/*.deb' >/dev/null
-    cat >"$root/etc/systemd/system/websec-test.service" <<'UNIT'
+    cat >"$root/etc/systemd/system/websec-test.service" <<UNIT
 [Unit]
 After=multi-user.target
 [Service]
 Type=oneshot
-ExecStart=/bin/sh -c 'bash /test/on_bare_debian.sh >/test/log 2>&1; echo $? >/test/status; systemctl poweroff --no-block'
+ExecStart=/bin/sh -c 'bash /test/$test >/test/log 2>&1; echo \$? >/test/status; systemctl poweroff --no-block'
 UNIT
     mkdir -p "$root/etc/systemd/system/default.target.wants"
     ln -sf ../websec-test.service "$root/etc/systemd/system/default.target.wants/"
@@ -54,6 +70,6 @@ rm -rf "$root"
 cp -a "$base" "$root"
 fill_test_folder
 boot="systemd-nspawn -q -D $root --boot --register=no --keep-unit --private-network --resolv-conf=off --console=pipe"
-unshare -mnp -f --kill-child --mount-proc timeout 900 $boot </dev/null >"$out/boot.log" 2>&1 || true
+unshare -mnp -f --kill-child --mount-proc timeout 1500 $boot </dev/null >"$out/boot-$suite.log" 2>&1 || true
 cat "$root/test/log"
-exit "$(cat "$root/test/status")"
+exit "$(cat "$root/test/status" || echo 1)"

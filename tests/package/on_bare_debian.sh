@@ -1,69 +1,7 @@
 #!/usr/bin/env bash
-# Runs on the machine that bare_debian.sh boots. Prints a row for each thing looked at; exit status 0 when all of
-# them are as they should be.
-set -u
-export LC_ALL=C DEBIAN_FRONTEND=noninteractive HOME=/root
-product=/usr/lib/Morvane/Morvane
-failed=0
-
-row() { # WHAT EXPECTED SEEN
-    local mark=ok
-    [ "$2" = "$3" ] || { mark=FAILED; failed=$((failed + 1)); }
-    printf '%-72s %-22s %s\n' "$1" "$3" "$mark"
-    [ "$2" = "$3" ] || printf '    expected: %s\n' "$2"
-}
-
-yes_if() { if "$@" >/dev/null 2>&1; then echo yes; else echo no; fi; }
-
-make_network() {
-    ip link set lo up
-    ip netns add server
-    ip link add client0 type veth peer name server0 netns server
-    ip address add 192.0.2.1/24 dev client0
-    ip link set client0 up
-    ip route add default via 192.0.2.2
-    ip -n server address add 192.0.2.2/24 dev server0
-    ip -n server link set server0 up
-    printf '%s\n' '127.0.0.1 localhost' '192.0.2.2 allowed.example blocked.example www.ads.example feeds.example' \
-        '192.0.2.2 casino.example phish.example' >/etc/hosts
-    mkdir -p /run/www
-    echo hello >/run/www/index.html
-    printf '%s\n' '# id,dateadded,url,url_status,last_online,threat' '1,d,http://evil.example/x,online,,malware' \
-        >/run/www/urlhaus.csv
-    echo 'nameserver 127.0.0.1' >/etc/resolv.conf
-    openssl req -x509 -newkey rsa:2048 -nodes -days 2 -subj /CN=lab -keyout /run/key.pem -out /run/cert.pem 2>/dev/null
-    cat >/run/nginx.conf <<'NGINX'
-events {}
-http {
-    access_log off;
-    server { listen 192.0.2.2:80; listen 192.0.2.2:443 ssl; root /run/www;
-             ssl_certificate /run/cert.pem; ssl_certificate_key /run/key.pem; }
-}
-NGINX
-    ip netns exec server nginx -c /run/nginx.conf -g 'pid /run/nginx-test.pid; error_log /run/nginx-test.log;'
-}
-
-ask() { # CURL-ARGUMENT...
-    curl -sk -m 3 -o /dev/null "$@"
-    case $? in
-        0) echo allowed ;;
-        35 | 55 | 56) echo blocked ;;
-        *) echo "no answer" ;;
-    esac
-}
-
-rules() { { iptables-save; ip6tables-save; } 2>/dev/null | grep -v '^#' | grep -c -e NFQUEUE -e WEBSEC; }
-has_process() { [ "$(systemctl show -p MainPID --value websec)" != 0 ]; }
-is_up() { systemctl is-active --quiet websec && iptables -t mangle -S 2>/dev/null | grep -q NFQUEUE; }
-
-await() { # SECONDS COMMAND...
-    local deadline=$((SECONDS + $1))
-    shift
-    until "$@"; do
-        [ $SECONDS -lt $deadline ] || return 1
-        sleep 0.1
-    done
-}
+# Runs on the machine that bare_debian.sh boots: the life of an installation. Prints a row for each thing looked at;
+# exit status 0 when all of them are as they should be.
+. "${0%/*}/bare_machine.sh"
 
 # Everything that an installation could leave behind. What systemd notes about itself and the package tools about
 # their work, and the packages that came along, are theirs.
@@ -84,8 +22,6 @@ compare() { # WHAT
     done
 }
 
-install() { apt-get install -qq -y --no-install-recommends -o Dpkg::Use-Pty=0 "$@" >>/tmp/apt.log 2>&1 || { tail -20 /tmp/apt.log; false; }; }
-
 blocking() { # WHEN
     row "$1: websec runs and has its rules" yes "$(yes_if await 10 is_up)"
     row "$1: http://allowed.example/" allowed "$(ask http://allowed.example/)"
@@ -93,17 +29,19 @@ blocking() { # WHEN
     row "$1: https://blocked.example/" blocked "$(ask https://blocked.example/)"
 }
 
-newest() { websecctl report --csv --limit 1 | sed 1d | cut -d, -f4-6; }
-
 reported() { # WHEN
     setpriv --reuid 65534 --regid 65534 --clear-groups curl -s -m 3 -o /dev/null http://blocked.example/
-    row "$1: reported, with its user" "nobody,block list,blocked.example" \
-        "$(await 3 eval '[ "$(newest)" = "nobody,block list,blocked.example" ]'; newest)"
+    row "$1: reported, with its user" "nobody,block list,blocked.example,blocked.example" \
+        "$(await 3 eval '[[ "$(newest)" = nobody,* ]]'; newest)"
 }
 
-# Every other time it is killed as soon as it is there, in the midst of putting up its rules.
+browse_for_ever() { while :; do curl -s -m 0.3 -o /dev/null http://allowed.example/; done; }
+
+# During browsing. Every other time it is killed as soon as it is there, in the midst of putting up its rules.
 kill_ten_times() {
-    local worst=0 round pid start took left
+    local worst=0 all="" round pid start took left browsing
+    browse_for_ever &
+    browsing=$!
     for round in $(seq 10); do
         if [ $((round % 2)) = 1 ]; then await 10 is_up; else await 10 has_process; fi
         pid=$(systemctl show -p MainPID --value websec)
@@ -113,11 +51,13 @@ kill_ten_times() {
             [ $(($(date +%s%N) - start)) -lt 10000000000 ] || break
         done
         took=$((($(date +%s%N) - start) / 1000000))
+        all="$all $took"
         [ $took -le $worst ] || worst=$took
         left=$((2000 - took))
         [ $left -le 0 ] || sleep "$(printf '0.%03d' $((left % 1000)))"
     done
-    row "kill -9 ten times: pages load again within two seconds (worst: $worst ms)" yes "$(yes_if [ $worst -lt 2000 ])"
+    kill $browsing
+    row "kill -9 ten times: pages load again within two seconds (ms:$all)" yes "$(yes_if [ $worst -lt 2000 ])"
     blocking "after the kills"
 }
 
@@ -143,6 +83,17 @@ category_server() {
     cp /tmp/websec.cfg $product/websec.cfg
     websecctl category unblock gambling >/dev/null
     systemctl restart websec
+}
+
+malformed_name() {
+    cp $product/websec.cfg /tmp/websec.cfg
+    sed -i 's/^iptableChain=.*/iptableChain=WEB;id/' $product/websec.cfg
+    row "a chain that is no name: the service starts" no "$(yes_if systemctl restart websec)"
+    row "a chain that is no name: its journal tells" yes "$(yes_if eval 'journalctl -u websec | grep "iptableChain in .* is .WEB;id"')"
+    row "a chain that is no name: doctor tells" yes "$(yes_if eval 'websecctl doctor | grep "iptableChain is .WEB;id"')"
+    cp /tmp/websec.cfg $product/websec.cfg
+    systemctl restart websec
+    blocking "the name mended"
 }
 
 other_iptables() {
@@ -190,6 +141,7 @@ main() {
     row "another program flushed the table: the chain is back" yes "$(yes_if iptables -t mangle -C POSTROUTING -p tcp -j WEBSEC)"
     kill_ten_times
     category_server
+    malformed_name
     other_iptables
 
     echo '; mine' >>$product/websec.cfg
