@@ -10,6 +10,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "ctl/module_check.h"
 #include "ctl/output.h"
 #include "modules/asapsdk/check_sum.h"
 #include "policy/data_file.h"
@@ -50,6 +51,7 @@ void TakeRecords(Table& table, const Record* pRecords, void (*FreeTable)(Table&)
 }  // namespace
 
 tagDataFileContent ReadDataFile(const std::string& path, const tagDataFileKind& kind) {
+    RequireLibrary(CHECKSUM_LIBRARY);
     const OpenedFile file(path);
     Records records;
     const int nCode = kind.kind == DataFileKind::CategoryStatus

@@ -5,6 +5,7 @@
 #include <span>
 
 #include "common/copy_text.h"
+#include "ctl/module_check.h"
 #include "ctl/output.h"
 #include "ctl/pending_file.h"
 #include "modules/asapsdk/check_sum.h"
@@ -18,6 +19,7 @@ void AppendScrambled(std::span<const uint8_t> plain, Records& image);
 }  // namespace
 
 void WriteDataFile(const std::string& path, const tagDataFileKind& kind, const Records& records) {
+    RequireLibrary(CHECKSUM_LIBRARY);
     PendingFile file(path);
     file.Write(BuildImage(kind, records), 0);
     uint32_t nChecksum = 0;

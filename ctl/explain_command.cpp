@@ -14,6 +14,7 @@
 #include "ctl/daemon_process.h"
 #include "ctl/entry_check.h"
 #include "ctl/explanation.h"
+#include "ctl/module_check.h"
 #include "ctl/output.h"
 #include "ctl/settings_store.h"
 #include "policy/data_file_lists.h"
@@ -122,6 +123,8 @@ Json ThreatDocument(const tagExplanation& explanation) {
 
 // What the daemon loads as it starts, in its order.
 void LoadPolicy() {
+    RequireLibrary(CATEGORY_LIBRARY);
+    RequireLibrary(CHECKSUM_LIBRARY);
     g_bUseCatServer = ReadCategoryMode();
     (void)StartCategoryEngine();
     LoadReportModule();

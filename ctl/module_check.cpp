@@ -24,12 +24,12 @@ std::string FindProblem(const tagModule& module);
 std::vector<tagModuleCheck> CheckModules() {
     constexpr char NO_START[] = "websec does not start without it";
     const tagModule modules[] = {
-        {"libwebcat.so",
+        {CATEGORY_LIBRARY,
          NO_START,
          {"WCInit", "WCDeinit", "PerformCacheRefresh", "WCGetURLCategories", "WCGetKVURLCategories",
           "ConvertFromRealToLogical"}},
         {"clrptmod.so", NO_START, {"InsertClientReportData"}},
-        {"libasapsdk.so", NO_START, {"CalculateCheckSum"}},
+        {CHECKSUM_LIBRARY, NO_START, {"CalculateCheckSum"}},
         {REPORT_MODULE_FILE,
          "without it websec has no settings and blocks nothing",
          {"AvGetClientAllSettingData", "AvInsertClientReportData"}},
@@ -43,6 +43,15 @@ std::vector<tagModuleCheck> CheckModules() {
         checks.push_back({module.szFile, problem.empty() ? "" : problem + "; " + module.szWithout});
     }
     return checks;
+}
+
+std::string LibraryProblem(const char* szFile) {
+    return FindProblem({szFile, "", {}});
+}
+
+void RequireLibrary(const char* szFile) {
+    const std::string problem = LibraryProblem(szFile);
+    if (!problem.empty()) throw CtlError(problem + "; install websec again");
 }
 
 namespace {

@@ -32,6 +32,7 @@ TEST_F(Doctor, FindsNothingWrongWithADaemonThatWorks) {
 
 TEST_F(Doctor, NamesTheCauseAndTheRemedy) {
     const std::string config = ProductFile("websec.cfg"), scanner = ProductFile("urlcheck.so");
+    const std::string category = ProductFile("libwebcat.so");
     const std::string database = "/var/lib/websec/websec.db", folder = "/var/lib/websec";
     const struct {
         std::string breaks, repairs;
@@ -44,6 +45,8 @@ TEST_F(Doctor, NamesTheCauseAndTheRemedy) {
         {"printf '[IPTABLEConfigurations]\\nqueueNum=x\\n' >" + config, "rm " + config,
          "queueNum is 'x', not", "correct /usr/lib/Morvane", false},
         {"mv " + scanner + " /tmp/s", "mv /tmp/s " + scanner, "urlcheck.so is missing", "install websec",
+         true},
+        {"mv " + category + " /tmp/c", "mv /tmp/c " + category, "cannot load libwebcat.so", "install websec",
          true},
         {"mv " + database + " /tmp/d", "mv /tmp/d " + database, "no settings store at", "", true},
         {"printf x >" + ProductFile("wsintip.dat"), "rm " + ProductFile("wsintip.dat"),
