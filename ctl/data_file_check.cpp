@@ -96,7 +96,7 @@ std::vector<std::string> Diagnose(const OpenedFile& file, const tagDataFileKind&
     std::vector<std::string> problems;
     const uint64_t nSize = file.Size();
     if (nSize < DATAFILE_BODY_OFFSET) {
-        return {"it is cut: " + std::to_string(nSize) + " bytes, the header alone has " +
+        return {"it is cut: " + Counted(nSize, "byte") + ", the header alone has " +
                 std::to_string(DATAFILE_BODY_OFFSET)};
     }
     DiagnoseHeader(file, problems);
@@ -135,9 +135,9 @@ void DiagnoseBody(const OpenedFile& file, const tagDataFileKind& kind, std::vect
     DecryptBuffer(count.data(), reinterpret_cast<uint8_t*>(&nCount), kind.nCountBytes, DATAFILE_KEY);
     const uint64_t nBody = file.Size() - DATAFILE_BODY_OFFSET - kind.nCountBytes;
     if (nBody >= uint64_t{nCount} * kind.nRecordBytes) return;
-    problems.push_back("the count promises " + std::to_string(nCount) + " " + kind.szRecords + " (" +
-                       std::to_string(uint64_t{nCount} * kind.nRecordBytes) + " bytes), " +
-                       std::to_string(nBody) + " bytes are there");
+    problems.push_back("the count promises " + Counted(nCount, kind.szRecord) + " (" +
+                       Counted(uint64_t{nCount} * kind.nRecordBytes, "byte") +
+                       "), there: " + Counted(nBody, "byte"));
 }
 
 std::string Hex(uint32_t n) {

@@ -11,10 +11,10 @@ constexpr uint32_t CATEGORY_STATUS_BYTES = 6;
 
 const std::vector<tagDataFileKind>& DataFileKinds() {
     static const std::vector<tagDataFileKind> kinds = {
-        {DataFileKind::Exclusion, "exclusion", "pcintwl.dat", "patterns", 4, PATTERN_BYTES},
-        {DataFileKind::Trusted, "trusted", "bpintwl.dat", "patterns", 4, PATTERN_BYTES},
-        {DataFileKind::Ranges, "ranges", "wsintip.dat", "ranges", 2, sizeof(tagAddrRange)},
-        {DataFileKind::Ports, "ports", "wswebflt.dat", "ports", 2, sizeof(tagPortRecord)},
+        {DataFileKind::Exclusion, "exclusion", "pcintwl.dat", "pattern", 4, PATTERN_BYTES},
+        {DataFileKind::Trusted, "trusted", "bpintwl.dat", "pattern", 4, PATTERN_BYTES},
+        {DataFileKind::Ranges, "ranges", "wsintip.dat", "range", 2, sizeof(tagAddrRange)},
+        {DataFileKind::Ports, "ports", "wswebflt.dat", "port", 2, sizeof(tagPortRecord)},
         {DataFileKind::CategoryStatus, "category-status", "wscatsts.dat", "value", 0, CATEGORY_STATUS_BYTES},
     };
     return kinds;

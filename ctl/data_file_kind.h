@@ -14,7 +14,7 @@ struct tagDataFileKind {
     DataFileKind kind;
     const char* szName;      // on the command line
     const char* szFileName;  // in the product directory
-    const char* szRecords;   // what its records are called
+    const char* szRecord;    // what one of its records is called
     uint32_t nCountBytes;    // size of the count in front of the records; 0: exactly one record, no count
     uint32_t nRecordBytes;
 };

@@ -153,7 +153,7 @@ void CheckCount(const tagDataFileKind& kind, const Records& records, std::vector
         throw CtlError("refused: " + std::to_string(nCount) + " values; the file holds exactly one");
     }
     if (kind.nCountBytes == 2 && nCount > 65535) {
-        throw CtlError("refused: " + std::to_string(nCount) + " " + kind.szRecords + ", at most 65535");
+        throw CtlError("refused: " + Counted(nCount, kind.szRecord) + ", at most 65535");
     }
     if (kind.kind == DataFileKind::Ports && nCount > MAX_USEFUL_PORTS) {
         warnings.push_back(std::to_string(nCount) +

@@ -127,7 +127,7 @@ std::string ReadInput(const tagDataFileKind& kind, const std::string& input) {
 
 std::string CountText(const tagDataFileKind& kind, const Records& records) {
     if (kind.nCountBytes == 0) return "category filter " + FormatRecords(kind, records)[0];
-    return std::to_string(CountRecords(kind, records)) + " " + kind.szRecords;
+    return Counted(CountRecords(kind, records), kind.szRecord);
 }
 
 }  // namespace

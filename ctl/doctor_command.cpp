@@ -47,8 +47,7 @@ void Examine() {
     PrintAnswer({{"checks", examination.checks}, {"failed", examination.nFailed}},
                 AlignColumns(examination.rows));
     if (examination.nFailed == 0) return;
-    throw CtlError(std::to_string(examination.nFailed) +
-                   (examination.nFailed == 1 ? " check fails" : " checks fail"));
+    throw CtlError(Counted(examination.nFailed, "check fails", "checks fail"));
 }
 
 // One without a remark is told by its rows, another by its remarks.

@@ -37,6 +37,11 @@ void PrintError(std::string_view text, std::string_view advice) {
     if (!advice.empty()) std::cerr << advice << '\n';
 }
 
+std::string Counted(uint64_t n, std::string_view noun, std::string_view plural) {
+    const bool bOther = n != 1 && !plural.empty();
+    return std::to_string(n) + " " + std::string(bOther ? plural : noun) + (n == 1 || bOther ? "" : "s");
+}
+
 std::string Joined(const std::vector<std::string>& parts, std::string_view separator) {
     std::string text;
     for (size_t i = 0; i < parts.size(); ++i)

@@ -2,6 +2,7 @@
 // standard output, warnings and refusals to standard error, so that a program reads only the document.
 #pragma once
 
+#include <cstdint>
 #include <nlohmann/json.hpp>
 #include <stdexcept>
 #include <string>
@@ -36,6 +37,9 @@ void PrintWarning(std::string_view text);
 // On standard error: "websecctl: ..." with the advice, if any, on the next line, or with --json
 // {"error": "..."}.
 void PrintError(std::string_view text, std::string_view advice);
+
+// "1 name", "2 names"; the plural where it is no mere s.
+std::string Counted(uint64_t n, std::string_view noun, std::string_view plural = "");
 
 // The parts in one text, with the separator between any two.
 std::string Joined(const std::vector<std::string>& parts, std::string_view separator);

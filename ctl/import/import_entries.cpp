@@ -68,8 +68,8 @@ void ImportEntries(const tagEntryImport& import) {
     document["narrowed"] = taker.nNarrowed;
     if (taker.nNarrowed != 0) PrintWarning(NarrowedText(import.nList, taker.nNarrowed));
     document["warnings"] = WarnOfEntries(import.nList, taker.entries);
-    const std::string text = list + ": added " + std::to_string(nAdded) + " entries, " +
-                             std::to_string(nThere) + " were there, " + std::to_string(taker.nDuplicates) +
+    const std::string text = list + ": added " + Counted(nAdded, "entry", "entries") + ", " +
+                             std::to_string(nThere) + " there already, " + std::to_string(taker.nDuplicates) +
                              " repeated, " + std::to_string(tally.Rejected()) + " rejected";
     PrintChange(document, text + (told.empty() ? "" : "\n" + told));
 }
@@ -134,7 +134,8 @@ std::string EntryOf(std::string_view text, const tagCanonicalURL& url) {
 
 // A sub-domain entry covers every host that ends in its text, which no line of a list can be trusted with.
 std::string NarrowedText(int nList, size_t nNarrowed) {
-    const std::string entries = std::to_string(nNarrowed) + " entries stand for less than their lines say";
+    const std::string entries = Counted(nNarrowed, "entry stands for less than its line says",
+                                        "entries stand for less than their lines say");
     if (nList == STORE_LIST_TRUST) return "the trust list knows no sub-domains: " + entries;
     const char* szOtherWay =
         nList == STORE_LIST_BLOCK
@@ -154,8 +155,8 @@ size_t WarnOfEntries(int nList, const std::vector<tagEntry>& entries) {
         if (++nWarned <= WARNINGS_SHOWN) PrintWarning(Quoted(entry.text) + ": " + warnings.front());
     }
     if (nWarned > WARNINGS_SHOWN) {
-        PrintWarning(std::to_string(nWarned - WARNINGS_SHOWN) +
-                     " more entries are read otherwise than they look");
+        PrintWarning(Counted(nWarned - WARNINGS_SHOWN, "more entry is read otherwise than it looks",
+                             "more entries are read otherwise than they look"));
     }
     return nWarned;
 }

@@ -52,14 +52,14 @@ void ImportIntoList(const tagListKind& kind, const tagListImport& import) {
         document["categories_lost"] = {{"in_it", nLost}, {"with_other_lists", merged.nCategoriesLost}};
     }
     std::string text = std::string(kind.szName) + ": imported " + Quoted(source.name) + ": " +
-                       std::to_string(source.nAccepted) + " names, " + std::to_string(source.nDuplicates) +
+                       Counted(source.nAccepted, "name") + ", " + std::to_string(source.nDuplicates) +
                        " repeated, " + std::to_string(source.nRejected) + " rejected";
     if (!replaced.empty()) text += "\nin place of the import of " + replaced;
     for (const std::string& part :
          {tally.Text(), taker.Notes(), LostNote(nLost, "in it"),
           LostNote(merged.nCategoriesLost, "with the other lists"), SwitchedOffNote(kind)})
         text += (part.empty() ? "" : "\n") + part;
-    PrintListChange(document, text + "\nin force: " + std::to_string(merged.nNames) + " names");
+    PrintListChange(document, text + "\nin force: " + Counted(merged.nNames, "name"));
 }
 
 namespace {
@@ -81,8 +81,13 @@ tagSource DescribeSource(const tagListKind& kind, const tagListImport& import) {
 // Files of different categories often have the same name; the second must not replace the first unasked.
 void RefuseOtherCategory(const tagSource* pOld, const tagSource& source, bool bNamed) {
     if (bNamed || !pOld || pOld->nCategory == source.nCategory) return;
-    throw CtlError("refused: the list " + Quoted(source.name) + " holds another category (" +
-                   SourceCategoryText(*pOld) + "); name this one with --name");
+    const std::string name = Quoted(source.name), old = SourceCategoryText(*pOld);
+    throw CtlError(
+        "refused: there is a list " + name + " already, imported " +
+        (pOld->nCategory == SOURCE_MANY_CATEGORIES ? "as a collection of categories"
+                                                   : "as the category " + old) +
+        "; to keep it, give this one another name with --name; to put this one in its place, say --name " +
+        name);
 }
 
 // Most likely a wrong file or the page of a server's error, which must not take a list out of force.
@@ -95,9 +100,9 @@ void RefuseEmpty(const tagURLMapBuilder& builder, const ImportTally& tally) {
 
 std::string LostNote(uint32_t nCategoriesLost, const char* szWhere) {
     if (nCategoriesLost == 0) return "";
-    return std::to_string(nCategoriesLost) + " categories of names that stand in more than " +
-           std::to_string(URLMAP_CATEGORIES_MAX) + " " + szWhere +
-           " are lost; the first of each name are kept";
+    return "lost: " + Counted(nCategoriesLost, "category", "categories") +
+           " of names that stand in more than " + std::to_string(URLMAP_CATEGORIES_MAX) + " " + szWhere +
+           "; the first of each name are kept";
 }
 
 std::string SwitchedOffNote(const tagListKind& kind) {

@@ -23,7 +23,7 @@ ImportProgress::~ImportProgress() {
 
 void ImportProgress::Show(const std::string& file, uint64_t nLines, uint64_t nRead, uint64_t nTotal) {
     if (!m_bTerminal || std::chrono::steady_clock::now() < m_next) return;
-    std::string text = Quoted(file) + ": " + std::to_string(nLines) + " lines";
+    std::string text = Quoted(file) + ": " + Counted(nLines, "line");
     if (nTotal != 0) {
         text += ", " + std::to_string(nRead * 100 / nTotal) + " %";
     } else {

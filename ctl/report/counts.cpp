@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <optional>
 
+#include "ctl/output.h"
 #include "ctl/report/reason.h"
 
 namespace {
@@ -58,12 +59,12 @@ int64_t LargestCount(const std::vector<tagReportCount>& counts) {
 }
 
 std::string BlockedRequests(int64_t nCount) {
-    return std::to_string(nCount) + (nCount == 1 ? " blocked request" : " blocked requests");
+    return Counted(static_cast<uint64_t>(nCount), "blocked request");
 }
 
 std::string LostRecords(int64_t nLost) {
-    return std::to_string(nLost) + (nLost == 1 ? " record" : " records") +
-           " of blocked requests could not be stored and " + (nLost == 1 ? "is" : "are") + " missing here";
+    return Counted(static_cast<uint64_t>(nLost), "record") + " of blocked requests could not be stored and " +
+           (nLost == 1 ? "is" : "are") + " missing here";
 }
 
 namespace {

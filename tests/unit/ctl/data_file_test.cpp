@@ -82,7 +82,7 @@ TEST_F(DataFiles, SayWhatIsWrong) {
         {"count too large", 88, std::string("\x30", 1), "the count promises"},
         {"cut in the header", 87, "", "it is cut: 87 bytes"},
         {"cut in the count", 90, "", "it is cut in its count"},
-        {"cut in the records", 200, "", "the count promises 2 patterns (2048 bytes), 108 bytes are there"},
+        {"cut in the records", 200, "", "the count promises 2 patterns (2048 bytes), there: 108 bytes"},
         {"nothing at all", 0, "", "it is cut: 0 bytes"},
     };
     const std::string sound = ReadFile("pcintwl.dat");

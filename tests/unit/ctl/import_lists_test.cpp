@@ -77,7 +77,7 @@ TEST_F(ImportLists, FoldersOfACollectionSayTheirCategories) {
     EXPECT_EQ(CategoriesOf("g.example"), (std::vector<uint16_t>{51, 50}));
     // The default name must not replace a list of another category.
     EXPECT_THAT(Run({"import", "category", "Gambling", Path("c/gambling")}).err,
-                HasSubstr("another category"));
+                HasSubstr("imported as the category Games; to keep it"));
 }
 
 TEST_F(ImportLists, TellCategoriesThatHaveNoRoom) {
@@ -85,9 +85,10 @@ TEST_F(ImportLists, TellCategoriesThatHaveNoRoom) {
         "for c in gambling adult games news drugs dating; do mkdir -p c/$c; echo a.example > c/$c/domains; "
         "done; echo a.example > d.txt");
     EXPECT_THAT(Run({"import", "category", "auto", Path("c")}).out,
-                HasSubstr("1 categories of names that stand in more than 5 in it are lost"));
+                HasSubstr("lost: 1 category of names that stand in more than 5 in it;"));
     const tagRun run = Run({"import", "category", "Job Search", Path("d.txt")});
-    EXPECT_THAT(run.out, HasSubstr("1 categories of names that stand in more than 5 with the other lists"));
+    EXPECT_THAT(run.out,
+                HasSubstr("lost: 1 category of names that stand in more than 5 with the other lists"));
 }
 
 TEST_F(ImportLists, RefuseWhatIsNoListAndChangeNothing) {
