@@ -5,6 +5,10 @@
 #include <string>
 #include <string_view>
 
+// What the daemon makes with LiveTraffic 1, in the table of its rules, and with CloseBypasses 1, in "filter".
+constexpr char LIVE_CHAIN[] = "WEBSEC_LIVE";
+constexpr char CLOSE_CHAIN[] = "WEBSEC_CLOSE";
+
 // How many of the rules that `iptables -S` lists send to that queue.
 uint32_t CountQueueRules(std::string_view listing, uint32_t nQueueNum);
 

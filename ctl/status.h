@@ -24,6 +24,7 @@ struct tagStatus {
     Json document = Json::object();
     std::vector<std::vector<std::string>> rows;
     std::vector<tagRemark> remarks;
+    bool bNeedsRoot = false;  // something could not be told to this user
 
     void Warn(std::string text, std::string remedy = "") {
         remarks.push_back({false, std::move(text), std::move(remedy)});
@@ -66,7 +67,7 @@ struct tagSection {
 // All sections, as doctor shows them.
 std::span<const tagSection> Sections();
 
-// Without its rows, and with a remark, when it cannot be told.
+// Without its rows, and with a remark, when it cannot be told: that is a fault only where root asks.
 void AddSection(const tagSection& section, tagStatus& status, tagHost& host);
 
 // The sections, by the file that they stand in.

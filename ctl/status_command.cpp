@@ -37,6 +37,7 @@ void ShowStatus() {
     AddRemarks(status);
     PrintAnswer(status.document, AlignColumns(status.rows));
     if (status.Fails()) throw CtlError("websec does not protect as it should; see the problems");
+    if (status.bNeedsRoot) throw CtlError("only root can see whether websec protects: sudo websecctl status");
 }
 
 void AddTraffic(tagStatus& status, const tagHost& host) {

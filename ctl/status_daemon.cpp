@@ -15,7 +15,6 @@
 namespace {
 
 constexpr uint32_t RULE_GROUPS = 3;
-constexpr char LIVE_CHAIN[] = "WEBSEC_LIVE";
 // Main thread, receivers, workers and watchdog; the modules have more.
 constexpr uint32_t DAEMON_THREADS = 1 + NUM_QUEUE_RECEIVERS + NUM_WORKER_THREADS + 1;
 
@@ -42,8 +41,10 @@ void AddProcess(tagStatus& status, const tagHost& host);
 void JudgeProcess(tagStatus& status, const tagDaemonProcess& daemon);
 void AddSettingsTime(tagStatus& status, const tagHost& host);
 void JudgeQueue(tagStatus& status, tagHost& host, const std::vector<tagQueueOwner>& owners);
-void AddMissingChain(tagStatus& status, const tagHost& host);
-void JudgeRules(tagStatus& status, const tagHost& host, uint32_t nRules, bool bLiveChain);
+void JudgeLeftRules(tagStatus& status, const tagHost& host, const std::string& table, uint32_t nRules);
+void JudgeRules(tagStatus& status, const tagHost& host, const std::string& table, uint32_t nRules,
+                bool bLive);
+bool IsKernelChain(const std::string& table, const std::string& chain);
 bool HasCapability(const tagDaemonProcess& daemon, int nCapability);
 std::string OwnerText(const tagQueueOwner& owner);
 
@@ -74,7 +75,7 @@ void AddQueue(tagStatus& status, tagHost& host) {
         document["dropped_queue_full"] = queue.nQueueDropped;
         document["dropped_socket_full"] = queue.nSocketDropped;
         text = std::to_string(host.nQueueNum) + ", read by " + OwnerText(owner) + ", " +
-               std::to_string(queue.nPackets) + " packets, " + std::to_string(queue.nWaiting) + " waiting, " +
+               Counted(queue.nPackets, "packet") + ", " + std::to_string(queue.nWaiting) + " waiting, " +
                document["dropped"].dump() + " dropped";
     }
     status.rows.push_back({"queue", text});
@@ -88,38 +89,32 @@ void AddQueue(tagStatus& status, tagHost& host) {
 void AddRules(tagStatus& status, tagHost& host) {
     if (geteuid() != 0) throw CtlError("only root can see the firewall rules; run websecctl as root");
     const std::string table = ListTable(host.table);
-    if (!HasChain(table, host.chain)) return AddMissingChain(status, host);
-    const std::string listing = ListRules(host.table, host.chain);
+    const bool bChain = HasChain(table, host.chain);
+    const std::string listing = bChain ? ListRules(host.table, host.chain) : "";
     const uint32_t nRules = CountQueueRules(listing, host.nServedQueueNum);
-    const bool bLiveChain = HasJump(listing, LIVE_CHAIN);
+    const bool bLive = HasJump(listing, LIVE_CHAIN);
     status.document["rules"] = {
-        {"table", host.table}, {"chain", host.chain}, {"count", nRules}, {"live", bLiveChain}};
-    status.rows.push_back({"rules", std::to_string(nRules) + " in " + host.table + " " + host.chain +
-                                        (bLiveChain ? std::string(", and the chain ") + LIVE_CHAIN : "")});
-    JudgeRules(status, host, nRules, bLiveChain);
-    const bool bKernelChain = table.find("-P " + host.chain + ' ') != table.npos;
-    if (host.daemon && !bKernelChain && !HasJump(table, host.chain)) {
-        status.Fail(
-            "no rule leads to the chain " + host.chain + " of " + host.table + ": websec sees nothing",
-            MAKE_CHAIN);
+        {"table", host.table}, {"chain", host.chain}, {"count", nRules}, {"live", bLive}};
+    status.rows.push_back({"rules", bChain ? std::to_string(nRules) + " in " + host.table + " " + host.chain +
+                                                 (bLive ? std::string(", and the chain ") + LIVE_CHAIN : "")
+                                           : "no chain " + host.chain + " in " + host.table});
+    if (!host.daemon) {
+        JudgeLeftRules(status, host, table, nRules);
+    } else if (!bChain) {
+        status.Fail("there is no chain " + host.chain + " in " + host.table + ": websec sees nothing",
+                    MAKE_CHAIN);
+    } else {
+        JudgeRules(status, host, table, nRules, bLive);
     }
 }
 
 namespace {
 
-// As it is while websec's service is stopped.
-void AddMissingChain(tagStatus& status, const tagHost& host) {
-    const std::string text = "no chain " + host.chain + " in " + host.table;
-    status.document["rules"] = {{"table", host.table}, {"chain", host.chain}, {"count", 0}, {"live", false}};
-    status.rows.push_back({"rules", text});
-    if (host.daemon) status.Fail("there is " + text + ": websec sees nothing", MAKE_CHAIN);
-}
-
 void AddProcess(tagStatus& status, const tagHost& host) {
     const tagDaemonProcess& daemon = *host.daemon;
     status.document["daemon"] = {{"pid", daemon.pid}, {"threads", daemon.status.nThreads}};
-    std::string text = "running (pid " + std::to_string(daemon.pid) + ", " +
-                       std::to_string(daemon.status.nThreads) + " threads";
+    std::string text =
+        "running (pid " + std::to_string(daemon.pid) + ", " + Counted(daemon.status.nThreads, "thread");
     if (const auto started = StartTime(daemon.pid)) {
         const int64_t nSeconds = *started / 1000;
         status.document["daemon"]["started"] = nSeconds;
@@ -153,7 +148,7 @@ void JudgeProcess(tagStatus& status, const tagDaemonProcess& daemon) {
                     "let it go on: kill -CONT " + std::to_string(daemon.pid));
     }
     if (daemon.status.nThreads != 0 && daemon.status.nThreads < DAEMON_THREADS) {
-        status.Warn("websec has only " + std::to_string(daemon.status.nThreads) + " threads, " +
+        status.Warn("websec has only " + Counted(daemon.status.nThreads, "thread") + ", " +
                         std::to_string(DAEMON_THREADS) + " should",
                     "websecctl reload starts workers that have ended anew");
     }
@@ -199,31 +194,55 @@ void JudgeQueue(tagStatus& status, tagHost& host, const std::vector<tagQueueOwne
     }
 }
 
-void JudgeRules(tagStatus& status, const tagHost& host, uint32_t nRules, bool bLiveChain) {
-    const std::string found = std::to_string(nRules) + " rules in " + host.table + " " + host.chain +
-                              " send to queue " + std::to_string(host.nServedQueueNum);
-    const std::string should = found + ", " + std::to_string(RULE_GROUPS) + " should";
-    if (!host.daemon) {
-        if (nRules == 0 && !bLiveChain) return;
-        return status.Fail(
-            found + (bLiveChain ? std::string(", and the chain ") + LIVE_CHAIN + " is there," : "") +
-                " although websec is not running: requests that match them get lost",
-            "start websec, or take the rules away: websecctl rules remove");
+// What a daemon that was killed has left.
+void JudgeLeftRules(tagStatus& status, const tagHost& host, const std::string& table, uint32_t nRules) {
+    std::vector<std::string> left;
+    if (nRules != 0) left.push_back(Counted(nRules, "rule") + " in " + host.table + " " + host.chain);
+    if (HasChain(table, LIVE_CHAIN)) left.push_back(std::string("the chain ") + LIVE_CHAIN);
+    if (HasChain(ListTable("filter"), CLOSE_CHAIN)) left.push_back(std::string("the chain ") + CLOSE_CHAIN);
+    if (!left.empty()) {
+        status.Fail("websec is not running, but has left " + Joined(left, ", ") +
+                        ": requests that match get lost or are refused",
+                    "start websec, or take that away: sudo websecctl rules remove");
     }
+    if (HasChain(table, host.chain) && !IsKernelChain(table, host.chain)) {
+        status.Warn("websec is not running, but its chain " + host.chain + " is in " + host.table,
+                    "start websec, or take the chain away: sudo /usr/libexec/websec/own-chain remove");
+    }
+}
+
+void JudgeRules(tagStatus& status, const tagHost& host, const std::string& table, uint32_t nRules,
+                bool bLive) {
+    const std::string should = Counted(nRules, "rule") + " in " + host.table + " " + host.chain +
+                               " for queue " + std::to_string(host.nServedQueueNum) + ", " +
+                               std::to_string(RULE_GROUPS) + " should be";
     const bool bCanRepair = HasCapability(*host.daemon, CAP_NET_ADMIN);
-    const char* szRepair = bCanRepair ? "websec puts missing rules back within a minute" : "";
+    std::string repair = bCanRepair ? std::string(
+                                          "websec puts missing rules back within a minute, a reload does "
+                                          "not; to have them at once, ") +
+                                          RESTART
+                                    : "";
     if (!CheckServiceConfig(SERVICE_CONFIG_FILE).problems.empty()) {
-        szRepair = "correct websec.cfg, which names a rule wrongly, and restart websec";
+        repair = "correct websec.cfg, which names a rule wrongly, and restart websec";
     }
-    if (nRules < RULE_GROUPS) status.Fail(should, szRepair);
+    if (nRules < RULE_GROUPS) status.Fail(should, repair);
     if (nRules > RULE_GROUPS) {
         status.Warn(should + "; of a rule that it finds twice websec clears the whole chain", RESTART);
     }
-    if (host.bRunsLive && !bLiveChain) {
+    if (host.bRunsLive && !bLive) {
         status.Fail(std::string("the chain ") + LIVE_CHAIN + " is not in " + host.table + " " + host.chain +
                         ": requests in several segments pass",
-                    szRepair);
+                    repair);
     }
+    if (!IsKernelChain(table, host.chain) && !HasJump(table, host.chain)) {
+        status.Fail(
+            "no rule leads to the chain " + host.chain + " of " + host.table + ": websec sees nothing",
+            MAKE_CHAIN);
+    }
+}
+
+bool IsKernelChain(const std::string& table, const std::string& chain) {
+    return table.find("-P " + chain + ' ') != table.npos;
 }
 
 bool HasCapability(const tagDaemonProcess& daemon, int nCapability) {

@@ -24,7 +24,7 @@ void AddConfig(tagStatus& status, tagHost& host) {
         {"file", SERVICE_CONFIG_FILE}, {"there", check.bThere}, {"changed_since_start", bChanged}};
     status.rows.push_back({"websec.cfg", !check.bThere            ? "not there, the defaults hold"
                                          : check.problems.empty() ? "sound"
-                                                                  : "see below"});
+                                                                  : "faulty, see the warnings"});
     for (const auto& problem : check.problems)
         status.Warn("websec.cfg: " + problem, std::string("correct ") + SERVICE_CONFIG_FILE);
     if (bChanged) JudgeChange(status, host);

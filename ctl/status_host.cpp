@@ -18,7 +18,6 @@
 namespace {
 
 constexpr char LOCALE[] = "en_US.utf8";  // in which the daemon translates
-constexpr char CLOSE_CHAIN[] = "WEBSEC_CLOSE";
 constexpr char TRY_REMEDY[] = "load the kernel's module, or boot a kernel that has it";
 
 // A rule that websec may want to make, tried where it changes nothing.
@@ -66,8 +65,10 @@ void AddLocale(tagStatus& status, tagHost&) {
 void AddUnseen(tagStatus& status, tagHost& host) {
     const bool bCloses = ClosesBypasses(host), bIPv6 = HasIPv6();
     Json& document = status.document["not_seen"] = Json::array();
+    std::string unseen;
     const auto note = [&](const char* szKey, const std::string& text, const std::string& remedy) {
         document.push_back(szKey);
+        unseen += (unseen.empty() ? "" : ", ") + std::string(szKey);
         status.Warn(text, remedy);
     };
     constexpr char CLOSE[] = "set CloseBypasses=1 in websec.cfg, and restart websec";
@@ -82,15 +83,13 @@ void AddUnseen(tagStatus& status, tagHost& host) {
             "pass",
             "set LiveTraffic=1 in websec.cfg, and restart websec");
     }
-    status.rows.push_back({"not seen", document.empty()
-                                           ? "VPNs, proxies, encrypted ClientHellos, other ports "
-                                             "of QUIC"
-                                           : "see below"});
+    constexpr char NEVER[] = "VPNs, proxies, encrypted ClientHellos, other ports of QUIC";
+    status.rows.push_back({"not seen", unseen.empty() ? NEVER : unseen + "; see the warnings"});
 }
 
 void AddRights(tagStatus& status, tagHost&) {
-    if (geteuid() != 0) throw CtlError("only root sees all that is to be checked; run websecctl as root");
     status.rows.push_back({"rights", "root"});
+    if (geteuid() != 0) status.Fail("only root sees all that is to be checked", "sudo websecctl doctor");
 }
 
 void AddIptables(tagStatus& status, tagHost&) {

@@ -1,4 +1,6 @@
 // The sections of status about sites that lists know: who tells categories, and what was imported.
+#include <unistd.h>
+
 #include <array>
 #include <set>
 
@@ -60,11 +62,13 @@ void AddImportedLists(tagStatus& status, tagHost& host) {
     std::string text;
     for (size_t n = 0; n < lists.size(); ++n) {
         const auto& list = lists[n];
+        if (geteuid() != 0 && !list.problem.empty())
+            throw CtlError(Printable(list.path) + " " + list.problem);
         const tagListUse& use = LIST_USES[n];
         document[list.szName] = {{"file", list.path}, {"there", list.bThere}, {"names", list.nNames}};
         text += (text.empty() ? "" : ", ") + std::string(list.szName) + " " +
                 (!list.bThere           ? "none"
-                 : list.problem.empty() ? std::to_string(list.nNames) + " names"
+                 : list.problem.empty() ? Counted(list.nNames, "name")
                                         : "unusable");
         const bool bLost = !list.bThere && imported.contains(use.szKind);
         if (bLost || !list.problem.empty()) {

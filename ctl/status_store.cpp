@@ -61,15 +61,12 @@ void AddDisk(tagStatus& status, tagHost&) {
     } else if (nFree < 64 * MIB) {
         status.Warn(place + " has only " + std::to_string(nFree / MIB) + " MiB left", SPACE);
     }
-    if (access(folder.c_str(), W_OK) != 0 && errno == EACCES) {
-        status.Fail(Printable(folder.native()) + " may not be written", "run websecctl as root");
-    }
 }
 
-void AddClock(tagStatus& status, tagHost&) {
+void AddClock(tagStatus& status, tagHost& host) {
     const int64_t nNow = std::time(nullptr);
     status.rows.push_back({"clock", LocalTimeText(nNow)});
-    if (access(StorePath(), F_OK) != 0) return;
+    if (!host.switches) return;  // the section about the settings tells why there are no reports
     tagReportFilter future;
     future.nFrom = nNow + CLOCK_TOLERANCE;
     future.nLimit = 1;

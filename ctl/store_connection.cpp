@@ -18,8 +18,9 @@ StoreConnection::StoreConnection(int nMode) {
     const bool bNew = nMode == STORE_CREATE && access(StorePath(), F_OK) != 0;
     const int nCode = OpenStore(&m_store, nMode, STORE_BUSY_MS_SETTINGS);
     if (nCode == STORE_MISSING) {
-        throw CtlError("there is no settings store at " + std::string(StorePath()) +
-                       " yet; the first change of a setting makes it");
+        throw CtlError(
+            "there is no settings store at " + std::string(StorePath()) +
+            " yet; the first change of a setting makes it, such as: sudo websecctl protection report on");
     }
     Succeeded(nCode);
     if (bNew) {
@@ -36,5 +37,10 @@ StoreConnection::~StoreConnection() {
 bool StoreConnection::Succeeded(int nCode, int nExpected) {
     if (nCode == STORE_OK) return true;
     if (nCode == nExpected) return false;
-    throw CtlError("settings store: " + Printable(m_store.szError));
+    const char* const szRemedy =
+        nCode == STORE_CORRUPT
+            ? "; move it away, and give its settings back: sudo websecctl import-settings with "
+              "what export wrote, or change a setting, which makes a new one"
+            : "";
+    throw CtlError("settings store: " + Printable(m_store.szError) + szRemedy);
 }

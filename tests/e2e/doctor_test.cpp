@@ -27,6 +27,9 @@ TEST_F(Doctor, FindsNothingWrongWithADaemonThatWorks) {
     EXPECT_EQ(doctor.nStatus, 0) << doctor.output;
     EXPECT_THAT(doctor.output, AllOf(HasSubstr("usable: NFQUEUE u32 string multiport connmark"),
                                      HasSubstr("can be bound"), Not(HasSubstr("QUIC is not seen"))));
+    const tagOutcome user = Shell("setpriv --reuid=65534 --regid=65534 --clear-groups websecctl status");
+    EXPECT_EQ(user.nStatus, 1);
+    EXPECT_THAT(user.output, AllOf(HasSubstr("only root can see whether"), Not(HasSubstr("problem "))));
     EXPECT_EQ(StopDaemon(daemon), 0);
 }
 
@@ -49,6 +52,8 @@ TEST_F(Doctor, NamesTheCauseAndTheRemedy) {
         {"mv " + category + " /tmp/c", "mv /tmp/c " + category, "cannot load libwebcat.so", "install websec",
          true},
         {"mv " + database + " /tmp/d", "mv /tmp/d " + database, "no settings store at", "", true},
+        {"mv " + database + " /tmp/d; echo x >" + database, "mv /tmp/d " + database, "the file is damaged",
+         "import-settings", true},
         {"printf x >" + ProductFile("wsintip.dat"), "rm " + ProductFile("wsintip.dat"),
          "is damaged: it is cut", "websecctl datafile build", false},
         {"mount -t tmpfs -o ro tmpfs " + folder, "umount " + folder, "is read-only", "mount it for writing",
@@ -69,15 +74,25 @@ TEST_F(Doctor, NamesTheCauseAndTheRemedy) {
         MustRun(row.repairs);
         EXPECT_EQ(doctor.nStatus, row.bFails ? 1 : 0) << doctor.output;
         EXPECT_THAT(doctor.output, AllOf(HasSubstr(row.szText), HasSubstr(row.szRemedy))) << row.breaks;
+        EXPECT_LE(CountText(doctor.output, "settings store"), 1u) << doctor.output;
     }
     EXPECT_EQ(Shell("websecctl doctor").nStatus, 0);
     kill(daemon.pid, SIGKILL);
     (void)AwaitEnd(daemon);
-    EXPECT_THAT(Shell("websecctl doctor").output,
-                AllOf(HasSubstr("websec is not running"), HasSubstr("systemctl start websec"),
-                      HasSubstr("requests that match them get lost"), HasSubstr("websecctl rules remove")));
+    EXPECT_THAT(
+        Shell("websecctl doctor").output,
+        AllOf(HasSubstr("websec is not running"), HasSubstr("systemctl start websec"),
+              HasSubstr("left 3 rules in mangle POSTROUTING: "), HasSubstr("websecctl rules remove")));
     EXPECT_EQ(Shell("websecctl status").nStatus, 1);
     MustRun("websecctl rules remove");
+    WriteFile(config, "[ServiceConfigurations]\nCloseBypasses=1\n");
+    tagDaemon closing = StartDaemon();
+    MustRun("iptables -t mangle -F POSTROUTING");
+    kill(closing.pid, SIGKILL);
+    (void)AwaitEnd(closing);
+    EXPECT_THAT(Shell("websecctl doctor").output, HasSubstr("left the chain WEBSEC_CLOSE: "));
+    MustRun("websecctl rules remove");
+    EXPECT_THAT(Shell("websecctl doctor").output, Not(HasSubstr("has left")));
     const QueueTaker other;
     EXPECT_THAT(Shell("websecctl doctor").output, HasSubstr("websec cannot have it"));
 }

@@ -74,6 +74,7 @@ using StatusOfClock = ReportsTest;
 TEST_F(StatusOfClock, WarnsOfReportsOfTheFuture) {
     tagStatus status;
     tagHost host{};
+    host.switches.emplace();
     Block({"20-Nov-2024 10:00:00", "alice", "a.example/1", 4});
     AddClock(status, host);
     EXPECT_TRUE(status.remarks.empty());
