@@ -181,7 +181,8 @@ void WarnOfAddress(const tagEntry& entry, const tagEntryReading& reading,
     const size_t nSlash = reading.text.find('/');
     if (nSlash != std::string::npos &&
         reading.text.find_first_not_of("0123456789.", nSlash + 1) == std::string::npos) {
-        warnings.push_back("lists know no ranges of addresses; it is read as a URL");
+        warnings.push_back("lists know no ranges of addresses: it is read as the one page http://" +
+                           reading.text + "; give each address an entry of its own");
     }
 }
 

@@ -58,6 +58,9 @@ void Explain(const std::string& text) {
             "taken as http; of an https request only the host is seen: explain https://" +
             Printable(parts.host));
     }
+    if (parts.scheme == "https" && parts.target != "/") {
+        explanation.notes.push_back("of an https request only the host is seen; the path counts for nothing");
+    }
     NoteSettings(explanation);
     PrintExplanation(url, explanation);
 }

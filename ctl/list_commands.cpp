@@ -8,6 +8,7 @@
 #include "ctl/entry_check.h"
 #include "ctl/output.h"
 #include "ctl/settings_store.h"
+#include "policy/list_entry.h"
 
 namespace {
 
@@ -92,7 +93,9 @@ void AddEntries(int nList, const tagListArguments& arguments) {
         document["warnings"] = warnings;
         (szAction ? added : unchanged).push_back(std::move(document));
         text += (text.empty() ? "" : "\n") + std::string(StoreListName(nList)) + ": " +
-                (szAction ? szAction : "already there:") + " " + EntryText(entry);
+                (szAction ? szAction : "already there:") + " " + EntryText(entry) +
+                (ReadAsDaemon(entry).nType == ENTRY_URL ? ", not under https, of which only the host is seen"
+                                                        : "");
     }
     store.Keep();
     const Json answer{{"list", StoreListName(nList)}, {"added", added}, {"unchanged", unchanged}};
