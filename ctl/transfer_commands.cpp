@@ -1,4 +1,6 @@
 // websecctl export and import-settings: the settings of the store to a file, and from one.
+#include <unistd.h>
+
 #include <cerrno>
 #include <cstring>
 #include <memory>
@@ -13,7 +15,7 @@
 
 namespace {
 
-void ExportSettings(const std::string& file);
+void ExportSettings(const std::string& file, bool bForce);
 void ImportSettings(const std::string& file);
 tagSettings ReadSettings();
 void ReplaceSettings(SettingsStore& store, const tagSettings& settings);
@@ -24,14 +26,16 @@ std::string Summary(const tagSettings& settings);
 void AddTransferCommands(CLI::App& app) {
     const auto pFile = std::make_shared<std::string>();
     CLI::App* pExport = app.add_subcommand("export", "Write all settings as JSON, for import-settings");
-    pExport->add_option("FILE", *pFile, "Where to [standard output]; in place of an earlier file");
+    pExport->add_option("FILE", *pFile, "Where to [standard output]");
+    const auto pForce = std::make_shared<bool>(false);
+    pExport->add_flag("--force", *pForce, "Put it in the place of a file that is there");
     pExport->footer(
         "In it: protections, the block, allow and trust lists, blocked categories.\n"
         "Not in it: reports (websecctl report --json), since they are no settings; imported lists (see\n"
         "websecctl lists), since they are large and made anew from their files; websec.cfg and the data\n"
         "files, which stand in the product directory and can be copied as they are.\n"
         "Example: websecctl export settings.json");
-    pExport->final_callback([pFile] { ExportSettings(*pFile); });
+    pExport->final_callback([pFile, pForce] { ExportSettings(*pFile, *pForce); });
 
     CLI::App* pImport =
         app.add_subcommand("import-settings", "Put exported settings in place of all settings");
@@ -45,7 +49,11 @@ void AddTransferCommands(CLI::App& app) {
 
 namespace {
 
-void ExportSettings(const std::string& file) {
+void ExportSettings(const std::string& file, bool bForce) {
+    if (!file.empty() && !bForce && access(file.c_str(), F_OK) == 0) {
+        throw CtlError("refused: " + Quoted(file) +
+                       " is there already; --force puts the export in its place");
+    }
     const tagSettings settings = ReadSettings();
     const Json document = SettingsDocument(settings);
     const std::string text = JsonText(document, 2);

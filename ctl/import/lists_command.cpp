@@ -19,8 +19,9 @@ struct tagMapState {
 void ShowLists();
 void RemoveList(const std::vector<std::string>& arguments);
 tagSource FindSource(const std::vector<tagSource>& sources, const std::vector<std::string>& arguments);
+std::string SourceState(const tagSource& source);
 tagMapState StateOf(const std::string& path, const tagListKind& kind);
-Json SourceDocument(const tagSource& source, const tagMapState& state);
+Json SourceDocument(const tagSource& source, const std::string& state);
 std::string FilesText(const tagSource& source);
 void WarnOfUnknownFiles(const std::vector<tagSource>& sources);
 
@@ -50,12 +51,12 @@ void ShowLists() {
     std::vector<std::vector<std::string>> rows = {
         {"KIND", "NAME", "CATEGORY", "NAMES", "REPEATED", "REJECTED", "IMPORTED", "STATE", "FROM"}};
     for (const tagSource& source : sources) {
-        const tagMapState state = StateOf(SourcePath(*source.pKind, source.nFile), *source.pKind);
+        const std::string state = SourceState(source);
         lists.push_back(SourceDocument(source, state));
         rows.push_back({source.pKind->szName, Printable(source.name), SourceCategoryText(source),
                         std::to_string(source.nAccepted), std::to_string(source.nDuplicates),
-                        std::to_string(source.nRejected), LocalTimeText(source.nImported),
-                        MapStateText(state.nOpened), FilesText(source)});
+                        std::to_string(source.nRejected), LocalTimeText(source.nImported), state,
+                        FilesText(source)});
     }
     std::string text = sources.empty() ? "no lists are imported" : AlignColumns(rows);
     for (const tagListKind& kind : LIST_KINDS) {
@@ -67,8 +68,7 @@ void ShowLists() {
         const bool bWanted =
             std::ranges::any_of(sources, [&](auto& source) { return source.pKind == &kind; });
         if (state.nOpened == URLMAP_OK) {
-            text +=
-                "\nin force, " + std::string(kind.szName) + ": " + std::to_string(state.nNames) + " names";
+            text += "\nin force, " + std::string(kind.szName) + ": " + Counted(state.nNames, "name");
         } else if (bWanted || state.nOpened != URLMAP_MISSING) {
             PrintWarning(Printable(InForcePath(kind)) + " is " + MapStateText(state.nOpened) + ": no " +
                          kind.szName + " list is in force; import one of its lists again");
@@ -85,9 +85,8 @@ void RemoveList(const std::vector<std::string>& arguments) {
     const tagSource source = FindSource(change.Sources(), arguments);
     const uint32_t nInForce = change.Remove(source).nNames;
     const std::string kind = source.pKind->szName;
-    PrintListChange(
-        {{"removed", {{"kind", kind}, {"name", source.name}}}, {"in_force", nInForce}},
-        kind + ": removed " + Quoted(source.name) + "\nin force: " + std::to_string(nInForce) + " names");
+    PrintListChange({{"removed", {{"kind", kind}, {"name", source.name}}}, {"in_force", nInForce}},
+                    kind + ": removed " + Quoted(source.name) + "\nin force: " + Counted(nInForce, "name"));
 }
 
 tagSource FindSource(const std::vector<tagSource>& sources, const std::vector<std::string>& arguments) {
@@ -112,6 +111,13 @@ tagSource FindSource(const std::vector<tagSource>& sources, const std::vector<st
     return *pFound;
 }
 
+// A sound source is of use only in a sound list in force.
+std::string SourceState(const tagSource& source) {
+    const int nOwn = StateOf(SourcePath(*source.pKind, source.nFile), *source.pKind).nOpened;
+    const bool bInForce = StateOf(InForcePath(*source.pKind), *source.pKind).nOpened == URLMAP_OK;
+    return nOwn == URLMAP_OK && !bInForce ? "not in force" : MapStateText(nOwn);
+}
+
 // By opening it, as those who use it do.
 tagMapState StateOf(const std::string& path, const tagListKind& kind) {
     tagURLMap map;
@@ -121,7 +127,7 @@ tagMapState StateOf(const std::string& path, const tagListKind& kind) {
     return state;
 }
 
-Json SourceDocument(const tagSource& source, const tagMapState& state) {
+Json SourceDocument(const tagSource& source, const std::string& state) {
     Json document{{"kind", source.pKind->szName}, {"name", source.name}};
     if (source.nCategory != SOURCE_NO_CATEGORY) document["category"] = SourceCategoryText(source);
     document["accepted"] = source.nAccepted;
@@ -129,7 +135,7 @@ Json SourceDocument(const tagSource& source, const tagMapState& state) {
     document["rejected"] = source.nRejected;
     document["imported"] = source.nImported;
     document["files"] = source.files;
-    document["state"] = MapStateText(state.nOpened);
+    document["state"] = state;
     return document;
 }
 

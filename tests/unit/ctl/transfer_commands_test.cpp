@@ -24,6 +24,8 @@ TEST_F(Transfer, WhatWasExportedComesBackByteForByte) {
     const std::string before = Run({"export"}).out;
     ASSERT_EQ(Run({"export", Path("saved.json")}).nStatus, 0);
     EXPECT_EQ(ReadFile("saved.json"), before);
+    EXPECT_THAT(Run({"export", Path("saved.json")}).err, HasSubstr("--force"));
+    ASSERT_EQ(Run({"export", "--force", Path("saved.json")}).nStatus, 0);
 
     ASSERT_EQ(Run({"block", "remove", "b.example"}).nStatus, 0);
     ASSERT_EQ(Run({"block", "add", "c.example", "later.example"}).nStatus, 0);
