@@ -1,7 +1,5 @@
 #include "ctl/status.h"
 
-#include <unistd.h>
-
 #include <algorithm>
 
 #include "common/product_paths.h"

@@ -2,6 +2,8 @@
 // people, a member to the document, and a remark for whatever is not as it should be.
 #pragma once
 
+#include <unistd.h>
+
 #include <array>
 #include <cstdint>
 #include <optional>
@@ -50,8 +52,10 @@ struct tagHost {
     uint32_t nServedQueueNum;
     bool bRunsLive;
 
-    // Whether somebody counts on that protection: it is on, or nobody knows.
-    bool Wants(int nSwitch) const { return !switches || (*switches)[static_cast<size_t>(nSwitch)]; }
+    // Whether somebody counts on that protection: it is on, or not even root can tell.
+    bool Wants(int nSwitch) const {
+        return switches ? (*switches)[static_cast<size_t>(nSwitch)] : geteuid() == 0;
+    }
 };
 
 tagHost LookAtHost();

@@ -201,7 +201,7 @@ void JudgeLeftRules(tagStatus& status, const tagHost& host, const std::string& t
     if (HasChain(table, LIVE_CHAIN)) left.push_back(std::string("the chain ") + LIVE_CHAIN);
     if (HasChain(ListTable("filter"), CLOSE_CHAIN)) left.push_back(std::string("the chain ") + CLOSE_CHAIN);
     if (!left.empty()) {
-        status.Fail("websec is not running, but has left " + Joined(left, ", ") +
+        status.Fail("websec is not running, but has left " + Joined(left, " and ") +
                         ": requests that match get lost or are refused",
                     "start websec, or take that away: sudo websecctl rules remove");
     }

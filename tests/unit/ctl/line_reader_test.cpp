@@ -38,7 +38,9 @@ TEST(LineReaderTest, TakesOrRefusesEachLine) {
         {ListFormat::Plain, "a.example b.example", "!has more than one word"},
         {ListFormat::Hosts, "# 0.0.0.0 a.example", ""},
         {ListFormat::Hosts, "0.0.0.0 a.example b.example # both", "a.example b.example"},
+        {ListFormat::Hosts, "127.0.0.1\ta.example", "a.example"},
         {ListFormat::Hosts, "::1 ip6-localhost", "ip6-localhost"},
+        {ListFormat::Hosts, ":: a.example", "a.example"},
         {ListFormat::Hosts, "fe80::1%lo0 localhost", "localhost"},
         {ListFormat::Hosts, "::ffff:192.0.2.1 nas.example", "!gives its names an address of their own"},
         {ListFormat::Hosts, "0.0.0.0", "!has an address and no name"},
@@ -46,6 +48,7 @@ TEST(LineReaderTest, TakesOrRefusesEachLine) {
         {ListFormat::Adblock, "[Adblock Plus 2.0]", ""},
         {ListFormat::Adblock, "! comment", ""},
         {ListFormat::Adblock, "||a.example^", "a.example+"},
+        {ListFormat::Adblock, "||a.example^|", "a.example+"},
         {ListFormat::Adblock, "||a.example^$all,important", "a.example+"},
         {ListFormat::Adblock, "@@||a.example^$document", "a.example+-"},
         {ListFormat::Adblock, "!#include more.txt", "!is a directive"},
@@ -65,6 +68,7 @@ TEST(LineReaderTest, TakesOrRefusesEachLine) {
         {ListFormat::Csv, R"(1,d,"http://a.example/""x"",y",on,,"",t)", R"(http://a.example/"x",y)"},
         {ListFormat::Csv, R"("1","d")", "!has no column for the URL"},
         {ListFormat::Csv, R"("1","d","http://a.example)", "!has a quote"},
+        {ListFormat::Csv, R"("1"x,"d")", "!has a quote"},
     };
     for (const auto& row : rows) {
         LineReader reader(row.format);

@@ -27,12 +27,15 @@ TEST_F(TimeArgument, IsReadAsLocalTimeOrAsSoLongAgo) {
         int64_t nExpected;
     } rows[] = {
         {"2026-11-22 14:00", NOW},
+        {"2026-11-22T14:00", NOW},
         {"2026-11-22 14:00:30", NOW + 30},
         {"2026-11-22", NOW - 14 * 3600},
         {"2026-07-01 14:00", 1'782'907'200},  // summer time
         {"2028-02-29", 1'835'391'600},        // leap day
         {"0s", NOW},
         {"30m", NOW - 30 * 60},
+        {"2h", NOW - 2 * 3600},
+        {"3d", NOW - 3 * 86400},
         {"1w", NOW - 7 * 86400},
     };
     for (const auto& row : rows)

@@ -4,6 +4,8 @@
 
 #include <sstream>
 
+#include "tests/unit/ctl/report/report_row.h"
+
 namespace {
 
 TEST(ReportCsv, QuotesWhatSeparatesAndDefusesFormulas) {
@@ -33,20 +35,11 @@ TEST(ReportCsv, WritesAFieldForEachColumn) {
     std::ostringstream out;
     CsvWriter writer(out);
     writer.Begin();
-    writer.Write({.nId = 7,
-                  .nTime = -1,
-                  .szTime = "",
-                  .szUser = "=cmd",
-                  .szURL = "a.example/,\x1b[2J",
-                  .szHost = "a.example",
-                  .nResult = 8,
-                  .nCategory = 2,
-                  .szName = "Malicious",
-                  .szReason = "",
-                  .szAction = "",
-                  .szThreat = "EICAR",
-                  .nType = 5,
-                  .nParts = 3});
+    tagReportRow row = RowWith("");
+    row.nTime = -1, row.nResult = 8, row.nCategory = 2;
+    row.szUser = "=cmd", row.szURL = "a.example/,\x1b[2J", row.szHost = "a.example";
+    row.szName = "Malicious", row.szThreat = "EICAR";
+    writer.Write(row);
     writer.End();
     const std::string text = out.str();
     EXPECT_EQ(text.substr(0, text.find("\r\n")),

@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 
 #include "ctl/report/html_text.h"
+#include "tests/unit/ctl/report/report_row.h"
 
 namespace {
 
@@ -43,20 +44,9 @@ TEST(ReportHtml, EscapesEveryTextAndLoadsNothing) {
     page.counts.categories = {{HOSTILE, 3}};
     page.counts.days = {{"2026-11-21", 12000}, {"2026-11-22", 345}};
     for (const uint32_t nResult : {6u, 8u}) {
-        const std::string text = Page(page, {{.nId = 1,
-                                              .nTime = 0,
-                                              .szTime = HOSTILE,
-                                              .szUser = HOSTILE,
-                                              .szURL = HOSTILE,
-                                              .szHost = HOSTILE,
-                                              .nResult = nResult,
-                                              .nCategory = 0,
-                                              .szName = HOSTILE,
-                                              .szReason = HOSTILE,
-                                              .szAction = HOSTILE,
-                                              .szThreat = HOSTILE,
-                                              .nType = 1,
-                                              .nParts = 3}});
+        tagReportRow row = RowWith(HOSTILE);
+        row.nResult = nResult;
+        const std::string text = Page(page, {row});
         // Machine twice, conditions, user and category of the charts, and the three cells.
         EXPECT_EQ(Occurrences(text, "&lt;script&gt;alert(1)"), 8u);
         for (const char* szUnwanted : {"<script", "\x1b", "\u202e", "src=", "href=", "url(", "//", "@import"})

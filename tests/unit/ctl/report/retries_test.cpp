@@ -6,24 +6,14 @@
 #include <string>
 
 #include "ctl/report/reason.h"
+#include "tests/unit/ctl/report/report_row.h"
 
 namespace {
 
 tagReportRow Row(int64_t nTime, const char* szUser, const char* szHost, uint32_t nResult) {
-    return {.nId = nTime,
-            .nTime = nTime,
-            .szTime = "",
-            .szUser = szUser,
-            .szURL = "",
-            .szHost = szHost,
-            .nResult = nResult,
-            .nCategory = 0,
-            .szName = "",
-            .szReason = "",
-            .szAction = "",
-            .szThreat = "",
-            .nType = 1,
-            .nParts = 3};
+    tagReportRow row = RowWith("");
+    row.nTime = nTime, row.szUser = szUser, row.szHost = szHost, row.nResult = nResult;
+    return row;
 }
 
 // "TIME HOST xCOUNT;" of what comes out; each row's texts are gone after its turn, as in the store.

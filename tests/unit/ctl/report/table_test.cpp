@@ -6,24 +6,15 @@
 #include <sstream>
 
 #include "ctl/visible_text.h"
+#include "tests/unit/ctl/report/report_row.h"
 
 namespace {
 
 tagReportRow Row(const char* szUser, const char* szURL, uint32_t nResult, const char* szName = "") {
-    return {.nId = 1,
-            .nTime = 1'795'352'400,
-            .szTime = "",
-            .szUser = szUser,
-            .szURL = szURL,
-            .szHost = "",
-            .nResult = nResult,
-            .nCategory = 0,
-            .szName = szName,
-            .szReason = "",
-            .szAction = "",
-            .szThreat = "",
-            .nType = 1,
-            .nParts = 3};
+    tagReportRow row = RowWith("");
+    row.nTime = 1'795'352'400;
+    row.szUser = szUser, row.szURL = szURL, row.nResult = nResult, row.szName = szName;
+    return row;
 }
 
 std::vector<std::string> Lines(const tagTerminal& terminal, const std::vector<tagReportRow>& measured,
