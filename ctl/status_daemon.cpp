@@ -22,6 +22,8 @@ constexpr char START[] = "start it: systemctl start websec, or sudo /usr/libexec
 constexpr char RESTART[] =
     "restart it: systemctl restart websec, or sudo pkill -TERM -x websec, and start it";
 
+constexpr char MISSING_RULES[] =
+    "websec puts missing rules back within a minute, a reload does not; to have them at once, ";
 constexpr char MAKE_CHAIN[] = "sudo /usr/libexec/websec/own-chain make; websec's service does so each minute";
 
 struct tagChannelFlag {
@@ -44,6 +46,7 @@ void JudgeQueue(tagStatus& status, tagHost& host, const std::vector<tagQueueOwne
 void JudgeLeftRules(tagStatus& status, const tagHost& host, const std::string& table, uint32_t nRules);
 void JudgeRules(tagStatus& status, const tagHost& host, const std::string& table, uint32_t nRules,
                 bool bLive);
+void JudgeCloseChain(tagStatus& status, const tagHost& host);
 bool IsKernelChain(const std::string& table, const std::string& chain);
 bool HasCapability(const tagDaemonProcess& daemon, int nCapability);
 std::string OwnerText(const tagQueueOwner& owner);
@@ -203,7 +206,7 @@ void JudgeLeftRules(tagStatus& status, const tagHost& host, const std::string& t
     if (!left.empty()) {
         status.Fail("websec is not running, but has left " + Joined(left, " and ") +
                         ": requests that match get lost or are refused",
-                    "start websec, or take that away: sudo websecctl rules remove");
+                    "take that away: sudo websecctl rules remove; or start websec");
     }
     if (HasChain(table, host.chain) && !IsKernelChain(table, host.chain)) {
         status.Warn("websec is not running, but its chain " + host.chain + " is in " + host.table,
@@ -214,14 +217,10 @@ void JudgeLeftRules(tagStatus& status, const tagHost& host, const std::string& t
 void JudgeRules(tagStatus& status, const tagHost& host, const std::string& table, uint32_t nRules,
                 bool bLive) {
     const std::string should = Counted(nRules, "rule") + " in " + host.table + " " + host.chain +
-                               " for queue " + std::to_string(host.nServedQueueNum) + ", " +
-                               std::to_string(RULE_GROUPS) + " should be";
-    const bool bCanRepair = HasCapability(*host.daemon, CAP_NET_ADMIN);
-    std::string repair = bCanRepair ? std::string(
-                                          "websec puts missing rules back within a minute, a reload does "
-                                          "not; to have them at once, ") +
-                                          RESTART
-                                    : "";
+                               " for queue " + std::to_string(host.nServedQueueNum) + ", there should be " +
+                               std::to_string(RULE_GROUPS);
+    std::string repair;
+    if (HasCapability(*host.daemon, CAP_NET_ADMIN)) repair = std::string(MISSING_RULES) + RESTART;
     if (!CheckServiceConfig(SERVICE_CONFIG_FILE).problems.empty()) {
         repair = "correct websec.cfg, which names a rule wrongly, and restart websec";
     }
@@ -234,11 +233,21 @@ void JudgeRules(tagStatus& status, const tagHost& host, const std::string& table
                         ": requests in several segments pass",
                     repair);
     }
+    JudgeCloseChain(status, host);
     if (!IsKernelChain(table, host.chain) && !HasJump(table, host.chain)) {
         status.Fail(
             "no rule leads to the chain " + host.chain + " of " + host.table + ": websec sees nothing",
             MAKE_CHAIN);
     }
+}
+
+// A start looks for what a killed run has left only where it finds the counters that LiveTraffic leaves.
+void JudgeCloseChain(tagStatus& status, const tagHost& host) {
+    if (host.bCloseBypasses || IsConfigNewerThan(*host.daemon)) return;
+    if (!HasChain(ListTable("filter"), CLOSE_CHAIN)) return;
+    status.Warn(std::string("a run with CloseBypasses 1 that was killed has left the chain ") + CLOSE_CHAIN +
+                    ": QUIC and IPv6 are still refused",
+                "stop websec; sudo websecctl rules remove; start websec");
 }
 
 bool IsKernelChain(const std::string& table, const std::string& chain) {

@@ -91,6 +91,10 @@ TEST_F(Doctor, NamesTheCauseAndTheRemedy) {
     kill(closing.pid, SIGKILL);
     (void)AwaitEnd(closing);
     EXPECT_THAT(Shell("websecctl doctor").output, HasSubstr("left the chain WEBSEC_CLOSE: "));
+    MustRun("rm " + config);
+    tagDaemon plain = StartDaemon();
+    EXPECT_THAT(Shell("websecctl doctor").output, HasSubstr("killed has left the chain WEBSEC_CLOSE"));
+    EXPECT_EQ(StopDaemon(plain), 0);
     MustRun("websecctl rules remove");
     EXPECT_THAT(Shell("websecctl doctor").output, Not(HasSubstr("has left")));
     const QueueTaker other;
