@@ -411,6 +411,7 @@ lost_queue_row() {
     meet allowed.example 1
     curl -s -m 2 -o /dev/null -H "Cookie: $(printf '%20000s' x | tr ' ' c)" http://local-allowed.example/
     seen=" | end $(seconds_until 12 is_gone)"
+    iptables-save | grep -q NFQUEUE && seen="$seen, rules left"
     kill_daemon
     result "$name"
 }

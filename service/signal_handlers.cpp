@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <csignal>
 #include <cstdlib>
 
 #include "category/category_engine.h"
@@ -25,6 +26,13 @@
 #include "service/startup.h"
 
 namespace {
+// The rules may still be there, and nobody reads the queue any more.
+void EndAsItStands(int) {
+    alarm(JOIN_SECONDS);
+    (void)ManageIptableRules(RULE_REMOVE);
+    _exit(0);
+}
+
 bool IsAnyProtectionOn() {
     return g_bBrowsingProtection == 1 || g_bPhishingProtection == 1 || g_bWebCategoryFilter == 1;
 }
@@ -92,7 +100,10 @@ void OnStopSignal(int) {
 }
 
 void LimitJoins() {
-    signal(SIGALRM, [](int) { _exit(0); });
+    struct sigaction action = {};
+    action.sa_handler = EndAsItStands;
+    action.sa_flags = static_cast<int>(SA_RESETHAND | SA_NODEFER);  // the next one ends the process
+    (void)sigaction(SIGALRM, &action, nullptr);
     alarm(JOIN_SECONDS);
 }
 

@@ -15,7 +15,7 @@ void OnRefreshSignal(int);
 [[noreturn]] void OnStopSignal(int);
 
 // Around the joining of threads: one that a module's call does not let go keeps the process no longer than
-// JOIN_SECONDS, which then ends with status 0 as it stands. Main thread.
+// JOIN_SECONDS, which then takes the rules away and ends with status 0 as it stands. Main thread.
 constexpr unsigned int JOIN_SECONDS = 5;
 void LimitJoins();
 void LiftLimit();
