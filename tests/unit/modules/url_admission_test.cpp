@@ -45,12 +45,8 @@ TEST(URLAdmission, TakesNamesAndNothingWider) {
         {"a.example/" + std::string(2000, 'a'), ADMIT_TOO_LONG, ""},
         {"a.example/?u=http://b.example", ADMIT_COLON, ""},
         {"http://a.example:8080/x", ADMIT_PORT_PATH, ""},
-        {"b\xC3\xBC"
-         "cher.example",
-         ADMIT_FOREIGN_NAME, ""},
-        {"a.example/b\xC3\xBC"
-         "cher",
-         ADMIT_FOREIGN_PATH, ""},
+        {"b\u00FCcher.example", ADMIT_FOREIGN_NAME, ""},
+        {"a.example/b\u00FCcher", ADMIT_FOREIGN_PATH, ""},
         {"a.example/b%C3%BCcher", ADMIT_OK, "a.example/b%C3%BCcher"},
     };
     tagSuffixList suffixes = {};

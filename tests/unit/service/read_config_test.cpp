@@ -18,13 +18,6 @@ std::string PortFile(std::initializer_list<uint16_t> ports) {
     return MakeDataFile(body);
 }
 
-std::string InetOptions(uint16_t bUsePort, uint16_t nPort) {
-    tagInetSettings settings{};
-    settings.bUsePort = bUsePort;
-    settings.nPort = nPort;
-    return BytesOf(settings);
-}
-
 class ReadConfig : public testing::Test {
   protected:
     void SetUp() override {
@@ -48,20 +41,12 @@ TEST_F(ReadConfig, PortLists) {
         std::optional<std::string> config, ports, inet;
         std::string http, https, ftp;
     } rows[] = {
-        {"no file: no lists", {}, PortFile({8080}), InetOptions(1, 3128), "", "", ""},
-        {"options' port not in use", on, {}, InetOptions(2, 3128), "80", "443", "21"},
-        {"both", on, PortFile({8080}), InetOptions(1, 65535), "80,8080,65535", "443,8080,65535",
-         "21,8080,65535"},
+        {"no file: no lists", {}, PortFile({8080}), Inet(3128), "", "", ""},
+        {"options' port not in use", on, {}, Inet(3128, 2), "80", "443", "21"},
+        {"both", on, PortFile({8080}), Inet(65535), "80,8080,65535", "443,8080,65535", "21,8080,65535"},
         {"empty list, extra port", on + "HTTPPorts=\n", PortFile({8080}), {}, " 8080", "443,8080", "21,8080"},
-        {"empty list, options' port",
-         on + "FTPPorts=\n",
-         {},
-         InetOptions(1, 3128),
-         "80,3128",
-         "443,3128",
-         ",3128"},
-        {"damaged port file", on, PortFile({8080}) + "x", InetOptions(1, 3128), "80,3128", "443,3128",
-         "21,3128"},
+        {"empty list, options' port", on + "FTPPorts=\n", {}, Inet(3128), "80,3128", "443,3128", ",3128"},
+        {"damaged port file", on, PortFile({8080}) + "x", Inet(3128), "80,3128", "443,3128", "21,3128"},
         {"just fits, does not fit",
          on + "HTTPPorts=" + longest + "\nHTTPSPorts=" + tooLong + "\n",
          PortFile({8080}),

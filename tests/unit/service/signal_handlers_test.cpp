@@ -74,13 +74,6 @@ recording_popen::tagAnswer Firewall(const std::string& command) {
     return {"", 0};
 }
 
-std::string InetOptions(uint16_t nPort) {
-    tagInetSettings settings{};
-    settings.bUsePort = 1;
-    settings.nPort = nPort;
-    return BytesOf(settings);
-}
-
 void PutConfig(int nQueue, int nUseDefinedPorts) {
     PutFile(SERVICE_CONFIG_FILE, "[IPTABLEConfigurations]\nqueueNum=" + std::to_string(nQueue) +
                                      "\nUseDefinedPorts=" + std::to_string(nUseDefinedPorts) + "\n");
@@ -132,7 +125,7 @@ class SignalHandlers : public PolicyTest {
     // Brings the service to where it runs: configuration read, rules in.
     static void Start(int nUseDefinedPorts) {
         PutConfig(7, nUseDefinedPorts);
-        PutFile(INET_OPTIONS_FILE, InetOptions(3128));
+        PutFile(INET_OPTIONS_FILE, Inet(3128));
         ASSERT_EQ(ReadServiceConfig(), 0);
         g_Rules.clear();
         recording_popen::AnswerWith(Firewall);
@@ -188,7 +181,7 @@ TEST_F(SignalHandlers, DoTheirStepsInOrder) {
         g_bBrowsingProtection = bRefresh ? static_cast<uint8_t>(row.nBrowsing) : 1;
         PutConfig(9, row.nUseDefinedPorts);
         PutFile(EXCLUSION_PATTERN_FILE, MakeDataFile(PatternBody({"a.example", "b.example"})));
-        if (row.bOptionsChanged) PutFile(INET_OPTIONS_FILE, InetOptions(8888));
+        if (row.bOptionsChanged) PutFile(INET_OPTIONS_FILE, Inet(8888));
 
         EXPECT_EQ(TraceOf(row.pfnHandler), row.szTrace);
         EXPECT_EQ(g_ExclusionPatterns.nCount, bRefresh ? 2u : 0u) << "the tables are the refresh's alone";
