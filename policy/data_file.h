@@ -43,6 +43,7 @@ struct tagPortRecord {
 static_assert(sizeof(tagPortRecord) == 6);
 
 struct tagPatternIndex;
+struct tagRangeIndex;
 
 // The tables own their block (malloc); count 0 goes with a null pointer.
 struct tagPatternTable {
@@ -53,6 +54,7 @@ struct tagPatternTable {
 struct tagAddrRangeTable {
     uint16_t nCount;
     tagAddrRange* pRanges;
+    tagRangeIndex* pIndex = nullptr;  // policy/range_index.h; null: the table is walked
 };
 struct tagPortTable {
     uint16_t nCount;

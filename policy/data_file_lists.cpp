@@ -3,6 +3,7 @@
 #include "common/product_paths.h"
 #include "policy/pattern_index.h"
 #include "policy/policy_state.h"
+#include "policy/range_index.h"
 #include "policy/url_scanner.h"
 
 namespace {
@@ -28,6 +29,7 @@ void LoadTables(const tagTableFiles& files) {
     (void)ReadAddrRangeFile(files.szExcludedRanges, &g_ExcludedRanges);
     (void)ReadPatternFile(files.szTrustedPatterns, &g_TrustedURLPatterns);
     IndexPatterns(g_ExclusionPatterns, true);
+    IndexRanges(g_ExcludedRanges);
     IndexPatterns(g_TrustedURLPatterns, false);
 }
 
@@ -36,6 +38,7 @@ namespace {
 void FreeTables() {
     DropPatternIndex(g_ExclusionPatterns);
     FreePatternTable(g_ExclusionPatterns);
+    DropRangeIndex(g_ExcludedRanges);
     FreeAddrRangeTable(g_ExcludedRanges);
     DropPatternIndex(g_TrustedURLPatterns);
     FreePatternTable(g_TrustedURLPatterns);

@@ -1,6 +1,9 @@
-// The index of a list against the walk over it: random lists and requests over a small alphabet, so that
-// hits, near misses and doubles are frequent. Both must find the same entry and leave the same record behind.
+// The index of a list or table against the walk over it: random lists and requests over a small alphabet, so
+// that hits, near misses and doubles are frequent. Both must find the same entry and leave the same record
+// behind.
 #include "policy/list_index.h"
+
+#include <arpa/inet.h>
 
 #include <cstdlib>
 #include <cstring>
@@ -13,6 +16,7 @@
 #include "policy/list_match.h"
 #include "policy/pattern_index.h"
 #include "policy/pattern_match.h"
+#include "policy/range_index.h"
 #include "tests/support/policy_fixture.h"
 
 namespace {
@@ -35,11 +39,13 @@ class ListIndexTest : public PolicyTest {
         g_bFirstFTPAddrMatch = 0;
     }
     void TearDown() override {
-        FreePatterns();
+        FreeTables();
         PolicyTest::TearDown();
     }
 
-    static void FreePatterns() {
+    static void FreeTables() {
+        DropRangeIndex(g_ExcludedRanges);
+        FreeAddrRangeTable(g_ExcludedRanges);
         for (tagPatternTable* pTable : {&g_ExclusionPatterns, &g_TrustedURLPatterns}) {
             DropPatternIndex(*pTable);
             FreePatternTable(*pTable);
@@ -70,7 +76,14 @@ class ListIndexTest : public PolicyTest {
             for (uint32_t n = 0; n < pTable->nCount; ++n)
                 CopyText(pTable->pPatterns[n], (Below(2) == 0 ? "*" : "") + RandomText(4));
         }
+        g_ExcludedRanges = {static_cast<uint16_t>(Below(10)),
+                            static_cast<tagAddrRange*>(std::calloc(10, sizeof(tagAddrRange)))};
+        for (uint32_t n = 0; n < g_ExcludedRanges.nCount; ++n)
+            g_ExcludedRanges.pRanges[n] = {RandomAddress(), ~htonl(static_cast<uint32_t>(Below(8)))};
     }
+
+    // Some at either end of all addresses.
+    uint32_t RandomAddress() { return static_cast<uint32_t>(Below(64)) - 32; }
 
     tagWebRequest RandomRequest() {
         tagWebRequest request = {};
@@ -89,9 +102,10 @@ class ListIndexTest : public PolicyTest {
         return -1;
     }
 
-    static void Ask(const tagWebRequest& request, tagAnswer& answer) {
+    static void Ask(const tagWebRequest& request, uint32_t nAddress, tagAnswer& answer) {
         const char* szURL = request.szCheckURL;
-        answer.places = {FirstPattern(g_ExclusionPatterns, szURL, true),
+        answer.places = {IsInRanges(g_ExcludedRanges, nAddress) ? 0 : -1,
+                         FirstPattern(g_ExclusionPatterns, szURL, true),
                          FirstPattern(g_TrustedURLPatterns, szURL, false)};
         for (const auto& list : LISTS) {
             const tagListEntry* pList = *list.ppHead;
@@ -120,22 +134,26 @@ class ListIndexTest : public PolicyTest {
 
 TEST_F(ListIndexTest, FindsWhatTheWalkFinds) {
     const auto requests = std::make_unique<tagWebRequest[]>(REQUESTS_A_ROUND);
+    uint32_t addresses[REQUESTS_A_ROUND];
     const auto walked = std::make_unique<tagAnswer[]>(REQUESTS_A_ROUND);
     const auto indexed = std::make_unique<tagAnswer>();
-    std::vector<int> hits(9);
+    std::vector<int> hits(10);
     for (int nRound = 0; nRound < ROUNDS; ++nRound) {
         FillAtRandom();
         for (int n = 0; n < REQUESTS_A_ROUND; ++n) {
             requests[n] = RandomRequest();
-            Ask(requests[n], walked[n]);
+            addresses[n] = RandomAddress();
+            Ask(requests[n], addresses[n], walked[n]);
         }
         for (const auto& list : LISTS)
             IndexList(*list.ppHead, list.nRules);
         IndexPatterns(g_ExclusionPatterns, true);
         IndexPatterns(g_TrustedURLPatterns, false);
+        IndexRanges(g_ExcludedRanges);
         for (int n = 0; n < REQUESTS_A_ROUND; ++n) {
-            Ask(requests[n], *indexed);
-            SCOPED_TRACE(requests[n].szHost + std::string(" ") + requests[n].szCheckURL);
+            Ask(requests[n], addresses[n], *indexed);
+            SCOPED_TRACE(requests[n].szHost + std::string(" ") + requests[n].szCheckURL + " " +
+                         std::to_string(addresses[n]));
             ASSERT_EQ(walked[n].places, indexed->places);
             ASSERT_EQ(std::memcmp(walked[n].nResults, indexed->nResults, sizeof indexed->nResults), 0);
             ASSERT_EQ(std::memcmp(walked[n].after, indexed->after, sizeof indexed->after), 0);
