@@ -1,14 +1,19 @@
 #include "policy/text_hash.h"
 
+#include <sys/random.h>
+
 #include <cstdlib>
 
 #include "common/ascii.h"
 
 namespace {
 
+std::array<uint64_t, HASHED_TEXT_MAX + 1> DrawPowers();
 uint64_t AddByte(uint64_t nSum, char c, bool bFold);
 
 }  // namespace
+
+const std::array<uint64_t, HASHED_TEXT_MAX + 1> HASH_POWERS = DrawPowers();
 
 uint64_t HashText(std::string_view text, bool bFold) {
     uint64_t nSum = 0;
@@ -56,9 +61,20 @@ void AddText(tagTextTable& table, uint64_t nHash, size_t nBytes, uint32_t nEntry
 
 namespace {
 
+// Early in the boot there may be nothing to draw from: any base gives the same answers.
+std::array<uint64_t, HASHED_TEXT_MAX + 1> DrawPowers() {
+    uint64_t nDrawn = 0x9E3779B97F4A7C55;
+    (void)getrandom(&nDrawn, sizeof nDrawn, GRND_NONBLOCK);
+    const uint64_t nBase = nDrawn << 3 | 5;  // whose powers differ for as long as those of any
+    std::array<uint64_t, HASHED_TEXT_MAX + 1> powers = {1};
+    for (size_t n = 1; n < powers.size(); ++n)
+        powers[n] = powers[n - 1] * nBase;
+    return powers;
+}
+
 // No byte counts as zero, or texts that differ in leading ones would share a hash.
 uint64_t AddByte(uint64_t nSum, char c, bool bFold) {
-    return nSum * HASH_BASE + static_cast<uint8_t>(bFold ? AsciiLower(c) : c) + 1;
+    return nSum * HASH_POWERS[1] + static_cast<uint8_t>(bFold ? AsciiLower(c) : c) + 1;
 }
 
 }  // namespace

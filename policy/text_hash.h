@@ -29,13 +29,13 @@ uint64_t HashText(std::string_view text, bool bFold);
 // The text holds at most HASHED_TEXT_MAX bytes.
 void SumText(tagTextSums& sums, std::string_view text, bool bFold);
 
-constexpr uint64_t HASH_BASE = 0x9E3779B97F4A7C55;
-constexpr auto HASH_POWERS = [] {
-    std::array<uint64_t, HASHED_TEXT_MAX + 1> powers = {1};
-    for (size_t n = 1; n < powers.size(); ++n)
-        powers[n] = powers[n - 1] * HASH_BASE;
-    return powers;
-}();
+// The powers of the base. It is drawn anew by each process, so that nobody can compose texts of one hash.
+extern const std::array<uint64_t, HASHED_TEXT_MAX + 1> HASH_POWERS;
+
+// Spreads a hash: its upper bits tell more than its lower ones.
+constexpr uint64_t MixHash(uint64_t nHash) {
+    return (nHash ^ nHash >> 32) * 0x9E3779B97F4A7C55;
+}
 
 // HashText of the bytes from nStart up to nEnd.
 inline uint64_t HashPiece(const tagTextSums& sums, size_t nStart, size_t nEnd) {
@@ -60,7 +60,7 @@ struct tagTextPlace {
     uint8_t nTag;
 };
 inline tagTextPlace PlaceOfText(const tagTextTable& table, uint64_t nHash) {
-    const uint64_t nMixed = (nHash ^ nHash >> 32) * HASH_BASE;
+    const uint64_t nMixed = MixHash(nHash);
     return {static_cast<uint32_t>(nMixed >> 32) & (table.nSlots - 1), static_cast<uint8_t>(nMixed >> 24 | 1)};
 }
 
@@ -103,7 +103,7 @@ struct tagTextEdges {
 constexpr size_t EDGE_BYTES_MAX = 4;
 
 inline uint32_t EdgeBit(const tagTextEdges& edges, uint64_t nHash) {
-    return static_cast<uint32_t>((nHash ^ nHash >> 32) * HASH_BASE >> 40) % (64 * std::size(edges.bits));
+    return static_cast<uint32_t>(MixHash(nHash) >> 40) % (64 * std::size(edges.bits));
 }
 inline void AddEdge(tagTextEdges& edges, uint64_t nHash) {
     const uint32_t nBit = EdgeBit(edges, nHash);
