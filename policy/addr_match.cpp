@@ -14,7 +14,6 @@
 namespace {
 
 void LoadSettingsForFirstFTPMatch();
-void LoadSettingsBesideTheOthers();
 bool AddrMatches(std::string_view entry, const tagWebRequest& request);
 
 }  // namespace
@@ -43,25 +42,23 @@ const tagListEntry* FirstAddrEntry(const tagWebRequest& request, const tagListEn
 
 namespace {
 
-// Must not be cancelled half-way: it holds other workers' locks and lists in the making.
+// Must not be cancelled half-way: it holds other workers' locks and lists in the making. With live traffic
+// one worker makes the new policy, and the others go on meanwhile with the lists that they have; without,
+// they are kept out until it is there.
 void LoadSettingsForFirstFTPMatch() {
     const CancellationOff cancellationOff;
-    if (g_bLiveTraffic == 1) return LoadSettingsBesideTheOthers();
+    const bool bBeside = g_bLiveTraffic == 1;
+    tagPolicy policy = {};
+    if (bBeside) {
+        if (std::atomic_ref(g_bFirstFTPAddrMatch).exchange(0) != 1) return;
+        (void)MakePolicy(policy);
+    }
     if (g_pfnPauseWorkersFromWorker) g_pfnPauseWorkersFromWorker();
     // The own lock was given up on the way: another worker may have come first.
-    if (g_bFirstFTPAddrMatch == 1) {
-        (void)LoadPolicySettings();
+    if (!bBeside && g_bFirstFTPAddrMatch == 1) {
+        (void)MakePolicy(policy);
         g_bFirstFTPAddrMatch = 0;
     }
-    if (g_pfnResumeWorkersFromWorker) g_pfnResumeWorkersFromWorker();
-}
-
-// One worker makes the new policy, and the others go on meanwhile with the lists that they have.
-void LoadSettingsBesideTheOthers() {
-    if (std::atomic_ref(g_bFirstFTPAddrMatch).exchange(0) != 1) return;
-    tagPolicy policy = {};
-    (void)MakePolicy(policy);
-    if (g_pfnPauseWorkersFromWorker) g_pfnPauseWorkersFromWorker();
     PutPolicyInForce(policy);
     if (g_pfnResumeWorkersFromWorker) g_pfnResumeWorkersFromWorker();
     FreePolicy(policy);
