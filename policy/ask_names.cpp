@@ -21,7 +21,12 @@ struct tagAsking {
     std::atomic<size_t> nEnd;
 };
 
+std::atomic<bool> s_bStopAsking = false;
+
 void* AskInTurn(void* pArgument);
+bool AskNext(tagAsking& asking);
+void EndBefore(tagAsking& asking, size_t n);
+bool IsStopping();
 void Ask(tagNameQuestion& question);
 size_t StartThreads(tagAsking& asking, std::span<pthread_t> threads);
 
@@ -29,14 +34,21 @@ size_t StartThreads(tagAsking& asking, std::span<pthread_t> threads);
 
 size_t AskNames(std::span<tagNameQuestion> questions, bool bUntilUnknown) {
     tagAsking asking = {questions, bUntilUnknown, 0, questions.size()};
+    // Where the first name may be the end of it, the others are not asked for in vain.
+    if (bUntilUnknown) AskNext(asking);
     // The calling thread is one of them; where no other can be had, it asks alone.
     std::array<pthread_t, ASKING_THREADS - 1> threads;
-    const size_t nWanted = std::min(threads.size(), questions.empty() ? 0 : questions.size() - 1);
+    const size_t nLeft = asking.nEnd - std::min<size_t>(asking.nNext, asking.nEnd);
+    const size_t nWanted = std::min(threads.size(), nLeft == 0 ? 0 : nLeft - 1);
     const size_t nThreads = StartThreads(asking, std::span(threads).first(nWanted));
     (void)AskInTurn(&asking);
     for (const pthread_t thread : std::span(threads).first(nThreads))
         pthread_join(thread, nullptr);
     return asking.nEnd;
+}
+
+void StopAsking() {
+    s_bStopAsking = true;
 }
 
 void FreeAnswers(std::span<tagNameQuestion> questions) {
@@ -50,14 +62,34 @@ namespace {
 
 void* AskInTurn(void* pArgument) {
     auto& asking = *static_cast<tagAsking*>(pArgument);
-    for (size_t n = asking.nNext++; n < asking.nEnd; n = asking.nNext++) {
-        Ask(asking.questions[n]);
-        if (!asking.bUntilUnknown || asking.questions[n].nError != EAI_NONAME) continue;
-        size_t nEnd = asking.nEnd;
-        while (n < nEnd && !asking.nEnd.compare_exchange_weak(nEnd, n)) {
-        }
+    while (AskNext(asking)) {
     }
     return nullptr;
+}
+
+// False when there is none left.
+bool AskNext(tagAsking& asking) {
+    const size_t n = asking.nNext++;
+    if (n >= asking.nEnd) return false;
+    if (IsStopping()) {
+        EndBefore(asking, n);
+        return false;
+    }
+    Ask(asking.questions[n]);
+    if (asking.bUntilUnknown && asking.questions[n].nError == EAI_NONAME) EndBefore(asking, n);
+    return true;
+}
+
+void EndBefore(tagAsking& asking, size_t n) {
+    size_t nEnd = asking.nEnd;
+    while (n < nEnd && !asking.nEnd.compare_exchange_weak(nEnd, n)) {
+    }
+}
+
+// A start or a reload keeps the control signals blocked meanwhile, on every thread that is here.
+bool IsStopping() {
+    sigset_t pending;
+    return s_bStopAsking || (sigpending(&pending) == 0 && sigismember(&pending, SIGTERM) == 1);
 }
 
 void Ask(tagNameQuestion& question) {

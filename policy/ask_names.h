@@ -22,7 +22,11 @@ struct tagNameQuestion {
 
 // Fills in the answers of the first questions and returns how many: all of them, or with bUntilUnknown those
 // before the first name that the resolver does not know (EAI_NONAME). Later ones may have been asked as well.
+// Once StopAsking was called, or a SIGTERM waits for a caller that blocks it, no further name is asked for.
 // FreeAnswers releases the answers.
 size_t AskNames(std::span<tagNameQuestion> questions, bool bUntilUnknown);
+
+// From any thread or signal handler, for good: the process is about to end.
+void StopAsking();
 
 void FreeAnswers(std::span<tagNameQuestion> questions);

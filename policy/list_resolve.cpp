@@ -45,7 +45,6 @@ int DeriveFrom(const tagListEntry* pList, bool bURLs, tagListEntry** ppAddrs) {
         FreeAnswers(questions);
         std::free(pQuestions);
     }
-    if (nResult != 0) FreeList(ppAddrs);
     return nResult;
 }
 
@@ -68,7 +67,9 @@ int AppendAnswers(std::span<const tagNameQuestion> questions, bool bURLs, tagLis
         // The name is the head of its entry's text.
         const char* szPath = bURLs ? question.name.data() + question.name.size() : "";
         for (const addrinfo* pAddress = question.pAnswer; pAddress; pAddress = pAddress->ai_next) {
-            if (AppendAddress(*pAddress, szPath, ppAddrs) != 0) return 1;
+            if (AppendAddress(*pAddress, szPath, ppAddrs) == 0) continue;
+            FreeList(ppAddrs);  // with a hole it would judge requests by half of what was configured
+            return 1;
         }
     }
     return 0;

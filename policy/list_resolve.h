@@ -9,10 +9,11 @@
 
 // Appends the numeric addresses of every host of pHosts (taken without a leading ".") to *ppAddrs. At the
 // first name that the resolver does not know (EAI_NONAME) the list ends, any other failure skips its name.
-// Returns 0, 2 when pHosts is empty, or 1 when memory runs out (*ppAddrs is then empty).
+// Returns 0, 2 when pHosts is empty, or 1 when memory runs out: for asking (*ppAddrs is kept as it was) or
+// for an answer (*ppAddrs is emptied).
 int ResolveHostList(const tagListEntry* pHosts, tagListEntry** ppAddrs);
 
 // The same for the hosts of URLs: entries without "/" are passed over, any failure skips its entry, and the
 // text appended is the address followed by the entry's path, cut to what a node holds. Returns 0, 2 when
-// pURLs is empty, or 1 when memory runs out (*ppAddrs is then empty).
+// pURLs is empty, or 1 as above.
 int ResolveURLList(const tagListEntry* pURLs, tagListEntry** ppAddrs);

@@ -15,6 +15,7 @@
 #include "intercept/rule_watchdog.h"
 #include "intercept/worker_pause.h"
 #include "intercept/worker_thread.h"
+#include "policy/ask_names.h"
 #include "policy/data_file_lists.h"
 #include "policy/list_entry.h"
 #include "policy/policy_state.h"
@@ -85,6 +86,7 @@ void OnStopSignal(int) {
     // A reload must not start in what is being torn down.
     sigset_t saved;
     BlockControlSignals(&saved);
+    StopAsking();
     (void)StopRuleWatchdog();
     (void)ManageIptableRules(RULE_REMOVE);
     LimitJoins();

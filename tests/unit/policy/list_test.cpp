@@ -1,4 +1,5 @@
 #include <netdb.h>
+#include <signal.h>
 
 #include <cstdlib>
 #include <string>
@@ -216,7 +217,6 @@ class ListResolveTest : public PolicyTest {
 };
 
 TEST_F(ListResolveTest, HostsYieldAllTheirAddressesInOrder) {
-    scripted_resolver::AnswerTogether(3);
     FillList(g_pBlockAddrList, {"10.0.0.1"});
     FillList(g_pBlockHostList, {".a.example", "busy.example", "b.example"});
     EXPECT_EQ(ResolveHostList(g_pBlockHostList, &g_pBlockAddrList), 0);
@@ -234,13 +234,33 @@ TEST_F(ListResolveTest, TheFirstUnknownHostEndsTheList) {
     }
 }
 
-TEST_F(ListResolveTest, URLsKeepTheirPath) {
+TEST_F(ListResolveTest, URLsAreAskedForTogetherAndKeepTheirPath) {
+    scripted_resolver::AnswerTogether(4);
     FillList(g_pAllowURLList,
              {"10.0.0.1", "unknown.example/p", "busy.example/p", ".a.example/p/q", "b.example/"});
     EXPECT_EQ(ResolveURLList(g_pAllowURLList, &g_pAllowAddrList), 0);
     EXPECT_EQ(scripted_resolver::Asked(),
               (Texts{"a.example", "b.example", "busy.example", "unknown.example"}));
     EXPECT_EQ(TextsOf(g_pAllowAddrList), (Texts{"192.0.2.10/p/q", "2001:db8::1/p/q", "192.0.2.20/"}));
+}
+
+// However many names there are, the process ends at once.
+TEST_F(ListResolveTest, NoNameIsAskedForWhileAStopWaits) {
+    sigset_t stop, saved;
+    sigemptyset(&stop);
+    sigaddset(&stop, SIGTERM);
+    pthread_sigmask(SIG_BLOCK, &stop, &saved);
+    raise(SIGTERM);
+    FillList(g_pBlockAddrList, {"10.0.0.1"});
+    FillList(g_pBlockHostList, {"a.example"});
+    FillList(g_pBlockURLList, {"b.example/p"});
+    EXPECT_EQ(ResolveHostList(g_pBlockHostList, &g_pBlockAddrList), 0);
+    EXPECT_EQ(ResolveURLList(g_pBlockURLList, &g_pBlockAddrList), 0);
+    int nSignal = 0;
+    sigwait(&stop, &nSignal);
+    pthread_sigmask(SIG_SETMASK, &saved, nullptr);
+    EXPECT_EQ(scripted_resolver::Asked(), Texts{});
+    EXPECT_EQ(TextsOf(g_pBlockAddrList), Texts{"10.0.0.1"});
 }
 
 TEST_F(ListResolveTest, AnAddressWithALongPathIsCut) {
