@@ -82,12 +82,20 @@ bool ReserveElements(tagSequence<T>& seq, size_t nRoom) {
     return true;
 }
 
-// Appends one zeroed element. Returns it, or null (the sequence unchanged) when memory runs out.
+// Appends one element of which nothing is set: an entry is short, and its field is not. Returns it, or null
+// (the sequence unchanged) when memory runs out.
 template <class T>
-T* AppendElement(tagSequence<T>& seq) {
+T* AppendBareElement(tagSequence<T>& seq) {
     const size_t nCount = Elements(seq).size();
     if (seq.pEnd == seq.pStorageEnd && !ReserveElements(seq, nCount == 0 ? 16 : nCount * 2)) return nullptr;
-    return new (seq.pEnd++) T{};
+    return new (seq.pEnd++) T;
+}
+
+// The same, zeroed.
+template <class T>
+T* AppendElement(tagSequence<T>& seq) {
+    T* pElement = AppendBareElement(seq);
+    return pElement ? new (pElement) T{} : nullptr;
 }
 
 // Frees all four sequences and leaves them empty. Safe on an empty record.

@@ -211,8 +211,9 @@ int MakeRoom(tagStore* pStore, int nList, tagSequence<T>* pSequence) {
 
 template <class T>
 bool AppendEntry(tagSequence<T>* pSequence, const char* szText, uint32_t bSubdomains) {
-    T* pSetting = AppendElement(*pSequence);
+    T* pSetting = AppendBareElement(*pSequence);
     if (!pSetting) return false;
+    pSetting->reserved = 0;
     WidenText(pSetting->wszText, szText);
     if constexpr (requires { pSetting->bSubdomains; }) pSetting->bSubdomains = bSubdomains;
     return true;
