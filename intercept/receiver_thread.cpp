@@ -8,11 +8,13 @@
 #include <atomic>
 #include <cerrno>
 
+#include "common/monotonic_ms.h"
 #include "common/traffic_counters.h"
 #include "intercept/judging_cost.h"
 #include "intercept/packet_store.h"
 #include "intercept/queue_attributes.h"
 #include "intercept/receiver_watch.h"
+#include "intercept/store_progress.h"
 #include "intercept/thread_life.h"
 #include "intercept/verdict_batch.h"
 #include "intercept/worker_thread.h"
@@ -39,6 +41,9 @@ bool IsOverrun(ssize_t nReceived);
 uint8_t TakeAnswer(int nError);
 bool JudgeHere(const tagPacketSlot& slot);
 bool HandOff(const tagQueueReceiver& receiver, const tagPacketSlot& slot);
+bool MayStore();
+bool AnswerStored(const tagQueueReceiver& receiver);
+bool TakeStored(tagPacketSlot& slot);
 bool Store(const tagPacketSlot& slot);
 bool StoreWhenWorkersGetOn(const tagPacketSlot& slot);
 bool AnswerUnjudged(const tagQueueReceiver& receiver, const tagPacketSlot& slot);
@@ -189,11 +194,35 @@ bool JudgeHere(const tagPacketSlot& slot) {
 
 // False when libmnl rejects the message: the channel is then broken.
 bool HandOff(const tagQueueReceiver& receiver, const tagPacketSlot& slot) {
+    if (g_bLiveTraffic == 1 && !MayStore()) return AnswerStored(receiver) && AnswerUnjudged(receiver, slot);
     if (!Store(slot) && !(g_bLiveTraffic == 1 && StoreWhenWorkersGetOn(slot))) {
         return AnswerUnjudged(receiver, slot);
     }
     sem_post(&g_PacketStoreSem);
     return true;
+}
+
+// Whether there are workers to take it.
+bool MayStore() {
+    pthread_mutex_lock(&g_PacketStoreLock);
+    const bool bStopped = HaveWorkersStopped(g_PacketStore, MonotonicMs());
+    pthread_mutex_unlock(&g_PacketStoreLock);
+    return !bStopped;
+}
+
+bool AnswerStored(const tagQueueReceiver& receiver) {
+    tagPacketSlot slot;
+    while (TakeStored(slot))
+        if (!AnswerUnjudged(receiver, slot)) return false;
+    return true;
+}
+
+bool TakeStored(tagPacketSlot& slot) {
+    pthread_mutex_lock(&g_PacketStoreLock);
+    const int nPopped = PacketStorePop(g_PacketStore, slot);
+    CountStoreDepth(g_PacketStore);
+    pthread_mutex_unlock(&g_PacketStoreLock);
+    return nPopped == 0;
 }
 
 bool Store(const tagPacketSlot& slot) {

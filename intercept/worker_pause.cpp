@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <cstdint>
 
 #include "common/monotonic_ms.h"
 #include "intercept/thread_life.h"
@@ -20,7 +21,7 @@ pthread_mutex_t s_PauseLock = PTHREAD_MUTEX_INITIALIZER;
 using JudgeLocks = std::array<pthread_mutex_t*, NUM_WORKER_THREADS + 1>;
 
 JudgeLocks AllLocks();
-void TakeAllLocks();
+bool TakeAllLocks(int64_t nWaitMs);
 bool TakeAllSoon(const JudgeLocks& locks);
 bool TakeSoon(pthread_mutex_t* pLock, int64_t nUntil);
 }  // namespace
@@ -38,7 +39,7 @@ int StartAllWorkers() {
     return nFailed;
 }
 
-void PauseWorkers() {
+bool PauseWorkers() {
     pthread_mutex_lock(&s_PauseLock);
     uint32_t nIndex = 0;
     for (tagWorkerThread& worker : g_WorkerThreads) {
@@ -48,7 +49,9 @@ void PauseWorkers() {
         }
         ++nIndex;
     }
-    TakeAllLocks();
+    if (TakeAllLocks(PAUSE_WAIT_SECONDS * 1000)) return true;
+    pthread_mutex_unlock(&s_PauseLock);
+    return false;
 }
 
 void ResumeWorkers() {
@@ -61,7 +64,7 @@ void ResumeWorkers() {
 void PauseOtherWorkers() {
     pthread_mutex_unlock(&CurrentWorker()->lock);
     pthread_mutex_lock(&s_PauseLock);
-    TakeAllLocks();
+    (void)TakeAllLocks(INT64_MAX);
 }
 
 void ResumeOtherWorkers() {
@@ -83,16 +86,20 @@ JudgeLocks AllLocks() {
 }
 
 // With LiveTraffic 1 the locks of the others are given back while one packet takes long: it must not keep the
-// rest from being judged for as long as somebody waits to pause them.
-void TakeAllLocks() {
+// rest from being judged for as long as somebody waits to pause them. Then it may also be in vain.
+bool TakeAllLocks(int64_t nWaitMs) {
     const JudgeLocks locks = AllLocks();
     if (g_bLiveTraffic != 1) {
         for (pthread_mutex_t* pLock : locks)
             pthread_mutex_lock(pLock);
-        return;
+        return true;
     }
-    while (!TakeAllSoon(locks))
+    const int64_t nBegin = MonotonicMs();
+    while (!TakeAllSoon(locks)) {
+        if (MonotonicMs() - nBegin > nWaitMs) return false;
         usleep(LOCK_REST_MS * 1000);
+    }
+    return true;
 }
 
 // All, or none.

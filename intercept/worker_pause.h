@@ -9,9 +9,14 @@
 // service runs with the rest. Main thread, at start-up.
 int StartAllWorkers();
 
-// Re-creates each worker that has ended, and takes its lock: on return no worker is in the decision flow. A
-// worker that cannot be re-created stays ended. Main thread, with the control signals blocked.
-void PauseWorkers();
+// How long a packet may keep a reload with LiveTraffic 1 waiting.
+constexpr int PAUSE_WAIT_SECONDS = 12;
+
+// Re-creates each worker that has ended, and takes its lock: on return of true no worker is in the decision
+// flow. A worker that cannot be re-created stays ended. False, with nothing paused, when with LiveTraffic 1 a
+// packet is judged for longer than that: the main thread must be able to stop. Main thread, with the control
+// signals blocked.
+[[nodiscard]] bool PauseWorkers();
 
 // Lets the workers go on. Main thread, after PauseWorkers.
 void ResumeWorkers();

@@ -13,6 +13,7 @@
 #include "intercept/queue_attributes.h"
 #include "intercept/receiver_thread.h"
 #include "intercept/receiver_watch.h"
+#include "intercept/store_progress.h"
 #include "intercept/thread_life.h"
 #include "intercept/verdict_batch.h"
 
@@ -111,6 +112,7 @@ void JudgePackets(tagWorkerThread& worker) {
     for (;;) {
         AwaitStoredMessage(slot);
         pthread_mutex_lock(&g_PacketStoreLock);
+        NoteWorkerTakes();
         const int nPopped = PacketStorePop(g_PacketStore, slot);
         CountStoreDepth(g_PacketStore);
         pthread_mutex_unlock(&g_PacketStoreLock);

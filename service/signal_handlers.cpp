@@ -38,6 +38,14 @@ bool IsAnyProtectionOn() {
     return g_bBrowsingProtection == 1 || g_bPhishingProtection == 1 || g_bWebCategoryFilter == 1;
 }
 
+// With the switches of the policy that has come in force.
+void RestartProtection() {
+    if (!IsAnyProtectionOn()) return StopCategoryEngine();
+    (void)PerformCacheRefresh();
+    (void)ReloadInetOptionsAndRules();
+    (void)StartCategoryEngine();
+}
+
 bool UsesDefinedPorts() {
     unsigned int nError = 0;
     const int nValue =
@@ -53,18 +61,13 @@ void OnReloadSignal(int) {
     const bool bBeside = g_bLiveTraffic == 1 && g_bReportModuleLoaded == 1;
     tagPolicy policy = {};
     if (bBeside) (void)MakePolicy(policy);
-    PauseWorkers();
-    if (g_bLiveTraffic == 1) LoadReportModule();  // one that failed at the start gets another chance
-    if (!bBeside) (void)MakePolicy(policy);
-    PutPolicyInForce(policy);
-    if (IsAnyProtectionOn()) {
-        (void)PerformCacheRefresh();
-        (void)ReloadInetOptionsAndRules();
-        (void)StartCategoryEngine();
-    } else {
-        StopCategoryEngine();
+    if (PauseWorkers()) {
+        if (g_bLiveTraffic == 1) LoadReportModule();  // one that failed at the start gets another chance
+        if (!bBeside) (void)MakePolicy(policy);
+        PutPolicyInForce(policy);
+        RestartProtection();
+        ResumeWorkers();
     }
-    ResumeWorkers();
     FreePolicy(policy);
     pthread_sigmask(SIG_SETMASK, &saved, nullptr);
 }
@@ -72,13 +75,14 @@ void OnReloadSignal(int) {
 void OnRefreshSignal(int) {
     sigset_t saved;
     BlockControlSignals(&saved);
-    PauseWorkers();
-    (void)PerformCacheRefresh();
-    FreeDataFileLists();
-    LoadDataFileLists();
-    StopCategoryEngine();
-    if (IsAnyProtectionOn()) (void)StartCategoryEngine();
-    ResumeWorkers();
+    if (PauseWorkers()) {
+        (void)PerformCacheRefresh();
+        FreeDataFileLists();
+        LoadDataFileLists();
+        StopCategoryEngine();
+        if (IsAnyProtectionOn()) (void)StartCategoryEngine();
+        ResumeWorkers();
+    }
     pthread_sigmask(SIG_SETMASK, &saved, nullptr);
 }
 

@@ -97,7 +97,7 @@ TEST_F(Handoff, AWorkerEndsOnARejectedMessageAndIsMadeAnew) {
     for (int i = 0; i < 2000 && ended() == 0; ++i)
         usleep(1000);
     EXPECT_EQ(ended(), 1) << "the others go on";
-    PauseWorkers();
+    ASSERT_TRUE(PauseWorkers());
     ResumeWorkers();
     EXPECT_EQ(ended(), 0);
     Deliver(Request(5));
@@ -131,7 +131,7 @@ TEST_F(Handoff, OpeningFailsStepByStep) {
 
 TEST_F(Handoff, PausedWorkersKeepTheirPacketUntilTheyMayGoOn) {
     StartAll();
-    PauseWorkers();
+    ASSERT_TRUE(PauseWorkers());
     for (uint32_t nId = 1; nId <= 8; ++nId)
         Deliver(Request(nId));
     EXPECT_FALSE(NextVerdict(50));
@@ -175,7 +175,7 @@ TEST_F(Handoff, TheFirstAddressMatchLoadsOnceBesideReloads) {
         for (uint32_t nId = 1; nId <= 8; ++nId)
             Deliver(QueueMessage(nId, ComposePacket({.nDstPort = 21, .payload = "RETR file.zip\r\n"})));
         for (int nReload = 0; nReload < 5; ++nReload) {
-            PauseWorkers();
+            ASSERT_TRUE(PauseWorkers());
             LoadPolicySettings();
             ResumeWorkers();
         }

@@ -8,7 +8,9 @@
 #include <cstring>
 #include <thread>
 
+#include "common/traffic_counters.h"
 #include "intercept/judging_cost.h"
+#include "intercept/store_progress.h"
 #include "intercept/worker_pause.h"
 #include "policy/policy_switches.h"
 #include "policy/url_scanner.h"
@@ -36,6 +38,10 @@ void Request(uint32_t nId, const char* szHost) {
         nId, ComposePacket({.nSrcPort = static_cast<uint16_t>(nId), .payload = request})));
 }
 
+uint64_t UnjudgedOnes() {
+    return g_pTrafficCounters->counts[COUNT_UNJUDGED_STORE_FULL];
+}
+
 template <typename Condition>
 bool Await(Condition condition) {
     for (int i = 0; i < 2000 && !condition(); ++i)
@@ -57,7 +63,7 @@ class ReceiverWatch : public ChannelTest {
     }
     void TearDown() override {
         s_bHeld = false;
-        PauseWorkers();  // until nothing is judged
+        ASSERT_TRUE(PauseWorkers());  // until nothing is judged
         ResumeWorkers();
         ChannelTest::TearDown();
         g_pfnScanURLForAPSH = nullptr;
@@ -93,8 +99,7 @@ TEST_F(ReceiverWatch, AReloadWaitsForTheReceiverAsForAWorkerAndStopsNoOther) {
     HoldTheReceiver();
     std::atomic<bool> bPaused{false};
     std::thread reload([&] {
-        PauseWorkers();
-        bPaused = true;
+        bPaused = PauseWorkers();
         ResumeWorkers();
     });
     usleep(20'000);
@@ -137,6 +142,27 @@ TEST_F(ReceiverWatch, TwoPacketsThatTakeLongHoldUpNoThird) {
         EXPECT_TRUE(NextVerdict());
         EXPECT_TRUE(NextVerdict());
     }
+}
+
+TEST_F(ReceiverWatch, WhenAllHangTheRestPassesUntilOneReturns) {
+    HoldTheReceiver();
+    for (uint32_t nId = 2; nId <= 4; ++nId)  // the fourth worker receives
+        Request(nId, "held.example");
+    Request(6, "a.example");
+    EXPECT_FALSE(NextVerdict(WORKERS_STOPPED_MS + 200)) << "a module may take its time";
+    const uint64_t nBefore = UnjudgedOnes();
+    for (uint32_t nId = 7; nId <= 9; ++nId)
+        Request(nId, "a.example");
+    for (uint32_t nId = 6; nId <= 9; ++nId)
+        EXPECT_EQ(NextVerdict()->nPacketId, nId);
+    EXPECT_EQ(UnjudgedOnes() - nBefore, 4u);
+    s_bHeld = false;
+    for (int nAnswer = 0; nAnswer < 4; ++nAnswer)
+        EXPECT_TRUE(NextVerdict());
+    usleep(20'000);
+    Request(10, "a.example");
+    EXPECT_EQ(NextVerdict()->nPacketId, 10u);
+    EXPECT_EQ(UnjudgedOnes() - nBefore, 4u) << "judged again";
 }
 
 TEST(JudgingCost, FollowsWhatMostPacketsTake) {
