@@ -11,10 +11,11 @@ is_plain='^(Type|Exec|Restart|Timeout|Environment|StateDirectory|RuntimeDirector
 hardening_of() { awk -v plain="$is_plain" '/^\[/ { on = /Service/ } on && /^[A-Z]/ && $0 !~ plain' "$units/$1"; }
 bare() { awk -v plain="$is_plain" '/^\[/ { on = /Service/ } !(on && /^[A-Z]/ && $0 !~ plain)' "$units/$1"; }
 
-# What must stay writable belongs to the line that makes the rest read-only.
+# What must stay writable belongs to the line that makes the rest read-only, and an error to a refused system call.
 with_line() { # UNIT LINE
     local more=""
     [[ $2 = ProtectSystem=* ]] && more=$(hardening_of "$1" | grep ReadWritePaths)
+    [[ $2 = SystemCallFilter=~* ]] && more=$(hardening_of "$1" | grep SystemCallErrorNumber)
     bare "$1" | awk -v line="$2" -v more="$more" '{ print } /^\[Service\]/ { print line; if (more) print more }'
 }
 
@@ -27,6 +28,7 @@ judge_websec() {
     local outcome
     outcome="$(ask http://allowed.example/) $(ask http://blocked.example/) $(ask https://blocked.example/)"
     [ "$outcome" = "allowed blocked blocked" ] || { echo "requests: $outcome"; return; }
+    ip6tables -S 2>/dev/null | grep -q WEBSEC_CLOSE || { echo "IPv6 is not refused"; return; }
     [ "$(websecctl --json status | grep -c '"loaded": *false')" = 0 ] || { echo "a module is not loaded"; return; }
     tries=$((tries + 1))
     setpriv --reuid 65534 --regid 65534 --clear-groups curl -s -m 3 -o /dev/null "http://blocked.example/$tries"
@@ -94,7 +96,7 @@ left_out() { # NAME
 
 make_network
 install /test/1/*.deb || exit 1
-sed -i 's/^;catEngine=.*/catEngine=2/' $product/websec.cfg
+sed -i 's/^;catEngine=.*/catEngine=2/; s/^;CloseBypasses=.*/CloseBypasses=1/' $product/websec.cfg
 echo casino.example >/tmp/gambling.txt
 {
     websecctl block add blocked.example
@@ -106,9 +108,10 @@ echo casino.example >/tmp/gambling.txt
 lines_of websec
 lines_of websec-chain
 lines_of websec-catserver
+# The last: as another user; the state directory becomes his.
 left_out websec <<'LINES'
-CapabilityBoundingSet=CAP_NET_ADMIN
-CapabilityBoundingSet=CAP_NET_RAW
+CapabilityBoundingSet=~CAP_NET_ADMIN
+CapabilityBoundingSet=~CAP_NET_RAW
 RestrictAddressFamilies=~AF_UNIX
 RestrictAddressFamilies=~AF_INET6
 PrivateUsers=yes
