@@ -19,6 +19,8 @@ with_line() { # UNIT LINE
     bare "$1" | awk -v line="$2" -v more="$more" '{ print } /^\[Service\]/ { print line; if (more) print more }'
 }
 
+as_it_is() { cat "$units/$1"; }
+
 on_top() { awk -v line="$2" '/^\[Install\]/ { print line } { print } END { print "[Service]\n" line }' "$units/$1"; }
 
 # The first thing that does not work, or "works".
@@ -82,6 +84,7 @@ table() { printf '\n%s\n\n| line | nft, LiveTraffic 1 | legacy, LiveTraffic 0 |\
 lines_of() { # NAME
     local line
     table "$1.service, each line alone"
+    try "$1" as_it_is "all lines" || failed=$((failed + 1))
     while read -r line <&3; do
         [[ $line = ReadWritePaths=* ]] && continue
         try "$1" with_line "$line" || failed=$((failed + 1))
