@@ -5,7 +5,7 @@ BUILD_PACKAGES="g++ make cmake pkg-config libmnl-dev libsqlite3-dev libcli11-dev
     libgtest-dev libgmock-dev gettext scdoc"
 LAB_PACKAGES="iptables iproute2 ethtool util-linux nginx-light vsftpd curl openssl locales procps"
 TEST_PACKAGES="valgrind binutils bzip2 python3 mandoc systemd"
-PACKAGE_PACKAGES="dpkg-dev debhelper fakeroot lintian"
+PACKAGE_PACKAGES="build-essential dpkg-dev debhelper fakeroot lintian"
 BARE_ROOT_PACKAGES="debootstrap systemd-container"
 
 # install_packages NAME...: as root; services that come with a package are not started.
