@@ -1,5 +1,5 @@
-// Whether the workers still take what is stored. When each of them hangs in a call of a module, what comes for
-// them must not wait until they return: with LiveTraffic 1 it passes unjudged.
+// Whether the workers still take what is stored. When each of them hangs in a call of a module, what comes
+// for them must not wait until they return: with LiveTraffic 1 it passes unjudged.
 #pragma once
 
 #include <cstdint>
