@@ -6,6 +6,7 @@
 #include <chrono>
 #include <iterator>
 
+#include "common/monotonic_ms.h"
 #include "inspect/queued_packet.h"
 #include "intercept/judging_cost.h"
 #include "intercept/packet_info.h"
@@ -112,7 +113,7 @@ void JudgePackets(tagWorkerThread& worker) {
     for (;;) {
         AwaitStoredMessage(slot);
         pthread_mutex_lock(&g_PacketStoreLock);
-        NoteWorkerTakes();
+        NoteWorkerTakes(MonotonicMs());
         const int nPopped = PacketStorePop(g_PacketStore, slot);
         CountStoreDepth(g_PacketStore);
         pthread_mutex_unlock(&g_PacketStoreLock);
