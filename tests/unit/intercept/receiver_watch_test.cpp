@@ -69,8 +69,8 @@ class ReceiverWatch : public ChannelTest {
         g_pfnScanURLForAPSH = nullptr;
         g_bURLScannerLoaded = g_bPhishingProtection = 0;
     }
-    // A request that stays in the receiver's hands until it is let go: once a worker has come to watch, a quick
-    // packet is judged where it is received.
+    // A request that stays in the receiver's hands until it is let go: once a worker has come to watch, a
+    // quick packet is judged where it is received.
     void HoldTheReceiver() {
         for (int i = 0; i < 100; ++i) {
             usleep(20'000);
