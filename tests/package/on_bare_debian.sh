@@ -43,8 +43,10 @@ kill_ten_times() {
     browse_for_ever &
     browsing=$!
     for round in $(seq 10); do
-        if [ $((round % 2)) = 1 ]; then await 10 is_up; else await 10 has_process; fi
+        if [ $((round % 2)) = 1 ]; then await 30 is_up; else await 30 has_process; fi
         pid=$(systemctl show -p MainPID --value websec)
+        # Of a busy machine: 0 would kill this script.
+        [ "$pid" != 0 ] || { all="$all none" worst=9999; continue; }
         start=$(date +%s%N)
         kill -9 "$pid"
         until curl -s -m 0.3 -o /dev/null http://allowed.example/ 2>/dev/null; do
@@ -101,7 +103,7 @@ other_iptables() {
     update-alternatives --set ip6tables /usr/sbin/ip6tables-legacy >/dev/null
     systemctl restart websec
     blocking "legacy iptables"
-    kill -9 "$(systemctl show -p MainPID --value websec)"
+    systemctl kill -s KILL --kill-whom=main websec
     sleep 0.3
     blocking "legacy iptables, after kill -9"
     systemctl stop websec
