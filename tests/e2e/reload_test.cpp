@@ -52,7 +52,7 @@ TEST_F(Reload, UnderLoad) {
     EXPECT_EQ(ThreadCount(pid), ALL_THREADS + 2);  // and the two report writers
     EXPECT_TRUE(Within(5000, [&] { return DescriptorCount(pid) == nDescriptors; })) << DescriptorCount(pid);
 
-    EXPECT_EQ(StopDaemon(daemon, 2000), 0);  // in the middle of it
+    EXPECT_EQ(StopDaemon(daemon, 10'000), 0);  // in the middle of it
     EXPECT_EQ(QueueRules(), 0u);
 }
 
@@ -93,7 +93,7 @@ TEST_F(Reload, StopWithoutAnyWorker) {
     tagDaemon daemon = LaunchDaemon("setpriv --inh-caps -net_admin --bounding-set -net_admin");
     ASSERT_TRUE(Within(
         5000, [&] { return LetsSignalsIn(daemon.pid) && ThreadCount(daemon.pid) == ALL_THREADS - 4; }));
-    EXPECT_EQ(StopDaemon(daemon, 2000), 0);
+    EXPECT_EQ(StopDaemon(daemon, 10'000), 0);
 }
 
 // The daemon's handler returns in any case, so the tool has to find out by itself.

@@ -2,7 +2,6 @@
 // that take from it. It keeps what the server would have got.
 #include <atomic>
 #include <mutex>
-#include <numeric>
 #include <random>
 #include <thread>
 
