@@ -8,6 +8,8 @@
 
 namespace {
 bool g_bStoreMade = false;
+
+bool ReadsStill(tagStore& store, int nCode);
 }  // namespace
 
 bool WasStoreMade() {
@@ -16,7 +18,8 @@ bool WasStoreMade() {
 
 StoreConnection::StoreConnection(int nMode) {
     const bool bNew = nMode == STORE_CREATE && access(StorePath(), F_OK) != 0;
-    const int nCode = OpenStore(&m_store, nMode, STORE_BUSY_MS_SETTINGS);
+    int nCode = OpenStore(&m_store, nMode, STORE_BUSY_MS_SETTINGS);
+    if (nMode == STORE_OPEN_EXISTING && ReadsStill(m_store, nCode)) nCode = STORE_OK;
     if (nCode == STORE_MISSING) {
         throw CtlError(
             "there is no settings store at " + std::string(StorePath()) +
@@ -44,3 +47,18 @@ bool StoreConnection::Succeeded(int nCode, int nExpected) {
             : "";
     throw CtlError("settings store: " + Printable(m_store.szError) + szRemedy);
 }
+
+namespace {
+
+// On a disk that refuses the files that SQLite wants beside a database, that is read alone, as the daemon
+// does it. When that fails, too, the first answer says why.
+bool ReadsStill(tagStore& store, int nCode) {
+    const bool bRefused = nCode == STORE_FULL || nCode == STORE_DENIED || nCode == STORE_FAILED;
+    if (!bRefused) return false;
+    const tagStore first = store;  // closed
+    if (OpenStore(&store, STORE_READ_STILL, STORE_BUSY_MS_SETTINGS) == STORE_OK) return true;
+    store = first;
+    return false;
+}
+
+}  // namespace
