@@ -6,6 +6,7 @@
 
 #include "category/category_table.h"
 #include "ctl/entry_check.h"
+#include "ctl/import/import_entries.h"
 
 namespace {
 
@@ -152,6 +153,12 @@ void ParseList(const Json& value, int nList, std::vector<tagEntry>& entries, Fau
     std::vector<tagMember> members = {{"entry", Type::string}};
     if (nList != STORE_LIST_TRUST) members.push_back({"subdomains", Type::boolean, true});
     std::set<std::string> texts;
+    if (value.size() > POLICY_IMPORT_MAX) {
+        faults.push_back("lists." + std::string(StoreListName(nList)) + ": holds " +
+                         Counted(value.size(), "entry", "entries") + ", and " +
+                         std::to_string(POLICY_IMPORT_MAX) +
+                         " at most can be imported: they are resolved name by name");
+    }
     for (size_t n = 0; n < value.size(); ++n) {
         const std::string place = Element("lists." + std::string(StoreListName(nList)), n);
         const auto found = Members(value[n], place, members, faults);

@@ -74,6 +74,11 @@ TEST_F(Transfer, NamesEachFaultAndTakesNothing) {
         WriteFile("wrong.json", szText);
         EXPECT_EQ(Run({"import-settings", Path("wrong.json")}).nStatus, 1) << szText;
     }
+    for (int n = 0; n <= 500; ++n)
+        all["lists"]["allow"].push_back({{"entry", "h" + std::to_string(n) + ".example"}});
+    WriteFile("wrong.json", all.dump());
+    EXPECT_THAT(Run({"import-settings", Path("wrong.json")}).err,
+                HasSubstr("lists.allow: holds 501 entries, and 500"));
     all["more"] = 1;
     all["lists"].erase("trust");
     WriteFile("wrong.json", all.dump());
