@@ -6,6 +6,7 @@
 #include "ctl/output.h"
 #include "ctl/rule_count.h"
 #include "intercept/iptables_rules.h"
+#include "service/daemon_note.h"
 #include "service/read_config.h"
 #include "service/service_config.h"
 
@@ -25,8 +26,8 @@ void AddRulesCommand(CLI::App& app) {
 
 namespace {
 
-// As the daemon takes them away when it ends, with websec.cfg as it is now, but for the two keys: they may
-// have been turned off since.
+// As the daemon takes them away when it ends, from where it noted that they are, or else from where
+// websec.cfg says. The two keys may have been turned off since.
 void RemoveLeftRules() {
     if (geteuid() != 0) throw CtlError("only root can change the firewall rules; run websecctl as root");
     if (const auto daemon = FindDaemon()) {
@@ -36,6 +37,7 @@ void RemoveLeftRules() {
     if (ReadServiceConfig() != 0) {
         throw CtlError("there is no iptables binary on this host; install iptables");
     }
+    (void)ReadNotedRules();
     g_bLiveTraffic = 1;
     g_bCloseBypasses = 1;
     (void)ManageIptableRules(RULE_REMOVE);
@@ -45,6 +47,7 @@ void RemoveLeftRules() {
         CountQueueRules(ListRules(config.szIptableTable, config.szIptableChain), config.nQueueNum) != 0) {
         throw CtlError("iptables did not take all rules away; run websecctl rules remove again");
     }
+    (void)unlink(DAEMON_NOTE_FILE);
     PrintAnswer({{"outcome", "removed"}}, "no rules of websec are left");
 }
 

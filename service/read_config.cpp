@@ -26,16 +26,16 @@ constexpr char IPTABLES_PLACES[6][100] = {
     "/bin/iptables",  "/usr/bin/iptables",  "/usr/local/bin/iptables",
 };
 
-int ReadInt(const char* szKey, const char* szSection = SECTION) {
+int ReadInt(const char* szKey, const char* szSection, const char* szFile) {
     unsigned int nError = 0;
-    const int nValue = GetPrivateProfileInt(szSection, szKey, 0, SERVICE_CONFIG_FILE, &nError);
+    const int nValue = GetPrivateProfileInt(szSection, szKey, 0, szFile, &nError);
     return nError == 0 ? nValue : 0;
 }
 
 template <size_t N>
-void ReadText(const char* szKey, const char* szDefault, char (&szOut)[N]) {
+void ReadText(const char* szKey, const char* szDefault, char (&szOut)[N], const char* szFile) {
     unsigned int nError = 0;
-    (void)GetPrivateProfileString(SECTION, szKey, szDefault, szOut, N, SERVICE_CONFIG_FILE, &nError);
+    (void)GetPrivateProfileString(SECTION, szKey, szDefault, szOut, N, szFile, &nError);
 }
 
 // Appends ",PORT" to all three lists; a list in which it would not fit stays as it is.
@@ -76,23 +76,28 @@ int ReadServiceConfig() {
     config = {};
     if (FindIptablesPath(config.szIptablesPath, sizeof config.szIptablesPath) != 0) return CONFIG_NO_IPTABLES;
 
-    config.nQueueNum = static_cast<uint32_t>(ReadInt("queueNum"));
-    ReadText("iptableChain", "POSTROUTING", config.szIptableChain);
-    ReadText("iptableTable", "mangle", config.szIptableTable);
-    config.bUseDefinedPorts = static_cast<uint8_t>(ReadInt("UseDefinedPorts"));
+    ReadRuleKeys(SERVICE_CONFIG_FILE);
     if (config.bUseDefinedPorts == 0) return 0;
-
-    ReadText("HTTPPorts", "80", config.szHTTPPorts);
-    ReadText("HTTPSPorts", "443", config.szHTTPSPorts);
-    ReadText("FTPPorts", "21", config.szFTPPorts);
     AppendExtraPorts();
     AppendInetOptionsPort();
     return 0;
 }
 
+void ReadRuleKeys(const char* szFile) {
+    tagServiceConfig& config = g_ServiceConfig;
+    config.nQueueNum = static_cast<uint32_t>(ReadInt("queueNum", SECTION, szFile));
+    ReadText("iptableChain", "POSTROUTING", config.szIptableChain, szFile);
+    ReadText("iptableTable", "mangle", config.szIptableTable, szFile);
+    config.bUseDefinedPorts = static_cast<uint8_t>(ReadInt("UseDefinedPorts", SECTION, szFile));
+    if (config.bUseDefinedPorts == 0) return;
+    ReadText("HTTPPorts", "80", config.szHTTPPorts, szFile);
+    ReadText("HTTPSPorts", "443", config.szHTTPSPorts, szFile);
+    ReadText("FTPPorts", "21", config.szFTPPorts, szFile);
+}
+
 void ReadLiveTraffic() {
-    g_bLiveTraffic = ReadInt("LiveTraffic", SERVICE_SECTION) == 1;
-    g_bCloseBypasses = ReadInt("CloseBypasses", SERVICE_SECTION) == 1;
+    g_bLiveTraffic = ReadInt("LiveTraffic", SERVICE_SECTION, SERVICE_CONFIG_FILE) == 1;
+    g_bCloseBypasses = ReadInt("CloseBypasses", SERVICE_SECTION, SERVICE_CONFIG_FILE) == 1;
 }
 
 int FindIptablesPath(char* szOut, uint32_t nSize) {

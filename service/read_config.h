@@ -11,6 +11,10 @@ constexpr int CONFIG_NO_IPTABLES = 16;
 // default; a missing or unreadable file is no error. 0, or CONFIG_NO_IPTABLES with the record zeroed.
 int ReadServiceConfig();
 
+// Fills g_ServiceConfig, but for szIptablesPath, with the keys of [IPTABLEConfigurations] in that file alone:
+// the port lists, only when they are in use, without the ports that other files add.
+void ReadRuleKeys(const char* szFile);
+
 // Reads g_bLiveTraffic and g_bCloseBypasses; 0 where the file or the key is missing. At start-up only.
 void ReadLiveTraffic();
 

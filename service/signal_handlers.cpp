@@ -21,6 +21,7 @@
 #include "policy/policy_state.h"
 #include "policy/settings_load.h"
 #include "report/report_module.h"
+#include "service/daemon_note.h"
 #include "service/inet_options.h"
 #include "service/read_config.h"
 #include "service/service_config.h"
@@ -69,6 +70,7 @@ void OnReloadSignal(int) {
         ResumeWorkers();
     }
     FreePolicy(policy);
+    (void)WriteDaemonNote();
     pthread_sigmask(SIG_SETMASK, &saved, nullptr);
 }
 
@@ -128,6 +130,7 @@ int ReloadInetOptionsAndRules() {
     const uint32_t nServedQueue = g_ServiceConfig.nQueueNum;
     (void)ReadServiceConfig();
     g_ServiceConfig.nQueueNum = nServedQueue;
+    (void)WriteDaemonNote();
     (void)ManageIptableRules(RULE_ADD);
     UnlockRuleWork();
     return 0;

@@ -23,6 +23,7 @@
 #include "policy/worker_pause_hook.h"
 #include "report/report_module.h"
 #include "report/session_user.h"
+#include "service/daemon_note.h"
 #include "service/daemonize.h"
 #include "service/read_config.h"
 #include "service/service_config.h"
@@ -146,6 +147,7 @@ int StartInterception(const sigset_t& saved) {
     if (!StartReceivers()) return Leave(NO_RECEIVER, -1);
     if (StartAllWorkers() == NUM_WORKER_THREADS) return Leave(NO_WORKER, -1);
     RemoveLeftChains();
+    (void)WriteDaemonNote();
     (void)ManageIptableRules(RULE_ADD);
     if (sigprocmask(SIG_SETMASK, &saved, nullptr) != 0) return Leave(NO_SIGNALS, -1);
     return 0;

@@ -19,7 +19,9 @@ std::vector<std::string> s_places;
 std::string Mount() {
     if (unshare(CLONE_NEWNS) != 0) return "mounts of its own";
     if (mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0) return "private mounts";
-    if (mount("tmpfs", "/mnt", "tmpfs", 0, nullptr) != 0) return "a tmpfs on /mnt";
+    for (const char* szPlace : {"/run", "/mnt"}) {
+        if (mount("tmpfs", szPlace, "tmpfs", 0, nullptr) != 0) return std::string("a tmpfs on ") + szPlace;
+    }
     std::filesystem::create_directories("/mnt/upper/Morvane/Morvane");
     std::filesystem::create_directory("/mnt/work");
     const char* szLayers = "lowerdir=/usr/lib,upperdir=/mnt/upper,workdir=/mnt/work";
