@@ -7,9 +7,13 @@
 #include <cerrno>
 #include <cstring>
 #include <iterator>
+#include <optional>
+#include <set>
 #include <sstream>
 #include <string_view>
+#include <utility>
 
+#include "common/ascii.h"
 #include "common/profile.h"
 #include "ctl/output.h"
 #include "ctl/read_file.h"
@@ -25,30 +29,33 @@ struct tagConfigKey {
     const char* szExpected;
 };
 
-bool IsQueueNumber(const std::string& value);
+bool IsAnyText(const std::string& value);
+bool IsAnyNumber(const std::string& value);
 bool IsSwitch(const std::string& value);
 bool IsEngine(const std::string& value);
-bool IsTable(const std::string& value);
-bool IsChain(const std::string& value);
-bool IsPortList(const std::string& value);
 
 constexpr char RULES[] = "IPTABLEConfigurations";
 constexpr char SERVICE[] = "ServiceConfigurations";
 constexpr tagConfigKey CONFIG_KEYS[] = {
-    {RULES, "queueNum", IsQueueNumber, "a number from 0 to 65535"},
-    {RULES, "iptableTable", IsTable, "mangle, filter, raw, nat or security"},
-    {RULES, "iptableChain", IsChain, "the name of a chain"},
+    {RULES, "queueNum", IsAnyNumber, "a number from 0 to 65535"},
+    {RULES, "iptableTable", IsAnyText, ""},
+    {RULES, "iptableChain", IsAnyText, ""},
     {RULES, "UseDefinedPorts", IsSwitch, "0 or 1"},
-    {RULES, "HTTPPorts", IsPortList, "ports with commas between"},
-    {RULES, "HTTPSPorts", IsPortList, "ports with commas between"},
-    {RULES, "FTPPorts", IsPortList, "ports with commas between"},
+    {RULES, "HTTPPorts", IsAnyText, ""},
+    {RULES, "HTTPSPorts", IsAnyText, ""},
+    {RULES, "FTPPorts", IsAnyText, ""},
     {SERVICE, "catEngine", IsEngine, "0, 1 or 2"},
     {SERVICE, "LiveTraffic", IsSwitch, "0 or 1"},
     {SERVICE, "CloseBypasses", IsSwitch, "0 or 1"},
 };
 
 void CheckNames(const std::string& text, std::vector<std::string>& problems);
+std::string Lowered(std::string text);
 void CheckValue(const std::string& path, const tagConfigKey& key, std::vector<std::string>& problems);
+std::string WhyNotInChain(const std::string& table, const std::string& chain);
+bool IsChainName(const std::string& value);
+bool IsPortList(const std::string& value);
+std::optional<uint32_t> PortOf(std::string_view text);
 bool IsNumber(std::string_view value, uint32_t nMax);
 std::string Trimmed(std::string_view text);
 
@@ -68,11 +75,43 @@ tagConfigCheck CheckServiceConfig(const std::string& path) {
     return check;
 }
 
+std::vector<std::string> WhyNoRules(const tagServiceConfig& config) {
+    std::vector<std::string> reasons;
+    const std::string table = config.szIptableTable, chain = config.szIptableChain;
+    if (config.nQueueNum > 65535) {
+        reasons.push_back("queueNum is " + std::to_string(config.nQueueNum) +
+                          ", not a number from 0 to 65535");
+    }
+    if (table == "nat") {
+        reasons.push_back("iptableTable is 'nat', which sees only the first packet of a connection");
+    } else if (!IsRuleTable(table)) {
+        reasons.push_back("iptableTable is " + Quoted(table) + ", not mangle, filter, raw or security");
+    }
+    const std::string whyNot = WhyNotInChain(table, chain);
+    if (!whyNot.empty()) reasons.push_back("iptableChain is " + Quoted(chain) + ", " + whyNot);
+    if (config.bUseDefinedPorts == 0) return reasons;
+    const std::pair<const char*, const char*> lists[] = {{"HTTPPorts", config.szHTTPPorts},
+                                                         {"HTTPSPorts", config.szHTTPSPorts},
+                                                         {"FTPPorts", config.szFTPPorts}};
+    for (const auto& [szKey, szPorts] : lists) {
+        if (IsPortList(Trimmed(szPorts))) continue;
+        reasons.push_back(std::string(szKey) + ", with the ports of other files, is " + Quoted(szPorts) +
+                          ", not ports with commas between, 15 at most, where a range FROM:TO counts as two");
+    }
+    return reasons;
+}
+
+bool IsRuleTable(std::string_view table) {
+    constexpr std::string_view TABLES[] = {"mangle", "filter", "raw", "security"};
+    return std::count(std::begin(TABLES), std::end(TABLES), table) == 1;
+}
+
 namespace {
 
 void CheckNames(const std::string& text, std::vector<std::string>& problems) {
     std::istringstream lines(text);
     std::string section;
+    std::set<std::string> seen;  // sections, and with "]" behind them their keys
     for (std::string line; std::getline(lines, line);) {
         line = Trimmed(line);
         if (line.empty() || line[0] == '#' || line[0] == ';') continue;
@@ -88,10 +127,22 @@ void CheckNames(const std::string& text, std::vector<std::string>& problems) {
                 return strcasecmp(known.szSection, section.c_str()) == 0 &&
                        (bHeader || strcasecmp(known.szKey, key.c_str()) == 0);
             });
-        if (bKnown) continue;
-        problems.push_back(bHeader ? "the section " + Quoted(section) + " is not known"
-                                   : Quoted(key) + " in section " + Quoted(section) + " is not known");
+        if (!bKnown) {
+            problems.push_back(bHeader ? "the section " + Quoted(section) + " is not known"
+                                       : Quoted(key) + " in section " + Quoted(section) + " is not known");
+        } else if (!seen.insert(Lowered(section + (bHeader ? "" : "]" + key))).second) {
+            problems.push_back((bHeader ? "the section " + Quoted(section) : Quoted(key)) +
+                               " stands twice: websec reads the first alone");
+        } else if (!bHeader && line.find('=') == line.npos) {
+            problems.push_back(Quoted(key) + " has no '=': its default holds");
+        }
     }
+}
+
+std::string Lowered(std::string text) {
+    std::transform(text.begin(), text.end(), text.begin(),
+                   [](char c) { return static_cast<char>(AsciiLower(c)); });
+    return text;
 }
 
 void CheckValue(const std::string& path, const tagConfigKey& key, std::vector<std::string>& problems) {
@@ -103,8 +154,12 @@ void CheckValue(const std::string& path, const tagConfigKey& key, std::vector<st
     problems.push_back(std::string(key.szKey) + " is " + Quoted(szValue) + ", not " + key.szExpected);
 }
 
-bool IsQueueNumber(const std::string& value) {
-    return IsNumber(value, 65535);
+bool IsAnyText(const std::string&) {
+    return true;
+}
+
+bool IsAnyNumber(const std::string& value) {
+    return !value.empty() && value.find_first_not_of("0123456789") == value.npos;
 }
 
 bool IsSwitch(const std::string& value) {
@@ -115,12 +170,18 @@ bool IsEngine(const std::string& value) {
     return IsNumber(value, 2);
 }
 
-bool IsTable(const std::string& value) {
-    constexpr std::string_view TABLES[] = {"mangle", "filter", "raw", "nat", "security"};
-    return std::count(std::begin(TABLES), std::end(TABLES), value) == 1;
+// Empty where what this host sends comes through such a chain, or can be led there.
+std::string WhyNotInChain(const std::string& table, const std::string& chain) {
+    constexpr std::string_view OTHERS[] = {"PREROUTING", "INPUT", "FORWARD"};
+    if (!IsChainName(chain)) return "not the name of a chain";
+    if (std::count(std::begin(OTHERS), std::end(OTHERS), chain) != 0) {
+        return "through which nothing goes that this host sends";
+    }
+    const bool bMissing = chain == "POSTROUTING" && IsRuleTable(table) && table != "mangle";
+    return bMissing ? "which the table " + table + " does not have" : "";
 }
 
-bool IsChain(const std::string& value) {
+bool IsChainName(const std::string& value) {
     constexpr size_t LONGEST = 28;  // XT_EXTENSION_MAXNAMELEN without its end
     return !value.empty() && value.size() <= LONGEST &&
            std::all_of(value.begin(), value.end(),
@@ -129,13 +190,25 @@ bool IsChain(const std::string& value) {
 
 // Single ports and ranges, as the rules' port match takes them.
 bool IsPortList(const std::string& value) {
+    constexpr size_t MOST = 15;  // XT_MULTI_PORTS
+    size_t nPorts = 0;
     std::istringstream items(value + ",");
     for (std::string item; std::getline(items, item, ',');) {
         const size_t nColon = item.find(':');
-        if (!IsNumber(item.substr(0, nColon), 65535)) return false;
-        if (nColon != item.npos && !IsNumber(item.substr(nColon + 1), 65535)) return false;
+        const auto first = PortOf(item.substr(0, nColon));
+        if (!first) return false;
+        ++nPorts;
+        if (nColon == item.npos) continue;
+        const auto last = PortOf(item.substr(nColon + 1));
+        if (!last || *last <= *first) return false;
+        ++nPorts;
     }
-    return true;
+    return nPorts <= MOST;
+}
+
+std::optional<uint32_t> PortOf(std::string_view text) {
+    if (!IsNumber(text, 65535)) return std::nullopt;
+    return static_cast<uint32_t>(std::stoul(std::string(text)));
 }
 
 bool IsNumber(std::string_view value, uint32_t nMax) {

@@ -3,12 +3,22 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 #include <vector>
+
+#include "service/service_config.h"
 
 struct tagConfigCheck {
     bool bThere;                        // without the file every key has its default
     std::vector<std::string> problems;  // with key and value, in words
 };
 
-// Looks at every section and key that the file names, and at the values, read as the daemon reads them.
+// Looks at every section and key that the file names, and at the values, read as the daemon reads them; those
+// of rules are WhyNoRules' business.
 tagConfigCheck CheckServiceConfig(const std::string& path);
+
+// Why no rule can be made of it, or none that sees what this host asks for: key and value, in words.
+std::vector<std::string> WhyNoRules(const tagServiceConfig& config);
+
+// Whether it is a table of the kernel in which every packet meets the rules.
+bool IsRuleTable(std::string_view table);

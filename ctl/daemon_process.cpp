@@ -87,7 +87,9 @@ bool IsConfigNewerThan(const tagDaemonProcess& daemon) {
     struct stat file {};
     const auto started = StartTime(daemon.pid);
     if (!started || stat(SERVICE_CONFIG_FILE, &file) != 0) return false;
-    return file.st_mtim.tv_sec * 1000 + file.st_mtim.tv_nsec / 1000000 > *started + TICK;
+    const int64_t nWritten = file.st_mtim.tv_sec * 1000 + file.st_mtim.tv_nsec / 1000000;
+    // One of the future tells nothing: the clock was set back.
+    return nWritten > *started + TICK && nWritten <= Milliseconds(CLOCK_REALTIME) + TICK;
 }
 
 tagReloadResult ReloadDaemon() {

@@ -1,5 +1,6 @@
 #include "ctl/rule_count.h"
 
+#include <algorithm>
 #include <sstream>
 #include <vector>
 
@@ -10,6 +11,7 @@
 namespace {
 
 std::string List(std::vector<std::string> arguments);
+bool AcceptsAll(std::string_view rule);
 
 }  // namespace
 
@@ -48,6 +50,12 @@ std::string List(std::vector<std::string> arguments) {
     return run.output;
 }
 
+bool AcceptsAll(std::string_view rule) {
+    constexpr std::string_view TCP = "-p tcp ";
+    if (rule.starts_with(TCP)) rule.remove_prefix(TCP.size());
+    return rule == "-j ACCEPT" || rule == "-j RETURN";
+}
+
 }  // namespace
 
 uint32_t CountQueueRules(std::string_view listing, uint32_t nQueueNum) {
@@ -62,6 +70,25 @@ uint32_t CountQueueRules(std::string_view listing, uint32_t nQueueNum) {
         nRules += bQueues;
     }
     return nRules;
+}
+
+bool IsReached(std::string_view table, std::string_view chain, bool bPastAccept) {
+    std::vector<std::string> reached = {"OUTPUT", "POSTROUTING"};
+    for (size_t n = 0; n < reached.size(); ++n) {
+        const std::string rule = "-A " + reached[n] + ' ';
+        std::istringstream lines{std::string(table)};
+        for (std::string line; std::getline(lines, line);) {
+            if (!line.starts_with(rule)) continue;
+            if (!bPastAccept && AcceptsAll(line.substr(rule.size()))) break;
+            std::istringstream words(line);
+            for (std::string word, last; words >> word; last = word) {
+                const bool bTarget = last == "-j" || last == "-g";
+                if (bTarget && std::find(reached.begin(), reached.end(), word) == reached.end())
+                    reached.push_back(word);
+            }
+        }
+    }
+    return std::find(reached.begin(), reached.end(), chain) != reached.end();
 }
 
 bool HasJump(std::string_view listing, std::string_view chain) {

@@ -15,6 +15,10 @@ uint32_t CountQueueRules(std::string_view listing, uint32_t nQueueNum);
 // Whether one of them jumps to that chain.
 bool HasJump(std::string_view listing, std::string_view chain);
 
+// Whether the rules of a table lead what this host sends to that chain: from OUTPUT or POSTROUTING, also by
+// way of other chains. Rules behind one that lets all TCP pass count only with bPastAccept.
+bool IsReached(std::string_view table, std::string_view chain, bool bPastAccept);
+
 // Whether `iptables -S` lists a chain of that name.
 bool HasChain(std::string_view listing, std::string_view chain);
 

@@ -3,14 +3,12 @@
 #include <algorithm>
 
 #include "common/product_paths.h"
-#include "common/profile.h"
 #include "ctl/settings_store.h"
+#include "service/daemon_note.h"
 #include "service/read_config.h"
 #include "service/service_config.h"
 
 namespace {
-
-constexpr char SECTION[] = "IPTABLEConfigurations";
 
 constexpr tagSection SECTIONS[] = {
     {"rights", AddRights, BEFORE_INSTALL},   {"iptables", AddIptables, BEFORE_INSTALL},
@@ -25,14 +23,16 @@ constexpr tagSection SECTIONS[] = {
 };
 
 void ReadConfig(tagHost& host);
-int ReadNumber(const char* szKey);
-std::string ReadText(const char* szKey, const char* szDefault);
 void ReadSwitches(tagHost& host);
 
 }  // namespace
 
 bool tagStatus::Fails() const {
     return std::any_of(remarks.begin(), remarks.end(), [](const tagRemark& r) { return r.bFails; });
+}
+
+bool tagHost::AreRulesElsewhere() const {
+    return Table() != config.szIptableTable || Chain() != config.szIptableChain;
 }
 
 tagHost LookAtHost() {
@@ -49,6 +49,10 @@ tagHost LookAtHost() {
     const bool bChanged = host.daemon && IsConfigNewerThan(*host.daemon);
     host.bRunsLive = host.traffic || (!bChanged && host.bLiveTraffic);
     return host;
+}
+
+bool HasCapability(const tagDaemonProcess& daemon, int nCapability) {
+    return (daemon.status.nCapabilities >> nCapability & 1) != 0;
 }
 
 void AddSection(const tagSection& section, tagStatus& status, tagHost& host) {
@@ -72,27 +76,15 @@ std::span<const tagSection> Sections() {
 namespace {
 
 void ReadConfig(tagHost& host) {
-    host.nQueueNum = host.nServedQueueNum = static_cast<uint32_t>(ReadNumber("queueNum"));
-    host.bUsesPorts = static_cast<uint8_t>(ReadNumber("UseDefinedPorts")) != 0;
-    host.chain = ReadText("iptableChain", "POSTROUTING");
-    host.table = ReadText("iptableTable", "mangle");
+    g_ServiceConfig = {};
+    ReadRuleKeys(SERVICE_CONFIG_FILE);
+    host.config = g_ServiceConfig;
+    (void)ReadNotedRules();
+    host.rules = g_ServiceConfig;
+    host.nServedQueueNum = host.rules.nQueueNum;
     ReadLiveTraffic();
     host.bLiveTraffic = g_bLiveTraffic == 1;
     host.bCloseBypasses = g_bCloseBypasses == 1;
-}
-
-int ReadNumber(const char* szKey) {
-    unsigned int nError = 0;
-    const int nValue = GetPrivateProfileInt(SECTION, szKey, 0, SERVICE_CONFIG_FILE, &nError);
-    return nError == 0 ? nValue : 0;
-}
-
-std::string ReadText(const char* szKey, const char* szDefault) {
-    char szValue[512] = {};
-    unsigned int nIgnored = 0;
-    (void)GetPrivateProfileString(SECTION, szKey, szDefault, szValue, sizeof szValue, SERVICE_CONFIG_FILE,
-                                  &nIgnored);
-    return szValue;
 }
 
 void ReadSwitches(tagHost& host) {

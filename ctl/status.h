@@ -15,6 +15,7 @@
 #include "ctl/output.h"
 #include "ctl/traffic_page.h"
 #include "modules/store/store_settings.h"
+#include "service/service_config.h"
 
 struct tagRemark {
     bool bFails;  // websec does not do what it should; else it is worth knowing
@@ -37,20 +38,26 @@ struct tagStatus {
     bool Fails() const;
 };
 
+constexpr char RESTART[] =
+    "restart it: systemctl restart websec, or sudo pkill -TERM -x websec, and start it";
+
 // What the sections look at.
 struct tagHost {
     std::optional<tagDaemonProcess> daemon;
     std::optional<tagTrafficReading> traffic;                // of a running daemon that has LiveTraffic 1
     std::optional<std::array<bool, SWITCH_COUNT>> switches;  // nothing when the store cannot be read
 
-    // What websec.cfg says, read as the daemon reads it.
-    uint32_t nQueueNum;
-    std::string chain, table;
-    bool bLiveTraffic, bCloseBypasses, bUsesPorts;
+    // What websec.cfg says, read as the daemon reads it, without the ports of other files.
+    tagServiceConfig config;
+    bool bLiveTraffic, bCloseBypasses;
 
-    // Of the running daemon, which may have started before a change; else the same.
+    // Of the running daemon, or of the last one: what it noted, else the same.
+    tagServiceConfig rules;
     uint32_t nServedQueueNum;
     bool bRunsLive;
+    std::string Table() const { return rules.szIptableTable; }
+    std::string Chain() const { return rules.szIptableChain; }
+    bool AreRulesElsewhere() const;  // than where websec.cfg says by now
 
     // Whether somebody counts on that protection: it is on, or not even root can tell.
     bool Wants(int nSwitch) const {
@@ -59,6 +66,7 @@ struct tagHost {
 };
 
 tagHost LookAtHost();
+bool HasCapability(const tagDaemonProcess& daemon, int nCapability);
 
 enum : uint8_t { IN_STATUS = 1, BEFORE_INSTALL = 2 };
 
@@ -77,7 +85,7 @@ void AddSection(const tagSection& section, tagStatus& status, tagHost& host);
 // The sections, by the file that they stand in.
 void AddDaemon(tagStatus& status, tagHost& host);  // status_daemon.cpp
 void AddQueue(tagStatus& status, tagHost& host);
-void AddRules(tagStatus& status, tagHost& host);
+void AddRules(tagStatus& status, tagHost& host);   // status_rules.cpp
 void AddConfig(tagStatus& status, tagHost& host);  // status_files.cpp
 void AddModules(tagStatus& status, tagHost& host);
 void AddDataFiles(tagStatus& status, tagHost& host);

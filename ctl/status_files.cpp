@@ -2,15 +2,22 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <ctime>
+
 #include "common/product_paths.h"
 #include "ctl/config_check.h"
 #include "ctl/data_file_check.h"
 #include "ctl/data_file_text.h"
 #include "ctl/module_check.h"
 #include "ctl/status.h"
+#include "ctl/time_argument.h"
 
 namespace {
 
+constexpr char CORRECT[] = "correct /usr/lib/Morvane/Morvane/websec.cfg, and restart websec";
+
+void JudgeRuleKeys(tagStatus& status, const tagHost& host);
 void JudgeChange(tagStatus& status, const tagHost& host);
 std::string DataFileState(const tagDataFileKind& kind, const std::string& path, tagStatus& status,
                           Json& document);
@@ -20,14 +27,23 @@ std::string DataFileState(const tagDataFileKind& kind, const std::string& path, 
 void AddConfig(tagStatus& status, tagHost& host) {
     const tagConfigCheck check = CheckServiceConfig(SERVICE_CONFIG_FILE);
     const bool bChanged = host.daemon && IsConfigNewerThan(*host.daemon);
+    const bool bSound = check.problems.empty() && WhyNoRules(host.config).empty();
     status.document["config"] = {
         {"file", SERVICE_CONFIG_FILE}, {"there", check.bThere}, {"changed_since_start", bChanged}};
-    status.rows.push_back({"websec.cfg", !check.bThere            ? "not there, the defaults hold"
-                                         : check.problems.empty() ? "sound"
-                                                                  : "faulty, see the warnings"});
+    status.rows.push_back({"websec.cfg", !check.bThere ? "not there, the defaults hold"
+                                         : bSound      ? "sound"
+                                                       : "faulty, see below"});
     for (const auto& problem : check.problems)
-        status.Warn("websec.cfg: " + problem, std::string("correct ") + SERVICE_CONFIG_FILE);
+        status.Warn("websec.cfg: " + problem, CORRECT);
+    JudgeRuleKeys(status, host);
     if (bChanged) JudgeChange(status, host);
+    struct stat file {};
+    if (stat(SERVICE_CONFIG_FILE, &file) == 0 && file.st_mtim.tv_sec > std::time(nullptr) + 1) {
+        status.Warn(
+            "websec.cfg is of the future, of " + LocalTimeText(file.st_mtim.tv_sec) +
+                ": the clock was set back, and whether the file was changed since the start is not known",
+            "set the clock right, or sudo touch " + std::string(SERVICE_CONFIG_FILE));
+    }
 }
 
 void AddModules(tagStatus& status, tagHost& host) {
@@ -70,11 +86,25 @@ void AddDataFiles(tagStatus& status, tagHost&) {
 
 namespace {
 
-// A reload reads the rest of the file.
+// What the running daemon has of it fails; what it will have may still be corrected.
+void JudgeRuleKeys(tagStatus& status, const tagHost& host) {
+    const auto inForce = WhyNoRules(host.rules);
+    for (const auto& reason : host.daemon ? inForce : std::vector<std::string>())
+        status.Fail("websec runs without rules that work: " + reason, CORRECT);
+    for (const auto& reason : WhyNoRules(host.config)) {
+        if (!host.daemon) {
+            status.Fail("websec.cfg: " + reason, CORRECT);
+        } else if (std::find(inForce.begin(), inForce.end(), reason) == inForce.end()) {
+            status.Warn("from its next start websec has no rules that work: " + reason, CORRECT);
+        }
+    }
+}
+
 void JudgeChange(tagStatus& status, const tagHost& host) {
-    std::string text =
-        "websec.cfg was changed after websec started: [ServiceConfigurations] holds from its "
-        "next start";
+    std::string text = "websec.cfg was changed after websec started, and holds from its next start";
+    if (host.AreRulesElsewhere()) {
+        text += "; until then its rules are in " + host.Table() + " " + host.Chain();
+    }
     if (host.bLiveTraffic != host.bRunsLive) {
         text += std::string("; LiveTraffic is ") + (host.bLiveTraffic ? "1" : "0") + " there and " +
                 (host.bRunsLive ? "1" : "0") + " in the running websec";

@@ -1,10 +1,14 @@
 // The sections of status and doctor about the host itself: what websec needs of it, and what it cannot see.
+#include <glob.h>
 #include <locale.h>
 #include <unistd.h>
 
 #include <iterator>
 #include <sstream>
 
+#include "category/catalogue_file.h"
+#include "common/product_paths.h"
+#include "ctl/config_check.h"
 #include "ctl/private_network.h"
 #include "ctl/queue_owner.h"
 #include "ctl/read_file.h"
@@ -18,7 +22,10 @@
 namespace {
 
 constexpr char LOCALE[] = "en_US.utf8";  // in which the daemon translates
+constexpr char CATALOGUE[] = PRODUCT_DIR "translation/en_US.utf8/LC_MESSAGES/lang.mo";
 constexpr char TRY_REMEDY[] = "load the kernel's module, or boot a kernel that has it";
+
+bool HasIPv6();
 
 // A rule that websec may want to make, tried where it changes nothing.
 struct tagMatchTry {
@@ -27,6 +34,8 @@ struct tagMatchTry {
     const char* szRule;     // behind -A OUTPUT
     const char* szWithout;  // what websec does then
     bool (*IsNeeded)(const tagHost& host);
+    const char* szTable = nullptr;  // null: where websec's rules are
+    const char* szProgram = "iptables";
 };
 constexpr tagMatchTry MATCH_TRIES[] = {
     {"NFQUEUE", "xt_NFQUEUE", "-p tcp -j NFQUEUE --queue-num 0", "nothing reaches websec",
@@ -39,17 +48,30 @@ constexpr tagMatchTry MATCH_TRIES[] = {
      "websec has nothing to put in the place of u32", [](const tagHost&) { return false; }},
     {"multiport", "xt_multiport", "-p tcp -m multiport --dports 80,443 -j NFQUEUE --queue-num 0",
      "UseDefinedPorts and CloseBypasses do not work",
-     [](const tagHost& host) { return host.bUsesPorts || host.bCloseBypasses; }},
+     [](const tagHost& host) { return host.config.bUseDefinedPorts != 0 || host.bCloseBypasses; }},
     {"connmark", "xt_connmark",
      "-p tcp -m connmark --mark 0x0/0x1 -m conntrack --ctdir ORIGINAL -j CONNMARK --set-xmark 0x0/0x1",
      "LiveTraffic does not work", [](const tagHost& host) { return host.bLiveTraffic; }},
+    {"mark", "xt_mark", "-p tcp -m mark --mark 0x0/0x1 -j MARK --set-xmark 0x0/0x1",
+     "LiveTraffic does not work", [](const tagHost& host) { return host.bLiveTraffic; }},
+    {"REJECT", "ipt_REJECT", "-p udp --dport 443 -j REJECT --reject-with icmp-port-unreachable",
+     "CloseBypasses does not work", [](const tagHost& host) { return host.bCloseBypasses; }, "filter"},
+    {"ip6tables", "ip6t_REJECT", "-p udp --dport 443 -j REJECT --reject-with icmp6-port-unreachable",
+     "CloseBypasses leaves IPv6 alone", [](const tagHost& host) { return host.bCloseBypasses && HasIPv6(); },
+     "filter", "ip6tables"},
 };
 
-std::string IptablesPath();
-bool CanMake(const std::string& iptables, const std::string& table, const char* szRule);
+// What of CloseBypasses is in force.
+struct tagClosed {
+    bool bQuic;  // over IPv4
+    bool bIPv6;
+};
+
+std::string IptablesPath(std::string_view program = "iptables");
+bool CanMake(const tagMatchTry& one, const tagHost& host);
 int BindQueueHere();
-bool ClosesBypasses(const tagHost& host);
-bool HasIPv6();
+tagClosed FindClosed(const tagHost& host);
+bool HasWords();
 
 }  // namespace
 
@@ -57,13 +79,21 @@ void AddLocale(tagStatus& status, tagHost&) {
     const locale_t locale = newlocale(LC_ALL_MASK, LOCALE, nullptr);
     status.document["locale"] = locale != nullptr;
     status.rows.push_back({"locale", std::string(LOCALE) + (locale ? " is there" : " is missing")});
-    if (locale) return freelocale(locale);
+    if (locale) {
+        freelocale(locale);
+        if (!HasWords()) {
+            status.Warn("there is no sound catalogue " + std::string(CATALOGUE) +
+                            ": reports speak message keys, not words",
+                        "install websec again, and restart it");
+        }
+        return;
+    }
     status.Warn(std::string("the locale ") + LOCALE + " is missing: reports speak message keys, not words",
                 "sudo localedef -i en_US -f UTF-8 en_US.UTF-8, and restart websec");
 }
 
 void AddUnseen(tagStatus& status, tagHost& host) {
-    const bool bCloses = ClosesBypasses(host), bIPv6 = HasIPv6();
+    const tagClosed closed = FindClosed(host);
     Json& document = status.document["not_seen"] = Json::array();
     std::string unseen;
     const auto note = [&](const char* szKey, const std::string& text, const std::string& remedy) {
@@ -72,9 +102,15 @@ void AddUnseen(tagStatus& status, tagHost& host) {
         status.Warn(text, remedy);
     };
     constexpr char CLOSE[] = "set CloseBypasses=1 in websec.cfg, and restart websec";
-    if (!bCloses) {
+    if (!closed.bQuic) {
         note("QUIC", "QUIC is not seen and passes: browsers use it where a site offers it", CLOSE);
-        if (bIPv6) note("IPv6", "this host has IPv6, which is not seen and passes", CLOSE);
+    }
+    if (!closed.bIPv6 && HasIPv6()) {
+        closed.bQuic ? note("IPv6",
+                            "CloseBypasses does not refuse IPv6 here, which is not seen and passes: there is "
+                            "no way out over IPv4, or no ip6tables that works",
+                            "give the host a way out over IPv4, or install ip6tables; or turn IPv6 off")
+                     : note("IPv6", "this host has IPv6, which is not seen and passes", CLOSE);
     }
     if (!host.bRunsLive) {
         note(
@@ -101,10 +137,10 @@ void AddIptables(tagStatus& status, tagHost&) {
 }
 
 void AddMatches(tagStatus& status, tagHost& host) {
-    const std::string iptables = IptablesPath();
+    (void)IptablesPath();
     std::string usable, missing;
     for (const tagMatchTry& one : MATCH_TRIES) {
-        const bool bMakes = CanMake(iptables, host.table, one.szRule);
+        const bool bMakes = CanMake(one, host);
         (bMakes ? usable : missing) += std::string(" ") + one.szName;
         if (bMakes) continue;
         const std::string text = std::string("iptables cannot use ") + one.szName + " here: " + one.szWithout;
@@ -127,17 +163,23 @@ void AddKernelQueue(tagStatus& status, tagHost&) {
 
 namespace {
 
-std::string IptablesPath() {
+// The other programs stand beside it.
+std::string IptablesPath(std::string_view program) {
     char szPath[512] = {};
-    if (FindIptablesPath(szPath, sizeof szPath) == 0) return szPath;
+    if (FindIptablesPath(szPath, sizeof szPath) == 0) {
+        const std::string_view path = szPath;
+        return std::string(path.substr(0, path.rfind('/') + 1)) + std::string(program);
+    }
     throw CtlError(
         "there is no iptables binary on this host, and websec does not start without; install "
         "iptables");
 }
 
-bool CanMake(const std::string& iptables, const std::string& table, const char* szRule) {
-    std::istringstream words(szRule);
-    std::vector<std::string> arguments = {iptables, "-t", table, "-A", "OUTPUT"};
+// In a table that there is none of nothing can be tried.
+bool CanMake(const tagMatchTry& one, const tagHost& host) {
+    const std::string table = one.szTable ? one.szTable : IsRuleTable(host.Table()) ? host.Table() : "mangle";
+    std::istringstream words(one.szRule);
+    std::vector<std::string> arguments = {IptablesPath(one.szProgram), "-t", table, "-A", "OUTPUT"};
     arguments.insert(arguments.end(), std::istream_iterator<std::string>(words), {});
     return RunInPrivateNetwork([&arguments] { return RunProgram(arguments).nExitStatus; }) == 0;
 }
@@ -151,10 +193,24 @@ int BindQueueHere() {
     return queues && !ParseBoundQueues(*queues).empty() ? 0 : 1;
 }
 
-// The running daemon's rules tell with which value it started.
-bool ClosesBypasses(const tagHost& host) {
-    if (!host.daemon || geteuid() != 0) return host.bCloseBypasses;
-    return HasJump(ListRules("filter", "OUTPUT"), CLOSE_CHAIN);
+// The running daemon's rules tell with which value it started, and what it could make of it.
+tagClosed FindClosed(const tagHost& host) {
+    if (!host.daemon || geteuid() != 0) return {host.bCloseBypasses, host.bCloseBypasses};
+    const tagProgramRun run = RunProgram({IptablesPath("ip6tables"), "-t", "filter", "-S"});
+    const bool bTcp = run.output.find(std::string("-A ") + CLOSE_CHAIN + " -p tcp ") != run.output.npos;
+    return {HasJump(ListRules("filter", "OUTPUT"), CLOSE_CHAIN), bTcp && HasJump(run.output, CLOSE_CHAIN)};
+}
+
+// Any that is damaged keeps all from being used.
+bool HasWords() {
+    glob_t found{};
+    bool bSound = access(CATALOGUE, R_OK) == 0;
+    if (glob(PRODUCT_DIR "translation/*/LC_MESSAGES/lang.mo", 0, nullptr, &found) == 0) {
+        for (size_t n = 0; n < found.gl_pathc; ++n)
+            bSound &= IsSoundCatalogue(found.gl_pathv[n]) == 1;
+    }
+    globfree(&found);
+    return bSound;
 }
 
 // Whether there is an address that reaches beyond this host and its links (scope 00, global).

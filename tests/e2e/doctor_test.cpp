@@ -36,6 +36,7 @@ TEST_F(Doctor, FindsNothingWrongWithADaemonThatWorks) {
 TEST_F(Doctor, NamesTheCauseAndTheRemedy) {
     const std::string config = ProductFile("websec.cfg"), scanner = ProductFile("urlcheck.so");
     const std::string category = ProductFile("libwebcat.so");
+    const std::string words = ProductFile("translation/en_US.utf8/LC_MESSAGES/lang.mo");
     const std::string database = "/var/lib/websec/websec.db", folder = "/var/lib/websec";
     const struct {
         std::string breaks, repairs;
@@ -58,8 +59,14 @@ TEST_F(Doctor, NamesTheCauseAndTheRemedy) {
          "is damaged: it is cut", "websecctl datafile build", false},
         {"mount -t tmpfs -o ro tmpfs " + folder, "umount " + folder, "is read-only", "mount it for writing",
          true},
-        {"mount -t tmpfs -o size=64k tmpfs " + folder, "umount " + folder, "is full", "free some space",
-         true},
+        {"cp -a " + folder + " /tmp/f; mount -t tmpfs -o size=1m tmpfs " + folder + "; cp -a /tmp/f/. " +
+             folder + "; dd if=/dev/zero bs=4k of=" + folder + "/x 2>/dev/null; true",
+         "umount " + folder, "is full", "free some space", true},
+        {"touch -d '+1 day' " + config, "rm " + config, "websec.cfg is of the future", "set the clock right",
+         false},
+        {"mv " + words + " /tmp/w", "mv /tmp/w " + words, "no sound catalogue", "install websec", false},
+        {"printf '[IPTABLEConfigurations]\\niptableTable=nat\\n' >" + config, "rm " + config,
+         "from its next start websec has no rules that work", "correct /usr/lib/Morvane", false},
         {"iptables-save -t mangle >/tmp/r; iptables -t mangle -D POSTROUTING 1", "iptables-restore /tmp/r",
          "2 rules in mangle POSTROUTING", "within a minute", true},
         {"mv /usr/sbin/iptables /tmp/i", "mv /tmp/i /usr/sbin/iptables", "there is no iptables binary",
@@ -75,6 +82,7 @@ TEST_F(Doctor, NamesTheCauseAndTheRemedy) {
         EXPECT_EQ(doctor.nStatus, row.bFails ? 1 : 0) << doctor.output;
         EXPECT_THAT(doctor.output, AllOf(HasSubstr(row.szText), HasSubstr(row.szRemedy))) << row.breaks;
         EXPECT_LE(CountText(doctor.output, "settings store"), 1u) << doctor.output;
+        EXPECT_THAT(doctor.output, Not(HasSubstr("I/O error")));
     }
     EXPECT_EQ(Shell("websecctl doctor").nStatus, 0);
     kill(daemon.pid, SIGKILL);
@@ -99,6 +107,38 @@ TEST_F(Doctor, NamesTheCauseAndTheRemedy) {
     EXPECT_THAT(Shell("websecctl doctor").output, Not(HasSubstr("has left")));
     const QueueTaker other;
     EXPECT_THAT(Shell("websecctl doctor").output, HasSubstr("websec cannot have it"));
+}
+
+// A daemon with rules that see nothing, and what stands in their way.
+TEST_F(Doctor, NamesWhyRulesSeeNothing) {
+    const struct {
+        const char* szKeys;
+        const char* szPrepare;
+        const char* szText;
+    } rows[] = {
+        {"iptableTable=nat", "true", "iptableTable is 'nat', which sees only the first packet"},
+        {"iptableChain=INPUT", "true", "iptableChain is 'INPUT', through which nothing goes"},
+        {"iptableTable=bogus", "true", "iptableTable is 'bogus', not mangle"},
+        {"queueNum=70000", "true", "queueNum is 70000, not"},
+        {"UseDefinedPorts=1\nHTTPPorts=1,2,3,4,5,6,7,8,9,10,11,12,13,14,15",
+         "echo 8080 | websecctl datafile build ports /usr/lib/Morvane/Morvane/wswebflt.dat",
+         "14,15,8080', not"},
+        {"iptableChain=A",
+         "iptables -t mangle -N A; iptables -t mangle -N DEAD; iptables -t mangle -A DEAD -j A",
+         "nothing that this host sends comes through the chain A"},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.szKeys);
+        WriteFile(ProductFile("websec.cfg"), std::string("[IPTABLEConfigurations]\n") + row.szKeys + "\n");
+        MustRun(row.szPrepare);
+        tagDaemon daemon = LaunchDaemon();
+        EXPECT_TRUE(Within(10000, [&] { return LetsSignalsIn(daemon.pid); }));
+        const tagOutcome doctor = Shell("websecctl doctor");
+        EXPECT_THAT(doctor.output, AllOf(HasSubstr(row.szText), Not(HasSubstr("iptables cannot use"))));
+        EXPECT_EQ(Shell("websecctl status").nStatus, 1);
+        EXPECT_EQ(StopDaemon(daemon), 0);
+    }
+    MustRun("iptables -t mangle -F; iptables -t mangle -X");
 }
 
 TEST_F(Doctor, TellsCategoryServersApart) {

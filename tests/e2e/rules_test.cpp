@@ -157,6 +157,23 @@ TEST_P(Rules, AReloadKeepsTheQueue) {
     EXPECT_EQ(StopDaemon(daemon), 0);
 }
 
+// Where a crashed daemon's rules are is what it noted, not what websec.cfg says by then.
+TEST_P(Rules, LeftRulesAreFoundWhateverTheConfigurationSaysNow) {
+    WriteFile(ProductFile("websec.cfg"),
+              "[IPTABLEConfigurations]\nqueueNum=3\nUseDefinedPorts=1\nHTTPPorts=80,8080\n");
+    tagDaemon daemon = StartDaemon();
+    WriteFile(ProductFile("websec.cfg"),
+              "[IPTABLEConfigurations]\niptableTable=filter\niptableChain=OUTPUT\n");
+    EXPECT_THAT(Shell("websecctl status").output,
+                HasSubstr("until then its rules are in mangle POSTROUTING"));
+    kill(daemon.pid, SIGKILL);
+    (void)AwaitEnd(daemon);
+    EXPECT_THAT(Shell("websecctl status").output, HasSubstr("has left 3 rules in mangle POSTROUTING"));
+    EXPECT_EQ(QueueRules(), 3u);
+    MustRun("websecctl rules remove");
+    EXPECT_EQ(QueueRules(), 0u) << ChainRules();
+}
+
 class RulesWatchdog : public LabTest {};
 
 // Its period is 60 seconds.

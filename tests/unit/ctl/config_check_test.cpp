@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 
 #include "run_websecctl.h"
+#include "service/read_config.h"
 
 namespace {
 
@@ -16,6 +17,12 @@ class ConfigCheck : public WebsecctlTest {
     std::vector<std::string> Problems(const std::string& text) {
         WriteFile("websec.cfg", text);
         return CheckServiceConfig(Path("websec.cfg")).problems;
+    }
+    std::vector<std::string> NoRules(const std::string& keys) {
+        WriteFile("websec.cfg", "[IPTABLEConfigurations]\n" + keys);
+        g_ServiceConfig = {};
+        ReadRuleKeys(Path("websec.cfg").c_str());
+        return WhyNoRules(g_ServiceConfig);
     }
 };
 
@@ -33,21 +40,51 @@ TEST_F(ConfigCheck, NamesWhatTheDaemonTakesOtherwise) {
         const char* szLine;
         const char* szProblem;
     } rows[] = {
-        {"[IPTABLEConfigurations]\nqueueNum=65536", "queueNum is '65536', not a number from 0 to 65535"},
+        {"[IPTABLEConfigurations]\nqueueNum=5x", "queueNum is '5x', not a number from 0 to 65535"},
         {"[IPTABLEConfigurations]\nqueueNum=", "queueNum is '', not"},
-        {"[IPTABLEConfigurations]\niptableTable=Mangle", "iptableTable is 'Mangle'"},
-        {"[IPTABLEConfigurations]\nHTTPPorts=80,,81", "HTTPPorts is '80,,81'"},
+        {"[IPTABLEConfigurations]\nqueueNum=1\nQueueNum=2", "'QueueNum' stands twice: websec reads"},
+        {"[ServiceConfigurations]\n[iptableconfigurations]\n[serviceconfigurations]\nLiveTraffic=1",
+         "the section 'serviceconfigurations' stands twice"},
+        {"[IPTABLEConfigurations]\niptableChain", "'iptableChain' has no '=': its default holds"},
         {"[ServiceConfigurations]\ncatEngine=256", "catEngine is '256', not 0, 1 or 2"},
         {"[ServiceConfigurations]\nqueueNum=1", "'queueNum' in section 'ServiceConfigurations'"},
         {"[ServiceConfigurations]\ncatEngin=1", "'catEngin' in section"},
         {"[Service]", "the section 'Service' is not known"},
         {"catEngine=2", "'catEngine' in section '' is not known"},
         {"[ServiceConfigurations", "has no ']'"},
-        {"[IPTABLEConfigurations]\niptableChain=X;id", "iptableChain is 'X;id'"},
     };
     for (const auto& row : rows)
         EXPECT_THAT(Problems(row.szLine), ElementsAre(HasSubstr(row.szProblem))) << row.szLine;
     EXPECT_THAT(CheckServiceConfig(Path("")).problems, ElementsAre(HasSubstr("cannot be read")));
+}
+
+TEST_F(ConfigCheck, NamesWhatNoRuleCanBeMadeOf) {
+    constexpr char PORTS[] = "UseDefinedPorts=1\nFTPPorts=";
+    const struct {
+        std::string keys;
+        const char* szReason;  // null: none
+    } rows[] = {
+        {"", nullptr},
+        {"iptableTable=raw\niptableChain=MY-CHAIN\nHTTPPorts=none in use", nullptr},
+        {"iptableTable=security\niptableChain=OUTPUT", nullptr},
+        {"queueNum=65536", "queueNum is 65536, not"},
+        {"iptableTable=Mangle", "iptableTable is 'Mangle', not"},
+        {"iptableTable=nat", "first packet of a connection"},
+        {"iptableTable=filter", "'POSTROUTING', which the table filter does not have"},
+        {"iptableChain=INPUT", "'INPUT', through which nothing goes that this host sends"},
+        {"iptableChain=", "iptableChain is '', not the name"},
+        {"iptableChain=X;id", "iptableChain is 'X;id', not the name"},
+        {PORTS + std::string("1,2,3,4,5,6,7,8,9,10,11,12,13,14:15"), nullptr},
+        {PORTS + std::string("1,2,3,4,5,6,7,8,9,10,11,12,13,14,15:16"), "15 at most"},
+        {PORTS + std::string("90:80"), "'90:80', not ports"},
+        {PORTS + std::string("80:80"), "'80:80', not ports"},
+        {PORTS + std::string("80,,81"), "'80,,81', not ports"},
+    };
+    for (const auto& row : rows) {
+        const auto reasons = NoRules(row.keys);
+        ASSERT_EQ(reasons.size(), row.szReason ? 1u : 0u) << row.keys;
+        EXPECT_THAT(row.szReason ? reasons[0] : "", HasSubstr(row.szReason ? row.szReason : ""));
+    }
 }
 
 }  // namespace

@@ -55,6 +55,26 @@ TEST(RuleCount, CountsTheRulesOfThisQueueAlone) {
     EXPECT_FALSE(HasChain("-P OUTPUT ACCEPT\n-N WEBSEC_LIVE\n", "WEBSEC"));
 }
 
+TEST(RuleCount, FollowsTheWayOfWhatThisHostSends) {
+    const struct {
+        const char* szRules;
+        bool bReached, bPastAccept;
+    } rows[] = {
+        {"-A POSTROUTING -p tcp -j WEBSEC\n", true, true},
+        {"-A OUTPUT -p tcp -g MINE\n-A MINE -o eth0 -j WEBSEC\n", true, true},
+        {"-A DEAD -p tcp -j WEBSEC\n-A INPUT -j WEBSEC\n", false, false},
+        {"-A POSTROUTING -p tcp -j WEBSEC_LIVE\n", false, false},
+        {"-A POSTROUTING -d 192.0.2.1/32 -j ACCEPT\n-A POSTROUTING -p tcp -j WEBSEC\n", true, true},
+        {"-A POSTROUTING -p tcp -j ACCEPT\n-A POSTROUTING -p tcp -j WEBSEC\n", false, true},
+    };
+    for (const auto& row : rows) {
+        const std::string table = std::string("-P OUTPUT ACCEPT\n-N WEBSEC\n") + row.szRules;
+        EXPECT_EQ(IsReached(table, "WEBSEC", false), row.bReached) << row.szRules;
+        EXPECT_EQ(IsReached(table, "WEBSEC", true), row.bPastAccept) << row.szRules;
+    }
+    EXPECT_TRUE(IsReached("-P OUTPUT ACCEPT\n", "OUTPUT", false));
+}
+
 TEST(ProcessStatus, ReadsSignalsAndCapabilities) {
     const auto status = ParseProcessStatus(
         "Name:\twebsec\nState:\tT "
