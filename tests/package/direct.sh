@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
-# In the lab, which has no systemd: the product is installed, comes back after a kill, its examples run, and it leaves
-# neither rule nor file; what would reach a shell from websec.cfg is refused. Usage: direct.sh BUILD_DIR
+# In the lab, which has no systemd: the product is installed, comes back after each of ten kills, its examples run, and
+# it leaves neither rule nor file; what would reach a shell from websec.cfg is refused, its chain is the one that the
+# daemon reads, and somebody else's is left alone. Usage: direct.sh BUILD_DIR
 set -u
 here=$(dirname "$(realpath "$0")")
 root=$here/../..
@@ -17,7 +18,7 @@ websecctl status || fail "it does not work"
 sleep 0.5
 awk '/^Uid/ && $3 == 0 || /^Cap/ && $2 !~ /^0*$/ || /^NoNewPrivs/ && $2 != 1 { exit 1 }' \
     "/proc/$(pgrep -ox websec-catserve)/status" || fail "the category server has rights"
-for round in 1 2 3; do
+for round in $(seq 10); do
     kill -9 "$(pgrep -ox websec)"
     start=$(date +%s%N)
     until curl -s -m 0.3 -o /dev/null http://allowed.example/; do
@@ -41,13 +42,39 @@ iptableChain iptableChain=
 iptableTable iptableTable=-mangle x
 HTTPSPorts HTTPSPorts=443 $(id)
 LINES
+# Started is what has its rules in the chain that own-chain made.
+iptables -t mangle -N MINE
+iptables -t mangle -A MINE -d 192.0.2.99 -j ACCEPT
+while read -r why text; do
+    printf '%b' "$text" >$config
+    $libexec/run-direct start || fail "$why: it does not start"
+    $libexec/run-direct stop
+done <<'TEXTS'
+second-section [IPTABLEConfigurations]\nqueueNum=0\n[IPTABLEConfigurations]\niptableChain=LATER\n
+key-without-value [IPTABLEConfigurations]\niptableChain\niptableChain=LATER\n
+a-chain-that-is-there [IPTABLEConfigurations]\niptableChain=MINE\n
+TEXTS
+[ "$(iptables-save -t mangle | grep -c -e '^-A' -e ':MINE')" = 3 ] || fail "somebody else's chain is not as it was"
+iptables -t mangle -F MINE
+iptables -t mangle -X MINE
+
 cp /tmp/kept.cfg $config
 $libexec/run-direct start || fail "it does not start again"
+sed -i 's/^iptableChain=.*/iptableChain=NEXT/' $config
+$libexec/own-chain make
+iptables -t mangle -S WEBSEC | grep -q NFQUEUE || fail "a chain for the next start takes the running daemon's away"
+cp /tmp/kept.cfg $config
 
 "$here/run_examples.sh" "$root/README.md" "$root"/docs/*.md "$root"/packaging/man/*.scd || fail "an example failed"
+keeper=$(cat /run/websec/keeper)
+kill -STOP "$keeper"
 iptables -t mangle -F POSTROUTING
 websecctl status | grep -q 'no rule leads to the chain WEBSEC' || fail "nobody tells that nothing leads to the chain"
-$libexec/own-chain make
+kill -CONT "$keeper"
+for _ in $(seq 300); do
+    iptables -t mangle -C POSTROUTING -p tcp -j WEBSEC 2>/dev/null && break
+    sleep 0.1
+done
 iptables -t mangle -C POSTROUTING -p tcp -j WEBSEC || fail "the chain that another program flushed is not back"
 iptables -t mangle -A POSTROUTING -d 192.0.2.99 -j ACCEPT
 echo '; mine' >>/usr/lib/Morvane/Morvane/websec.cfg
