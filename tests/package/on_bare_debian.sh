@@ -98,7 +98,9 @@ malformed_name() {
     blocking "the name mended"
 }
 
+# What is in the one kind of tables, the other iptables can neither see nor take away.
 other_iptables() {
+    systemctl stop websec
     update-alternatives --set iptables /usr/sbin/iptables-legacy >/dev/null
     update-alternatives --set ip6tables /usr/sbin/ip6tables-legacy >/dev/null
     systemctl restart websec
