@@ -234,8 +234,8 @@ machine_rows() {
     heading "disks"
     row "store on a full disk" rests small_disk no_disk
     row "store that cannot be written" rests "small_disk; mount -o remount,ro /var/lib/websec" no_disk
-    row "counters page: folder in its place" rests "rm -f /run/websec.counters; mkdir /run/websec.counters" \
-        "rmdir /run/websec.counters 2>/dev/null; true"
+    row "counters page: folder in its place" rests "rm -f /run/websec/counters; mkdir -p /run/websec/counters" \
+        "rmdir /run/websec/counters 2>/dev/null; true"
     heading "firewall"
     row "iptables absent" ended "mv /usr/sbin/iptables /usr/sbin/iptables.away" "mv /usr/sbin/iptables.away /usr/sbin/iptables"
     row "iptables takes its time" rests "iptables_does 'sleep 0.1'" real_iptables

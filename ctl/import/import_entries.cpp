@@ -110,8 +110,7 @@ void RefuseMany(int nList) {
     const std::string list = StoreListName(nList);
     throw CtlError(
         "refused: there would be more than " + std::to_string(POLICY_IMPORT_MAX) +
-        " names in the list. The " + list +
-        " list is resolved name by name, while no request is answered, whenever settings are loaded. " +
+        " names in the list. The " + list + " list is resolved name by name whenever settings are loaded. " +
         (nList == STORE_LIST_BLOCK
              ? "For large lists: 'websecctl import harmful FILE', or a category that is blocked: 'websecctl "
                "import category NAME FILE', then 'websecctl category block NAME'"
