@@ -8,9 +8,12 @@
 
 // Longer than a module may take that keeps to a limit of its own (CATSERVER_TIMEOUT_MS).
 constexpr int64_t WORKERS_STOPPED_MS = 3000;
+// The most of it that counts between two messages: a daemon that was stopped itself has workers to take what
+// came meanwhile.
+constexpr int64_t LONGEST_SPAN_MS = 1000;
 
-// A worker looks into the store now. The caller holds g_PacketStoreLock.
-void NoteWorkerTakes(int64_t nNowMs);
+// A worker looks into the store. The caller holds g_PacketStoreLock.
+void NoteWorkerTakes();
 
 // Whether messages have waited for that long while no worker looked for one; from then on until one does. The
 // caller holds g_PacketStoreLock and asks before each message that it stores.

@@ -6,7 +6,6 @@
 #include <chrono>
 #include <iterator>
 
-#include "common/monotonic_ms.h"
 #include "inspect/queued_packet.h"
 #include "intercept/judging_cost.h"
 #include "intercept/packet_info.h"
@@ -113,7 +112,7 @@ void JudgePackets(tagWorkerThread& worker) {
     for (;;) {
         AwaitStoredMessage(slot);
         pthread_mutex_lock(&g_PacketStoreLock);
-        NoteWorkerTakes(MonotonicMs());
+        NoteWorkerTakes();
         const int nPopped = PacketStorePop(g_PacketStore, slot);
         CountStoreDepth(g_PacketStore);
         pthread_mutex_unlock(&g_PacketStoreLock);
