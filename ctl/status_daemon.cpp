@@ -3,6 +3,8 @@
 #include <linux/netfilter/nfnetlink_queue.h>
 #include <unistd.h>
 
+#include <algorithm>
+
 #include "common/product_paths.h"
 #include "ctl/queue_owner.h"
 #include "ctl/status.h"
@@ -33,6 +35,7 @@ constexpr tagChannelFlag CHANNEL_FLAGS[] = {
 void AddProcess(tagStatus& status, const tagHost& host);
 void JudgeProcess(tagStatus& status, const tagDaemonProcess& daemon);
 void AddSettingsTime(tagStatus& status, const tagHost& host);
+void WarnOfKept(tagStatus& status, const tagBoundQueue& queue);
 void JudgeQueue(tagStatus& status, tagHost& host, const std::vector<tagQueueOwner>& owners);
 std::string OwnerText(const tagQueueOwner& owner);
 
@@ -65,6 +68,7 @@ void AddQueue(tagStatus& status, tagHost& host) {
         text = std::to_string(host.config.nQueueNum) + ", read by " + OwnerText(owner) + ", " +
                Counted(queue.nPackets, "packet") + ", " + std::to_string(queue.nWaiting) + " waiting, " +
                document["dropped"].dump() + " dropped";
+        WarnOfKept(status, queue);
     }
     status.rows.push_back({"queue", text});
     JudgeQueue(status, host, owners);
@@ -161,6 +165,21 @@ void JudgeQueue(tagStatus& status, tagHost& host, const std::vector<tagQueueOwne
                         ": websec has not got it, and requests that match its rules get lost",
                     RESTART);
     }
+}
+
+// What comes and goes is away at one look or another.
+void WarnOfKept(tagStatus& status, const tagBoundQueue& queue) {
+    uint32_t nKept = queue.nWaiting;
+    for (int i = 0; i < 10 && nKept != 0; ++i) {
+        usleep(100'000);
+        for (const auto& owner : FindQueueOwners())
+            if (owner.queue.nQueueNum == queue.nQueueNum) nKept = std::min(nKept, owner.queue.nWaiting);
+    }
+    if (nKept == 0) return;
+    status.Warn(Counted(nKept, "request") +
+                    " got no verdict for a second: a module hangs, or more comes than "
+                    "websec can judge",
+                RESTART);
 }
 
 std::string OwnerText(const tagQueueOwner& owner) {
