@@ -1,95 +1,18 @@
-// The decision flow from the queue message to the verdict, between stand-ins (flow_recorder.h) that write
-// down when they are asked.
+// The order in which a request meets the checks, and what the report of a block tells.
 #include "inspect/decision_flow.h"
 
 #include <arpa/inet.h>
 #include <linux/netfilter.h>
 
-#include <cstring>
 #include <map>
 #include <set>
 
-#include "category/category_engine.h"
-#include "category/category_table.h"
 #include "category/translate.h"
-#include "inspect/queued_packet.h"
-#include "intercept/queue_attributes.h"
-#include "service/service_config.h"
-#include "tests/support/client_hello_composer.h"
 #include "tests/support/fake_kernel_queue.h"
 #include "tests/support/packet_composer.h"
-#include "tests/support/policy_fixture.h"
-#include "tests/unit/inspect/flow_recorder.h"
+#include "tests/unit/inspect/flow_fixture.h"
 
 namespace {
-
-constexpr uint32_t PACKET_ID = 77;
-
-// Where the site a.example/p stands.
-enum : unsigned {
-    EXCL = 1,
-    SITE = 2,
-    PATTERN = 4,
-    B_HOST = 8,
-    B_URL = 16,
-    A_HOST = 32,
-    A_URL = 64,
-    ALLOWED = A_HOST | A_URL,
-    NO_CATS = 128,  // no category is blocked; else 2, 3 and 50 are
-};
-
-char s_Pattern[1][PATTERN_BYTES] = {"a.example/"};
-uint8_t s_Mapping[WEBCAT_ENTRY_BYTES] = {50};  // the library has a name for category 50
-
-class DecisionFlow : public PolicyTest {
-  protected:
-    void SetUp() override {
-        g_Flow = {};
-        g_Flow.nCategory = 17;
-        BindRecorder();
-        g_bReportBlocked = 1;
-        g_WebCatMapping = {1, s_Mapping};
-    }
-    void TearDown() override {
-        UnbindRecorder();
-        g_WebCatMapping = {};
-        g_bUseCatServer = CATENGINE_LIBRARY;
-        g_bLiveTraffic = 0;
-        g_ExclusionPatterns = g_TrustedURLPatterns = {};
-        g_ExcludedRanges = {};
-        PolicyTest::TearDown();
-    }
-    // The values of phishing protection, browsing protection, category filter and block list, as digits.
-    static void SetSwitches(std::string_view digits) {
-        g_bPhishingProtection = static_cast<uint8_t>(digits[0] - '0');
-        g_bBrowsingProtection = static_cast<uint8_t>(digits[1] - '0');
-        g_bWebCategoryFilter = static_cast<uint8_t>(digits[2] - '0');
-        g_bCustomBlockList = static_cast<uint8_t>(digits[3] - '0');
-    }
-    static void SetPlaces(unsigned nPlaces) {
-        const tagPatternTable pattern = {1, s_Pattern};
-        if (nPlaces & EXCL) g_ExclusionPatterns = pattern;
-        if (nPlaces & PATTERN) g_TrustedURLPatterns = pattern;
-        if (nPlaces & SITE) FillList(g_pTrustedSiteList, {"a.example/p"});
-        if (nPlaces & B_HOST) FillList(g_pBlockHostList, {"a.example"});
-        if (nPlaces & B_URL) FillList(g_pBlockURLList, {"a.example/p"});
-        if (nPlaces & A_HOST) FillList(g_pAllowHostList, {"a.example"});
-        if (nPlaces & A_URL) FillList(g_pAllowURLList, {"a.example/p"});
-        if (nPlaces & NO_CATS) return;
-        for (const uint16_t nId : {2, 3, 50})
-            g_nBlockedCategories[g_nBlockedCategoryCount++] = nId;
-    }
-    // As a worker does it.
-    static tagPacketInfo Dispatch(std::span<const uint8_t> message) {
-        tagPacketInfo info{};
-        EXPECT_EQ(RunQueueMessages(message.data(), message.size(), 0, OnQueuePacket, &info), MNL_CB_STOP);
-        return info;
-    }
-};
-
-std::string Http(const char* szRequest, const char* szHost) {
-    return std::string(szRequest) + " HTTP/1.1\r\nHost: " + szHost + "\r\n\r\n";
-}
 
 std::u16string Wide(std::string_view text) {
     return {text.begin(), text.end()};
@@ -331,144 +254,6 @@ TEST_F(DecisionFlow, TheFirstFTPAddressMatch) {
         EXPECT_EQ(g_Flow.reports.nResult, row.nBlocked);
         TearDown();
     }
-}
-
-// With a scanner that finds fault with everything: what it is shown, and what passes it by.
-TEST_F(DecisionFlow, WhichPacketsReachTheChecks) {
-    const auto spoiled = [](size_t nOffset) {
-        Bytes packet = ComposePacket({.payload = Http("GET /p", "a.example")});
-        packet[nOffset] ^= 1;
-        return packet;
-    };
-    const auto http = [](const char* szRequest, const char* szHost) {
-        return ComposePacket({.payload = Http(szRequest, szHost)});
-    };
-    const auto tls = [](const std::string& hello) {
-        return ComposePacket({.nDstPort = 443, .payload = hello});
-    };
-    tagAddrRange range = {0xCB007100, htonl(0xFFFFFF00)};  // 203.0.113.0/24
-    const struct {
-        const char* szReason;
-        Bytes packet;
-        const char* szScanned;  // null: accepted unseen
-    } rows[] = {
-        {"HTTP", http("GET /p", "a.example:8080"), "a.example/p"},
-        {"no Host line", ComposePacket({.payload = "GET /p HTTP/1.1\r\n\r\n"}), ""},
-        {"this host", http("GET /p", "localhost"), nullptr},
-        {"this host, no path", http("GET /", "localhost:8080"), nullptr},
-        {"this host without the slash", http("CONNECT localhost:443", "localhost:443"), "localhost"},
-        {"this host in capitals", http("GET /p", "LOCALHOST"), "LOCALHOST/p"},
-        {"begins like this host", http("GET /p", "localhost.example"), "localhost.example/p"},
-        {"TLS", tls(ClientHelloFor("a.example")), "a.example"},
-        {"TLS to this host", tls(ClientHelloFor("localhost")), "localhost"},
-        {"server name of two characters", tls(ClientHelloFor("ab")), "ab"},
-        {"server name of one character", tls(ClientHelloFor("a")), nullptr},
-        {"no server name", tls(ComposeClientHello()), nullptr},
-        {"FTP", ComposePacket({.nDstPort = 21, .payload = "RETR f.zip\r\n"}), "198.51.100.20/f.zip"},
-        {"none of the three", http("POST /p", "a.example"), nullptr},
-        {"no TCP data", ComposePacket(), nullptr},
-        {"bad IP checksum", spoiled(4), nullptr},
-        {"bad TCP checksum", spoiled(44), nullptr},
-        {"UDP", ComposePacket({.nProtocol = IPPROTO_UDP, .payload = Http("GET /p", "a.example")}), nullptr},
-        {"no payload attribute", {}, nullptr},
-        {"excluded destination",
-         ComposePacket({.szDstAddr = "203.0.113.9", .payload = Http("GET /p", "a.example")}), nullptr},
-    };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.szReason);
-        SetUp();
-        SetSwitches("1000");
-        g_Flow.nFindings = FOUND_PHISHING;
-        g_ExcludedRanges = {1, &range};
-        const tagPacketInfo info = Dispatch(fake_kernel::QueueMessage(PACKET_ID, row.packet));
-        EXPECT_EQ(info.nPacketId, PACKET_ID);
-        EXPECT_EQ(info.nVerdict, row.szScanned ? NF_DROP : NF_ACCEPT);
-        EXPECT_EQ(g_Flow.trace, row.szScanned ? "pRrX" : "");
-        EXPECT_EQ(g_Flow.scannedURL, row.szScanned ? row.szScanned : "");
-        TearDown();
-    }
-}
-
-// A message that breaks off anywhere, and one whose packet does, passes.
-TEST_F(DecisionFlow, CutMessagesPass) {
-    SetSwitches("0001");
-    FillList(g_pBlockHostList, {"a.example"});
-    const Bytes packet = ComposePacket({.payload = Http("GET /p", "a.example")});
-    ASSERT_EQ(packet.size() % 4, 0u) << "no padding that could go missing";
-    const auto whole = fake_kernel::QueueMessage(PACKET_ID, packet);
-    for (size_t nKept = sizeof(nlmsghdr); nKept < whole.size(); ++nKept) {
-        std::vector<uint8_t> cut = whole;  // what is missing still lies behind it
-        const auto nLength = static_cast<uint32_t>(nKept);
-        std::memcpy(cut.data(), &nLength, sizeof nLength);
-        EXPECT_EQ(Dispatch(std::span(cut).first(nKept)).nVerdict, NF_ACCEPT) << nKept;
-    }
-    for (size_t nKept = 0; nKept < packet.size(); ++nKept) {
-        const auto part = std::span(packet).first(nKept);
-        EXPECT_EQ(Dispatch(fake_kernel::QueueMessage(PACKET_ID, part)).nVerdict, NF_ACCEPT) << nKept;
-    }
-    EXPECT_EQ(g_Flow.trace, "");
-    EXPECT_EQ(Dispatch(whole).nVerdict, NF_DROP);
-}
-
-// LiveTraffic 1 with b.example in the block list: the segments of one connection, and what becomes of each.
-TEST_F(DecisionFlow, LiveTrafficJudgesWhatSingleSegmentsHide) {
-    const std::string get = Http("GET /p", "b.example"), head = Http("HEAD /", "a.example");
-    const std::string hello = LargeClientHelloFor("b.example"), harmless = LargeClientHelloFor("a.example");
-    const std::string open = "GET / HTTP/1.1\r\nHost: a.example\r\n";
-    const std::string padded = "b.example" + std::string(260, ' ');
-    const struct {
-        const char* szReason;
-        std::vector<std::string> segments;
-        const char* szVerdicts;  // a accepted, d dropped
-        const char* szTrace;
-    } rows[] = {
-        {"whole", {get}, "d", "RrX"},
-        {"another host", {Http("GET /p", "a.example")}, "a", "c"},
-        {"an FTP word in the URL", {Http("GET /?x=RETR", "b.example")}, "d", "RrX"},
-        {"an FTP word in the cookie", {Http("GET /", "b.example\r\nCookie: CWD a")}, "d", "RrX"},
-        {"blanks behind the host", {Http("GET /p", padded.c_str())}, "d", "RrX"},
-        {"HEAD", {Http("HEAD /p", "b.example")}, "d", "RrX"},
-        {"GET behind HEAD", {head + get}, "d", "cRrX"},
-        {"GET behind HEAD, its rest later", {head + get.substr(0, 20), get.substr(20)}, "ad", "cRrX"},
-        {"HEAD ends in the segment of GET", {head.substr(0, 20), head.substr(20) + get}, "ad", "cRrX"},
-        {"request line in two, and the rest once more: reset again",
-         {get.substr(0, 5), get.substr(5), "more"},
-         "add",
-         "RrXX"},
-        {"in a segment with the end of the headers", {open, "X: y\r\n\r\n" + get}, "ad", "cRrX"},
-        {"allowed, then tunnelled", {harmless, "body"}, "aa", "c"},
-        {"browser's hello", {hello.substr(0, 1448), hello.substr(1448)}, "dd", "RrXX"},
-        {"name in the second segment", {hello.substr(0, 900), hello.substr(900)}, "ad", "RrX"},
-    };
-    uint16_t nPort = 1024;
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.szReason);
-        SetUp();
-        g_bLiveTraffic = 1;
-        SetSwitches("0011");
-        FillList(g_pBlockHostList, {"b.example"});
-        ++nPort;
-        uint32_t nSeq = 0xFFFFFF00;
-        std::string verdicts;
-        tagPacketInfo info{};
-        for (const std::string& segment : row.segments) {
-            info = Dispatch(fake_kernel::QueueMessage(
-                PACKET_ID, ComposePacket({.nSrcPort = nPort, .nSeq = nSeq, .payload = segment})));
-            nSeq += static_cast<uint32_t>(segment.size());
-            verdicts += info.nVerdict == NF_ACCEPT ? 'a' : 'd';
-        }
-        EXPECT_EQ(verdicts, row.szVerdicts);
-        EXPECT_EQ(g_Flow.trace, row.szTrace);
-        EXPECT_EQ(info.nStreamMark, row.segments.back() == "body" ? STREAM_RELEASE : STREAM_KEEP);
-        TearDown();
-    }
-    SetUp();
-    g_bLiveTraffic = 1;
-    tagAddrRange all{0, 0};
-    g_ExcludedRanges = {1, &all};
-    const Bytes excluded = ComposePacket({.payload = get});
-    EXPECT_EQ(Dispatch(fake_kernel::QueueMessage(PACKET_ID, excluded)).nStreamMark, STREAM_RELEASE);
-    TearDown();
 }
 
 }  // namespace

@@ -55,23 +55,30 @@ class GatheringModel : public testing::Test {
         }
         return false;
     }
-    // Takes turns among `nAtOnce` connections.
-    void Run(size_t nAtOnce) {
+    // Takes turns among `nAtOnce` connections. No worker gets more than `nAhead` pieces ahead of the other,
+    // which may have been put to sleep: of a connection only four pieces that came too early are kept.
+    void Run(size_t nAtOnce, size_t nAhead) {
         std::vector<tagModelPiece> queue;
         for (size_t nFirst = 0; nFirst < m_Queues.size(); nFirst += nAtOnce) {
             const size_t nBehind = std::min(nFirst + nAtOnce, m_Queues.size());
-            for (size_t nTurn = 0, nBefore = 1; queue.size() != nBefore; ++nTurn) {
-                nBefore = queue.size();
-                for (size_t i = nFirst; i < nBehind; ++i)
-                    if (nTurn < m_Queues[i].size()) queue.push_back(m_Queues[i][nTurn]);
+            for (size_t nPiece = 0, nLeft = 1; nLeft > 0; ++nPiece) {
+                nLeft = 0;
+                for (size_t n = nFirst; n < nBehind; ++n)
+                    if (nPiece < m_Queues[n].size()) queue.push_back(m_Queues[n][nPiece]), ++nLeft;
             }
         }
         std::atomic<size_t> nNext = 0;
-        const auto work = [&] {
-            for (size_t i = nNext++; i < queue.size(); i = nNext++)
+        std::atomic<size_t> places[2] = {0, 0};
+        const auto work = [&](size_t nWorker) {
+            for (size_t i = nNext++; i < queue.size(); i = nNext++) {
+                places[nWorker] = i;
+                while (places[1 - nWorker] + nAhead < i)
+                    std::this_thread::yield();
                 Deliver(queue[i]);
+            }
+            places[nWorker] = queue.size();
         };
-        std::thread first(work), second(work);
+        std::thread first(work, 0), second(work, 1);
         first.join();
         second.join();
     }
@@ -131,7 +138,7 @@ TEST_F(GatheringModel, ThreePiecesInEveryOrder) {
             }
         } while (std::next_permutation(order.begin(), order.end()));
     }
-    Run(3);
+    Run(3, 6);
     Check(true);
 }
 
@@ -157,7 +164,7 @@ TEST_F(GatheringModel, ManyPiecesAndCopies) {
         Add(request, cuts, order);
         Deliver({m_Streams.back().get(), 0, cuts[0]});
     }
-    Run(2);
+    Run(2, 2);
     Check(false);
 }
 
