@@ -8,6 +8,7 @@
 #include <array>
 #include <memory>
 
+#include "common/ascii.h"
 #include "common/copy_text.h"
 #include "ctl/output.h"
 #include "inspect/build_url.h"
@@ -37,6 +38,7 @@ tagURLParts SplitURL(const std::string& url) {
         refuse("contains a blank or a control character");
     const size_t nScheme = url.find("://");
     tagURLParts parts{url.substr(0, nScheme), {}, {}, {}};
+    std::transform(parts.scheme.begin(), parts.scheme.end(), parts.scheme.begin(), AsciiLower<char>);
     if (nScheme == url.npos || std::count(SCHEMES.begin(), SCHEMES.end(), parts.scheme) == 0) {
         refuse("does not begin with http://, https:// or ftp://");
     }

@@ -176,10 +176,13 @@ void WarnOfKept(tagStatus& status, const tagBoundQueue& queue) {
             if (owner.queue.nQueueNum == queue.nQueueNum) nKept = std::min(nKept, owner.queue.nWaiting);
     }
     if (nKept == 0) return;
-    status.Warn(Counted(nKept, "request") +
-                    " got no verdict for a second: a module hangs, or more comes than "
-                    "websec can judge",
-                RESTART);
+    const std::string text = Counted(nKept, "request") + " got no verdict for a second: ";
+    if (nKept < NUM_WORKER_THREADS) {
+        status.Warn(text + "a module hangs, or more comes than websec can judge", RESTART);
+    } else {
+        status.Fail(text + "modules hang, or more comes than websec can judge, and nothing may be judged",
+                    RESTART);
+    }
 }
 
 std::string OwnerText(const tagQueueOwner& owner) {

@@ -26,7 +26,7 @@ std::string Summary(const tagSettings& settings);
 void AddTransferCommands(CLI::App& app) {
     const auto pFile = std::make_shared<std::string>();
     CLI::App* pExport = app.add_subcommand("export", "Write all settings as JSON, for import-settings");
-    pExport->add_option("FILE", *pFile, "Where to [standard output]");
+    pExport->add_option("FILE", *pFile, "Where to [-, standard output]");
     const auto pForce = std::make_shared<bool>(false);
     pExport->add_flag("--force", *pForce, "Put it in the place of a file that is there");
     pExport->footer(
@@ -50,7 +50,7 @@ void AddTransferCommands(CLI::App& app) {
 namespace {
 
 void ExportSettings(const std::string& file, bool bForce) {
-    if (!file.empty() && !bForce && access(file.c_str(), F_OK) == 0) {
+    if (!file.empty() && file != "-" && !bForce && access(file.c_str(), F_OK) == 0) {
         throw CtlError("refused: " + Quoted(file) +
                        " is there already; --force puts the export in its place");
     }
@@ -61,7 +61,7 @@ void ExportSettings(const std::string& file, bool bForce) {
     (void)ParseSettings(text, faults);
     for (const auto& fault : faults)
         PrintWarning("import-settings will refuse it: " + fault);
-    if (file.empty()) return PrintAnswer(document, text);
+    if (file.empty() || file == "-") return PrintAnswer(document, text);
     PendingFile output(file);
     const std::string line = text + "\n";
     output.Write({reinterpret_cast<const uint8_t*>(line.data()), line.size()}, 0);

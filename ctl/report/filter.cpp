@@ -13,6 +13,9 @@ std::string ReasonNames(uint32_t nResultMask);
 }  // namespace
 
 tagReportFilter FilterOf(const tagReportChoice& choice) {
+    if (choice.nUntil != 0 && choice.nSince >= choice.nUntil) {
+        throw CtlError("refused: --since is no earlier than --until; nothing lies between them");
+    }
     tagReportFilter filter;
     filter.nFrom = choice.nSince;
     filter.nUntil = choice.nUntil;

@@ -17,7 +17,7 @@ struct tagReportChoice {
     int64_t nLimit = 50;
 };
 
-// The same for the store. It refers to the choice's texts.
+// The same for the store. It refers to the choice's texts. Throws CtlError when no time lies between the two.
 tagReportFilter FilterOf(const tagReportChoice& choice);
 
 // The conditions in words, "since 2026-11-22 00:00:00, user alice"; empty without any. The limit is none.
