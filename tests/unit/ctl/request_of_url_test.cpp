@@ -20,6 +20,7 @@ TEST(RequestOfURL, IsWhatTheDaemonWouldExtract) {
     } rows[] = {
         {"http://a.example", PROTO_HTTP, "a.example", "http://a.example/"},
         {"http://user:pw@a.example:81/p?q#f", PROTO_HTTP, "a.example", "http://a.example/p?q"},
+        {"HTTP://a.example/p", PROTO_HTTP, "a.example", "http://a.example/p"},
         {"http://a.example?q", PROTO_HTTP, "a.example", "http://a.example/?q"},
         {"http://a.example/x:y", PROTO_HTTP, "a.example", "http://a.example/x"},
         {"https://a.example:443/p", PROTO_HTTPS, "a.example", "https://a.example"},
