@@ -1,6 +1,7 @@
 #include "inspect/http_request.h"
 
 #include <algorithm>
+#include <cstring>
 
 #include "common/ascii.h"
 #include "common/copy_text.h"
@@ -10,7 +11,7 @@
 #include "service/service_config.h"
 
 namespace {
-bool IsLineEnd(const uint8_t* p);
+uint32_t FindLineEnd(const uint8_t* pBytes, uint32_t nLeft, uint32_t nKept);
 }
 
 int ExtractHTTPRequest(const tagPacketInfo* pPacket, tagWebRequest* pRequest) {
@@ -38,18 +39,11 @@ int FindHeaderValue(std::string_view name, std::span<const uint8_t> data, char (
 }
 
 uint32_t NextHeaderLine(const uint8_t*& pCursor, uint32_t& nLeft) {
-    while (nLeft > 2 && !IsLineEnd(pCursor)) {
-        ++pCursor;
-        --nLeft;
-    }
-    const uint32_t nLineEnd = std::min<uint32_t>(nLeft, 2);
-    pCursor += nLineEnd;
-    nLeft -= nLineEnd;
-
-    uint32_t nLength = 0;
-    while (nLeft > nLength + 1 && !IsLineEnd(pCursor + nLength))
-        ++nLength;
-    return nLength;
+    uint32_t nSkipped = FindLineEnd(pCursor, nLeft, 2);
+    nSkipped += std::min<uint32_t>(nLeft - nSkipped, 2);
+    pCursor += nSkipped;
+    nLeft -= nSkipped;
+    return FindLineEnd(pCursor, nLeft, 1);
 }
 
 int ParseRequestTarget(tagWebRequest* pRequest, std::span<const uint8_t> data) {
@@ -60,9 +54,15 @@ int ParseRequestTarget(tagWebRequest* pRequest, std::span<const uint8_t> data) {
 
 namespace {
 
-// Reads two bytes.
-bool IsLineEnd(const uint8_t* p) {
-    return p[0] == '\r' || p[1] == '\n';
+// The offset of the first CR, or of the byte before the first LF behind the first byte, whichever is first. The
+// last nKept bytes, of which there is one at least, end no line; without a line end the offset where they begin.
+uint32_t FindLineEnd(const uint8_t* pBytes, uint32_t nLeft, uint32_t nKept) {
+    if (nLeft <= nKept) return 0;
+    uint32_t nEnd = nLeft - nKept;
+    const void* pFeed = std::memchr(pBytes + 1, '\n', nEnd);
+    if (pFeed) nEnd = static_cast<uint32_t>(static_cast<const uint8_t*>(pFeed) - pBytes) - 1;
+    const void* pReturn = std::memchr(pBytes, '\r', nEnd);
+    return pReturn ? static_cast<uint32_t>(static_cast<const uint8_t*>(pReturn) - pBytes) : nEnd;
 }
 
 }  // namespace

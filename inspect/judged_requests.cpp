@@ -98,11 +98,12 @@ namespace {
 // What comes behind the last request that begins in the part.
 tagBehind FindBehind(const tagPacketInfo& part, int64_t nNowMs) {
     tagPacketInfo last = part;
-    for (size_t nNext; (nNext = FindNextRequest(DataOf(last))) < last.nDataLen;) {
+    tagRequestEnd end = FindRequestEnd(DataOf(last));
+    for (size_t nNext; (nNext = FindNextRequest(DataOf(last), end)) < last.nDataLen;) {
         StepTo(last, nNext);
         if (ReadRequestPrefix(DataOf(last)) != PREFIX_ENOUGH) return {BEHIND_NEXT, last.nSeq};
+        end = FindRequestEnd(DataOf(last));
     }
-    const tagRequestEnd end = FindRequestEnd(DataOf(last));
     tagBehind behind = BehindEnd(end, last.nSeq);
     if (end.nKind == END_LATER && part.bCut == 0 && last.nDataLen < STREAM_BYTES) KeepHead(last, nNowMs);
     if (behind.nKind != BEHIND_NEXT) return behind;

@@ -10,6 +10,7 @@
 #include "common/monotonic_ms.h"
 #include "common/traffic_counters.h"
 #include "inspect/build_request.h"
+#include "inspect/data_part.h"
 #include "inspect/decision_flow.h"
 #include "inspect/excluded_range.h"
 #include "inspect/ipv4_tcp.h"
@@ -99,11 +100,9 @@ void JudgeLivePacket(tagPacketInfo& packet) {
 uint8_t JudgeRequests(tagPacketInfo& part, tagStreamBuffer& gathered, tagWebRequest& request) {
     do {
         if (BuildRequest(part, request) && JudgeAndCount(request) == NF_DROP) return NF_DROP;
-        const size_t nNext = FindNextRequest({part.pData, part.nDataLen});
+        const size_t nNext = FindNextRequest(DataOf(part), FindRequestEnd(DataOf(part)));
         if (nNext == part.nDataLen) break;
-        part.pData += nNext;
-        part.nDataLen = static_cast<uint16_t>(part.nDataLen - nNext);
-        part.nSeq += static_cast<uint32_t>(nNext);
+        StepTo(part, nNext);
         ClearRequest(request);
     } while (GatherNextRequest(part, gathered, MonotonicMs()) == GATHER_JUDGE);
     return NF_ACCEPT;

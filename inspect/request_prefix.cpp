@@ -50,8 +50,7 @@ size_t CountLineEnds(std::span<const uint8_t> data) {
     return std::min(TextOf(data).find_first_not_of("\r\n"), data.size());
 }
 
-size_t FindNextRequest(std::span<const uint8_t> data) {
-    const tagRequestEnd end = FindRequestEnd(data);
+size_t FindNextRequest(std::span<const uint8_t> data, const tagRequestEnd& end) {
     if (end.nKind != END_AT || end.nOffset >= data.size()) return data.size();
     const size_t nNext = end.nOffset + CountLineEnds(data.subspan(end.nOffset));
     tagRequestStart start;

@@ -33,6 +33,7 @@ tagRequestEnd FindRequestEnd(std::span<const uint8_t> data);
 // How many bytes of line ends the data begins with: servers pass over empty lines before a request.
 size_t CountLineEnds(std::span<const uint8_t> data);
 
-// The offset of the next request in data that begins with one which is enough: behind its end and empty
-// lines; behind an FTP command and any other command lines. The size of the data when none begins there.
-size_t FindNextRequest(std::span<const uint8_t> data);
+// The offset of the next request in data that begins with one which is enough and ends at `end`: behind that
+// and empty lines; behind an FTP command and any other command lines. The size of the data when none begins
+// there.
+size_t FindNextRequest(std::span<const uint8_t> data, const tagRequestEnd& end);

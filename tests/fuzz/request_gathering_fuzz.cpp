@@ -15,7 +15,7 @@ enum : uint8_t { OTHER_CONNECTION = 1, CUT = 2, BLOCK = 4, LATER = 8, FAR = 16, 
 
 void CheckPrefix(std::span<const uint8_t> data) {
     const uint8_t nPrefix = ReadRequestPrefix(data);
-    const size_t nNext = FindNextRequest(data);
+    const size_t nNext = FindNextRequest(data, FindRequestEnd(data));
     Require(nNext <= data.size() && (data.empty() || nNext > 0));
     // Less is never enough where all of it is not.
     const uint8_t nHalf = ReadRequestPrefix(data.first(data.size() / 2));
@@ -68,7 +68,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* pData, size_t nSize) {
             Require(ReadRequestPrefix(judged) == PREFIX_ENOUGH);
             for (uint32_t i = 0; i < judged.size(); ++i)
                 Require(known.contains(part.nSeq + i));
-            const size_t nNext = FindNextRequest(judged);
+            const size_t nNext = FindNextRequest(judged, FindRequestEnd(judged));
             if (nNext == judged.size()) break;
             part.pData += nNext;
             part.nDataLen = static_cast<uint16_t>(part.nDataLen - nNext);

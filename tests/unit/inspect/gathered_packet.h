@@ -8,6 +8,7 @@
 #include <string>
 
 #include "inspect/connection_memory.h"
+#include "inspect/data_part.h"
 #include "inspect/ipv4_tcp.h"
 #include "inspect/request_gathering.h"
 #include "inspect/request_prefix.h"
@@ -53,7 +54,7 @@ inline tagOutcome Send(const tagTestPacket& from, int64_t nNowMs, uint32_t nCopi
         while (nNext == GATHER_JUDGE && outcome.bAccepted) {
             EXPECT_EQ(ReadRequestPrefix({part.pData, part.nDataLen}), PREFIX_ENOUGH);
             const std::string_view data(reinterpret_cast<const char*>(part.pData), part.nDataLen);
-            const size_t nEnd = FindNextRequest({part.pData, part.nDataLen});
+            const size_t nEnd = FindNextRequest(DataOf(part), FindRequestEnd(DataOf(part)));
             outcome.bAccepted = data.substr(0, nEnd).find(kBad) == std::string::npos;
             if (nEnd == data.size()) break;
             part.pData += nEnd;

@@ -48,7 +48,7 @@ class GatheringModel : public testing::Test {
     static bool IsDecided(const std::string& begun, bool bBad) {
         const Bytes bytes(begun.begin(), begun.end());
         for (std::span<const uint8_t> data = bytes; ReadRequestPrefix(data) == PREFIX_ENOUGH;) {
-            const size_t nNext = FindNextRequest(data);
+            const size_t nNext = FindNextRequest(data, FindRequestEnd(data));
             const std::string first(data.begin(), data.begin() + static_cast<std::ptrdiff_t>(nNext));
             if (!bBad || first.find(kBad) != first.npos) return true;
             data = data.subspan(nNext);

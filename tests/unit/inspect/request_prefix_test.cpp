@@ -65,7 +65,7 @@ TEST(FindNextRequest, StepsOverHeadersAndBody) {
     };
     for (const auto& c : cases) {
         const Bytes exact(c.data.begin(), c.data.end());
-        const size_t nNext = FindNextRequest(exact);
+        const size_t nNext = FindNextRequest(exact, FindRequestEnd(exact));
         ASSERT_LE(nNext, exact.size()) << c.szReason;
         EXPECT_EQ(nNext < exact.size(), c.szNext != nullptr) << c.szReason;
         EXPECT_TRUE(c.data.substr(nNext).starts_with(c.szNext ? c.szNext : "")) << c.szReason;
