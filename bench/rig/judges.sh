@@ -42,11 +42,13 @@ stop_judge() {
 # configure_daemon LIVE
 configure_daemon() { printf '[ServiceConfigurations]\nLiveTraffic=%s\n' "$1" >$PRODUCT/websec.cfg; }
 
-# The daemon's own rules, kept for those who stand in for it.
+# The daemon's own rules, kept for those who stand in for it: all of them, and it gives its first verdict when
+# it has made only some.
 keep_rules() {
     local live
     for live in 0 1; do
         start_judge daemon$live
+        sleep 2
         iptables-save -t mangle >"$LAB_DIR/rules.$live"
         stop_judge
     done
