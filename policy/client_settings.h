@@ -1,9 +1,10 @@
 // The settings record that the settings store fills for the daemon: the boundary to libdbmod.so. Leaf header,
 // shared with the modules.
 //
-// The caller makes the record empty and releases it; the module appends to the sequences. A sequence has the
-// layout of the standard library's vector (first, end, end of storage) and its storage comes from operator
-// new, so a module may as well be built over std::vector. Texts are 16-bit units, NUL-terminated.
+// The caller makes the record empty and releases it; the module appends to the sequences, or hands the
+// entries of the lists over one by one. A sequence has the layout of the standard library's vector (first,
+// end, end of storage) and its storage comes from operator new, so a module may as well be built over
+// std::vector. Texts are 16-bit units, NUL-terminated.
 #pragma once
 
 #include <cstddef>
@@ -60,6 +61,19 @@ static_assert(sizeof(tagClientSettingData) == 6 * 4 + 4 * 24);
 
 // Fills an empty record. Non-zero low byte: success. pReserved may be written and is not read.
 using AvGetClientAllSettingDataFn = uint8_t (*)(tagClientSettingData* pSettings, uint32_t* pReserved);
+
+// Which list an entry belongs to
+enum : uint8_t { LIST_BLOCK = 0, LIST_ALLOW = 1, LIST_TRUSTED = 2 };
+
+// Takes one entry, its text in a field as those above, valid during the call. False ends the walk.
+using TakeListSettingFn = bool (*)(uint8_t nList, const char16_t* wszText, uint32_t bSubdomains,
+                                   void* pContext);
+
+// What a module may offer besides: fills the record but for its lists, the switches first, and hands over
+// their entries, those of one list in their order, so that they never are in memory all at once. Non-zero low
+// byte: success; else the caller forgets what it took.
+using AvWalkClientSettingDataFn = uint8_t (*)(tagClientSettingData* pSettings, TakeListSettingFn pfnTake,
+                                              void* pContext, uint32_t* pReserved);
 
 template <class T>
 std::span<const T> Elements(const tagSequence<T>& seq) {

@@ -7,10 +7,8 @@
 
 #include <cstdint>
 
+#include "policy/client_settings.h"
 #include "policy/policy_state.h"
-
-// nListKind
-enum : uint8_t { LIST_BLOCK = 0, LIST_ALLOW = 1, LIST_TRUSTED = 2 };
 
 // nEntryType
 enum : uint8_t { ENTRY_HOST = 1, ENTRY_ADDRESS = 2, ENTRY_URL = 3 };

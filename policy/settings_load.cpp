@@ -22,13 +22,20 @@ namespace {
 std::atomic<uint64_t> s_nFetches;
 uint64_t s_nFetchInForce = 0;  // written while no worker is in the decision flow
 
-int FetchSettings(tagClientSettingData& settings);
+// A policy in the making.
+struct tagMaking {
+    tagClientSettingData settings;
+    tagPolicyLists* pLists;
+};
+
+int FetchSettings(tagMaking& making);
 void MakeSwitches(tagPolicy& policy, const tagClientSettingData& settings);
 void MakeCategories(tagPolicy& policy, const tagClientSettingData& settings);
 void AppendBlockedCategory(tagPolicy& policy, uint32_t nCategory);
-void MakeLists(tagPolicy& policy, const tagClientSettingData& settings);
-void AddURLs(tagPolicy& policy, const tagSequence<tagURLSetting>& urls, uint8_t nListKind);
-void AddTrustedSites(tagPolicy& policy, const tagSequence<tagTrustedSiteSetting>& sites);
+void AddSequences(tagMaking& making);
+bool AddSetting(uint8_t nListKind, const char16_t* wszText, uint32_t bSubdomains, void* pMaking);
+bool IsListLoaded(const tagClientSettingData& settings, uint8_t nListKind);
+bool IsOn(uint32_t nSwitch);
 void DeriveAddresses(tagPolicyLists& lists);
 
 }  // namespace
@@ -43,15 +50,15 @@ int LoadPolicySettings() {
 
 int MakePolicy(tagPolicy& policy) {
     policy.nFetch = ++s_nFetches;
-    tagClientSettingData settings = {};
-    if (FetchSettings(settings) != 0) {
-        ReleaseSettings(settings);
-        return 9;
+    tagMaking making = {{}, &policy.lists};
+    const int nFetched = FetchSettings(making);
+    if (nFetched == 0) {
+        MakeSwitches(policy, making.settings);
+        MakeCategories(policy, making.settings);
+        AddSequences(making);
     }
-    MakeSwitches(policy, settings);
-    MakeCategories(policy, settings);
-    MakeLists(policy, settings);
-    ReleaseSettings(settings);  // two kilobytes for each entry, and the resolver may take long
+    ReleaseSettings(making.settings);  // two kilobytes for each entry there, and the resolver may take long
+    if (nFetched != 0) return 9;
     DeriveAddresses(policy.lists);
     IndexPolicyLists(policy.lists);
     policy.bMade = 1;
@@ -81,10 +88,14 @@ void FreePolicy(tagPolicy& policy) {
 
 namespace {
 
-int FetchSettings(tagClientSettingData& settings) {
+int FetchSettings(tagMaking& making) {
     if (g_bReportModuleLoaded == 0) return 1;
     uint32_t nReserved = 0;
-    return g_pfnGetClientAllSettingData(&settings, &nReserved) != 0 ? 0 : 1;
+    const uint8_t bFetched =
+        g_pfnWalkClientSettingData
+            ? g_pfnWalkClientSettingData(&making.settings, AddSetting, &making, &nReserved)
+            : g_pfnGetClientAllSettingData(&making.settings, &nReserved);
+    return bFetched != 0 ? 0 : 1;
 }
 
 void MakeSwitches(tagPolicy& policy, const tagClientSettingData& settings) {
@@ -110,31 +121,35 @@ void AppendBlockedCategory(tagPolicy& policy, uint32_t nCategory) {
     policy.nBlockedCategories[policy.nBlockedCategoryCount++] = static_cast<uint16_t>(nCategory);
 }
 
-void MakeLists(tagPolicy& policy, const tagClientSettingData& settings) {
-    if (policy.bCustomBlockList == 1) AddURLs(policy, settings.vecBlockList, LIST_BLOCK);
-    if (policy.bWebCategoryFilter == 1) AddURLs(policy, settings.vecAllowList, LIST_ALLOW);
-    if (policy.bBrowsingProtection == 1 || policy.bPhishingProtection == 1) {
-        AddTrustedSites(policy, settings.vecTrustedSites);
-    }
+void AddSequences(tagMaking& making) {
+    for (const tagURLSetting& url : Elements(making.settings.vecBlockList))
+        (void)AddSetting(LIST_BLOCK, url.wszText, url.bSubdomains, &making);
+    for (const tagURLSetting& url : Elements(making.settings.vecAllowList))
+        (void)AddSetting(LIST_ALLOW, url.wszText, url.bSubdomains, &making);
+    for (const tagTrustedSiteSetting& site : Elements(making.settings.vecTrustedSites))
+        (void)AddSetting(LIST_TRUSTED, site.wszText, 0, &making);
 }
 
-void AddURLs(tagPolicy& policy, const tagSequence<tagURLSetting>& urls, uint8_t nListKind) {
-    for (const tagURLSetting& url : Elements(urls)) {
-        tagListEntryBuf entry = {};
-        NarrowText(entry.szSource, url.wszText, std::size(url.wszText));
-        entry.bSubdomains = static_cast<uint8_t>(url.bSubdomains);
-        entry.nListKind = nListKind;
-        (void)AddListEntryTo(policy.lists, entry);
-    }
+bool AddSetting(uint8_t nListKind, const char16_t* wszText, uint32_t bSubdomains, void* pMaking) {
+    auto& making = *static_cast<tagMaking*>(pMaking);
+    if (!IsListLoaded(making.settings, nListKind)) return true;
+    tagListEntryBuf entry = {};
+    NarrowText(entry.szSource, wszText, std::size(tagURLSetting{}.wszText));
+    entry.bSubdomains = nListKind == LIST_TRUSTED ? uint8_t{0} : static_cast<uint8_t>(bSubdomains);
+    entry.nListKind = nListKind;
+    (void)AddListEntryTo(*making.pLists, entry);
+    return true;
 }
 
-void AddTrustedSites(tagPolicy& policy, const tagSequence<tagTrustedSiteSetting>& sites) {
-    for (const tagTrustedSiteSetting& site : Elements(sites)) {
-        tagListEntryBuf entry = {};
-        NarrowText(entry.szSource, site.wszText, std::size(site.wszText));
-        entry.nListKind = LIST_TRUSTED;
-        (void)AddListEntryTo(policy.lists, entry);
-    }
+bool IsListLoaded(const tagClientSettingData& settings, uint8_t nListKind) {
+    if (nListKind == LIST_BLOCK) return IsOn(settings.nCustomBlockList);
+    if (nListKind == LIST_ALLOW) return IsOn(settings.nWebCategoryFilter);
+    const bool bScanning = IsOn(settings.nBrowsingProtection) || IsOn(settings.nPhishingProtection);
+    return nListKind == LIST_TRUSTED && bScanning;
+}
+
+bool IsOn(uint32_t nSwitch) {
+    return static_cast<uint8_t>(nSwitch) == 1;
 }
 
 // Names that cannot be resolved only leave their addresses out.

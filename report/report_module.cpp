@@ -8,6 +8,7 @@
 uint8_t g_bReportModuleLoaded = 0;
 AvInsertClientReportDataFn g_pfnInsertClientReportData = nullptr;
 AvGetClientAllSettingDataFn g_pfnGetClientAllSettingData = nullptr;
+AvWalkClientSettingDataFn g_pfnWalkClientSettingData = nullptr;
 
 namespace {
 
@@ -32,6 +33,8 @@ void LoadReportModuleFrom(const char* szPath) {
     g_pReportModule = pModule;
     g_pfnInsertClientReportData = reinterpret_cast<AvInsertClientReportDataFn>(pInsert);
     g_pfnGetClientAllSettingData = reinterpret_cast<AvGetClientAllSettingDataFn>(pSettings);
+    g_pfnWalkClientSettingData =
+        reinterpret_cast<AvWalkClientSettingDataFn>(dlsym(pModule, "AvWalkClientSettingData"));
     g_bReportModuleLoaded = 1;
 }
 
@@ -41,6 +44,7 @@ void UnloadReportModule() {
     g_bReportModuleLoaded = 0;
     g_pfnInsertClientReportData = nullptr;
     g_pfnGetClientAllSettingData = nullptr;
+    g_pfnWalkClientSettingData = nullptr;
     g_pReportModule = nullptr;
     dlclose(pModule);
 }

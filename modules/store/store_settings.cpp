@@ -1,8 +1,11 @@
 #include "modules/store/store_settings.h"
 
+#include <algorithm>
 #include <cstring>
 #include <ctime>
 #include <iterator>
+#include <span>
+#include <string>
 #include <string_view>
 
 #include "category/category_mode.h"
@@ -17,14 +20,13 @@ static_assert(std::size(SWITCH_NAMES) == SWITCH_COUNT);
 constexpr const char* LIST_NAMES[] = {"block", "allow", "trust"};
 static_assert(std::size(LIST_NAMES) == STORE_LIST_COUNT);
 
+int FindName(std::span<const char* const> names, std::string_view name);
 int CheckText(tagStore* pStore, const char* szText);
 int ResultOfChange(tagStore* pStore, sqlite3_stmt* pStatement, int nUnchanged);
 int FillSwitches(tagStore* pStore, tagClientSettingData* pSettings);
-int FillLists(tagStore* pStore, tagClientSettingData* pSettings);
+int WalkLists(tagStore* pStore, TakeListSettingFn pfnTake, void* pContext);
 template <class T>
-int MakeRoom(tagStore* pStore, int nList, tagSequence<T>* pSequence);
-template <class T>
-bool AppendEntry(tagSequence<T>* pSequence, const char* szText, uint32_t bSubdomains);
+T* AppendText(tagSequence<T>& sequence, const char16_t* wszText);
 
 // The blocked categories being filled by a walk.
 struct tagCategoryFill {
@@ -41,10 +43,7 @@ const char* SwitchName(int nSwitch) {
 }
 
 int FindSwitch(const char* szName) {
-    for (int n = 0; n < SWITCH_COUNT; ++n) {
-        if (std::strcmp(szName, SWITCH_NAMES[n]) == 0) return n;
-    }
-    return -1;
+    return FindName(SWITCH_NAMES, szName);
 }
 
 const char* StoreListName(int nList) {
@@ -133,17 +132,33 @@ int ForEachStoredCategory(tagStore* pStore, StoredCategoryFn pfnCategory, void* 
     return FinishSql(pStore, pStatement);
 }
 
-int FillClientSettings(tagStore* pStore, uint8_t nMode, tagClientSettingData* pSettings) {
+int FillClientSettings(tagStore* pStore, uint8_t nMode, tagClientSettingData* pSettings,
+                       TakeListSettingFn pfnTake, void* pContext) {
     // A transaction, so that a change made meanwhile is seen whole or not at all.
     if (const int nResult = RunSql(pStore, "BEGIN")) return nResult;
     int nResult = FillSwitches(pStore, pSettings);
-    if (nResult == STORE_OK) nResult = FillLists(pStore, pSettings);
+    if (nResult == STORE_OK) nResult = WalkLists(pStore, pfnTake, pContext);
     if (nResult == STORE_OK) nResult = FillCategories(pStore, nMode, &pSettings->vecCategories);
     sqlite3_exec(pStore->pDb, "ROLLBACK", nullptr, nullptr, nullptr);
     return nResult;
 }
 
+bool TakeIntoSettings(uint8_t nList, const char16_t* wszText, uint32_t bSubdomains, void* pSettings) {
+    auto& settings = *static_cast<tagClientSettingData*>(pSettings);
+    if (nList == LIST_TRUSTED) return AppendText(settings.vecTrustedSites, wszText) != nullptr;
+    auto& urls = nList == LIST_BLOCK ? settings.vecBlockList : settings.vecAllowList;
+    tagURLSetting* pSetting = AppendText(urls, wszText);
+    if (pSetting) pSetting->bSubdomains = bSubdomains;
+    return pSetting != nullptr;
+}
+
 namespace {
+// The number of that name, or -1.
+int FindName(std::span<const char* const> names, std::string_view name) {
+    const auto found = std::find(names.begin(), names.end(), name);
+    return found == names.end() ? -1 : static_cast<int>(found - names.begin());
+}
+
 int CheckText(tagStore* pStore, const char* szText) {
     const size_t nLen = std::strlen(szText);
     if (nLen == 0) return StoreRefusal(pStore, STORE_BAD_VALUE, "an empty text");
@@ -174,49 +189,30 @@ int FillSwitches(tagStore* pStore, tagClientSettingData* pSettings) {
 
 // One walk over all lists, in the order in which the entries stand in the file: to pick out each list by its
 // index and to sort it again costs several times as much.
-int FillLists(tagStore* pStore, tagClientSettingData* pSettings) {
-    int nResult = MakeRoom(pStore, STORE_LIST_BLOCK, &pSettings->vecBlockList);
-    if (nResult == STORE_OK) nResult = MakeRoom(pStore, STORE_LIST_ALLOW, &pSettings->vecAllowList);
-    if (nResult == STORE_OK) nResult = MakeRoom(pStore, STORE_LIST_TRUST, &pSettings->vecTrustedSites);
-    if (nResult != STORE_OK) return nResult;
-
+int WalkLists(tagStore* pStore, TakeListSettingFn pfnTake, void* pContext) {
     sqlite3_stmt* pStatement = PrepareSql(pStore, "SELECT list, text, subdomains FROM entries ORDER BY id");
-    bool bRoom = true;
-    while (bRoom && StepRow(pStatement)) {
-        const std::string_view list = ColumnText(pStatement, 0);
-        const char* szText = ColumnText(pStatement, 1);
-        const auto bSubdomains = static_cast<uint32_t>(sqlite3_column_int64(pStatement, 2));
-        if (list == LIST_NAMES[STORE_LIST_BLOCK]) {
-            bRoom = AppendEntry(&pSettings->vecBlockList, szText, bSubdomains);
-        } else if (list == LIST_NAMES[STORE_LIST_ALLOW]) {
-            bRoom = AppendEntry(&pSettings->vecAllowList, szText, bSubdomains);
-        } else if (list == LIST_NAMES[STORE_LIST_TRUST]) {
-            bRoom = AppendEntry(&pSettings->vecTrustedSites, szText, bSubdomains);
-        }
+    char16_t wszText[STORE_TEXT_MAX + 1];
+    bool bTaken = true;
+    while (bTaken && StepRow(pStatement)) {
+        const int nList = FindName(LIST_NAMES, ColumnText(pStatement, 0));
+        if (nList < 0) continue;
+        WidenText(wszText, ColumnText(pStatement, 1));
+        bTaken = pfnTake(static_cast<uint8_t>(nList), wszText,
+                         static_cast<uint32_t>(sqlite3_column_int64(pStatement, 2)), pContext);
     }
-    nResult = FinishSql(pStore, pStatement);
-    return bRoom ? nResult : StoreRefusal(pStore, STORE_NO_MEMORY, nullptr);
-}
-
-template <class T>
-int MakeRoom(tagStore* pStore, int nList, tagSequence<T>* pSequence) {
-    sqlite3_stmt* pStatement = PrepareSql(pStore, "SELECT count(*) FROM entries WHERE list = ?");
-    BindText(pStatement, 1, LIST_NAMES[nList]);
-    const int64_t nEntries = StepRow(pStatement) ? sqlite3_column_int64(pStatement, 0) : 0;
     const int nResult = FinishSql(pStore, pStatement);
-    if (nResult != STORE_OK) return nResult;
-    if (ReserveElements(*pSequence, static_cast<size_t>(nEntries))) return STORE_OK;
-    return StoreRefusal(pStore, STORE_NO_MEMORY, nullptr);
+    return bTaken ? nResult : StoreRefusal(pStore, STORE_NO_MEMORY, nullptr);
 }
 
 template <class T>
-bool AppendEntry(tagSequence<T>* pSequence, const char* szText, uint32_t bSubdomains) {
-    T* pSetting = AppendBareElement(*pSequence);
-    if (!pSetting) return false;
+T* AppendText(tagSequence<T>& sequence, const char16_t* wszText) {
+    T* pSetting = AppendBareElement(sequence);
+    if (!pSetting) return nullptr;
     pSetting->reserved = 0;
-    WidenText(pSetting->wszText, szText);
-    if constexpr (requires { pSetting->bSubdomains; }) pSetting->bSubdomains = bSubdomains;
-    return true;
+    const size_t nUnits = std::min(std::char_traits<char16_t>::length(wszText), STORE_TEXT_MAX);
+    std::copy_n(wszText, nUnits, pSetting->wszText);
+    pSetting->wszText[nUnits] = u'\0';
+    return pSetting;
 }
 
 int FillCategories(tagStore* pStore, uint8_t nMode, tagSequence<tagCategorySetting>* pSequence) {

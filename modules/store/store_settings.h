@@ -24,9 +24,9 @@ enum : int {
 
 // Lists
 enum : int {
-    STORE_LIST_BLOCK = 0,
-    STORE_LIST_ALLOW = 1,
-    STORE_LIST_TRUST = 2,
+    STORE_LIST_BLOCK = LIST_BLOCK,
+    STORE_LIST_ALLOW = LIST_ALLOW,
+    STORE_LIST_TRUST = LIST_TRUSTED,
     STORE_LIST_COUNT = 3,
 };
 
@@ -70,8 +70,12 @@ int SetStoredCategory(tagStore* pStore, uint32_t nCategory, uint32_t bBlocked);
 // All categories that were ever set, by id; those never set are not blocked.
 int ForEachStoredCategory(tagStore* pStore, StoredCategoryFn pfnCategory, void* pContext);
 
-// Fills an empty settings record with one state of the whole store. The record's categories carry the ids
-// that the category mode nMode (CATENGINE_*) compares with: in the library modes library ids, else real ones.
-// What is no category of the table is left out. On failure the record may be partly filled; the caller
-// releases it either way.
-int FillClientSettings(tagStore* pStore, uint8_t nMode, tagClientSettingData* pSettings);
+// Fills an empty settings record with one state of the whole store; the entries of the lists go to pfnTake
+// instead of the record, the switches are there by then (policy/client_settings.h). The record's categories
+// carry the ids that the category mode nMode (CATENGINE_*) compares with: in the library modes library ids,
+// else real ones. What is no category of the table is left out. On failure the record may be partly filled;
+// the caller releases it either way.
+int FillClientSettings(tagStore* pStore, uint8_t nMode, tagClientSettingData* pSettings,
+                       TakeListSettingFn pfnTake, void* pContext);
+// What takes them into the record, which is the context.
+bool TakeIntoSettings(uint8_t nList, const char16_t* wszText, uint32_t bSubdomains, void* pSettings);

@@ -60,6 +60,19 @@ TEST_F(ReportModulesTest, FillsTheSettingsRecordFromTheStore) {
     EXPECT_EQ(std::u16string(block[1].wszText), u"caf\xFFC3\xFFA9.example");
     EXPECT_EQ(std::u16string(Elements(m_settings.vecAllowList)[0].wszText), std::u16string(1023, u'a'));
     EXPECT_EQ(std::u16string(Elements(m_settings.vecTrustedSites)[0].wszText), u"t.example");
+
+    tagClientSettingData walked{};
+    std::u16string taken;
+    const auto take = [](uint8_t nList, const char16_t* wszText, uint32_t bSubdomains, void* pTaken) {
+        *static_cast<std::u16string*>(pTaken) += {char16_t(u'0' + nList), char16_t(u'0' + bSubdomains)};
+        *static_cast<std::u16string*>(pTaken) += wszText + std::u16string(u" ");
+        return nList != LIST_ALLOW;
+    };
+    EXPECT_FALSE(g_pfnWalkClientSettingData(&walked, take, &taken, nullptr)) << "the third was not taken";
+    EXPECT_EQ(taken, u"01first.example 00caf\xFFC3\xFFA9.example 10" + std::u16string(1023, u'a') + u" ");
+    EXPECT_EQ(walked.nWebCategoryFilter, 1u);
+    EXPECT_EQ(walked.vecBlockList.pFirst, nullptr);
+    ReleaseSettings(walked);
     const auto categories = Elements(m_settings.vecCategories);
     ASSERT_EQ(categories.size(), 1u);
     EXPECT_EQ(categories[0].bBlocked, 0u);

@@ -64,7 +64,7 @@ TEST_F(StoreTest, CanBeReadStillWhereNoFileCanBeMade) {
     EXPECT_NE(OpenStore(&m_store, STORE_OPEN_EXISTING, 100), STORE_OK);
     EXPECT_EQ(OpenStore(&m_store, STORE_READ_STILL, 100), STORE_OK) << m_store.szError;
     tagClientSettingData settings{};
-    EXPECT_EQ(FillClientSettings(&m_store, 0, &settings), STORE_OK) << m_store.szError;
+    EXPECT_EQ(FillClientSettings(&m_store, 0, &settings, TakeIntoSettings, &settings), STORE_OK) << m_store.szError;
     ReleaseSettings(settings);
     setrlimit(RLIMIT_FSIZE, &saved);
     signal(SIGXFSZ, SIG_DFL);

@@ -22,15 +22,37 @@ uint8_t AnswerFromStore(tagClientSettingData* pSettings, uint32_t* pReserved) {
     return g_Store(*pSettings);
 }
 
-class SettingsLoadTest : public PolicyTest {
+// Hands over what is in the sequences, from the last list to the first.
+uint8_t WalkStore(tagClientSettingData* pSettings, TakeListSettingFn pfnTake, void* pContext, uint32_t*) {
+    tagClientSettingData all = {};
+    const bool bDone = g_Store(all);
+    *pSettings = all;
+    pSettings->vecTrustedSites = {};
+    pSettings->vecAllowList = pSettings->vecBlockList = {};
+    all.vecCategories = {};
+    for (const auto& site : Elements(all.vecTrustedSites))
+        pfnTake(LIST_TRUSTED, site.wszText, 1, pContext);
+    for (const auto& url : Elements(all.vecAllowList))
+        pfnTake(LIST_ALLOW, url.wszText, url.bSubdomains, pContext);
+    for (const auto& url : Elements(all.vecBlockList))
+        pfnTake(LIST_BLOCK, url.wszText, url.bSubdomains, pContext);
+    pfnTake(LIST_TRUSTED + 1, u"no.list", 0, pContext);
+    ReleaseSettings(all);
+    return bDone;
+}
+
+// With a module that appends the entries to the record, and with one that hands them over.
+class SettingsLoadTest : public PolicyTest, public testing::WithParamInterface<bool> {
   protected:
     void SetUp() override {
         g_bReportModuleLoaded = 1;
         g_pfnGetClientAllSettingData = AnswerFromStore;
+        g_pfnWalkClientSettingData = GetParam() ? WalkStore : nullptr;
     }
     void TearDown() override {
         g_bReportModuleLoaded = 0;
         g_pfnGetClientAllSettingData = nullptr;
+        g_pfnWalkClientSettingData = nullptr;
         scripted_resolver::Reset();
         PolicyTest::TearDown();
     }
@@ -69,7 +91,7 @@ bool AnswerEverything(tagClientSettingData& settings) {
     return true;
 }
 
-TEST_F(SettingsLoadTest, BuildsTheWholePolicy) {
+TEST_P(SettingsLoadTest, BuildsTheWholePolicy) {
     scripted_resolver::Answer("block.example", {"192.0.2.1"});
     scripted_resolver::Answer("allow.example", {"192.0.2.2"});
     g_Store = AnswerEverything;
@@ -94,7 +116,7 @@ TEST_F(SettingsLoadTest, BuildsTheWholePolicy) {
 }
 
 // Each switch rules over its own share of the policy, and only when its low byte is 1.
-TEST_F(SettingsLoadTest, SwitchesChooseWhatIsLoaded) {
+TEST_P(SettingsLoadTest, SwitchesChooseWhatIsLoaded) {
     const struct {
         uint32_t nBrowsing, nPhishing, nFilter, nBlock;
         std::vector<uint16_t> categories;  // the first of them
@@ -129,7 +151,7 @@ TEST_F(SettingsLoadTest, SwitchesChooseWhatIsLoaded) {
     }
 }
 
-TEST_F(SettingsLoadTest, AFailedFetchKeepsThePolicyInForce) {
+TEST_P(SettingsLoadTest, AFailedFetchKeepsThePolicyInForce) {
     g_Store = AnswerEverything;
     EXPECT_EQ(LoadPolicySettings(), 0);
     g_Store = [](tagClientSettingData& settings) {
@@ -145,7 +167,7 @@ TEST_F(SettingsLoadTest, AFailedFetchKeepsThePolicyInForce) {
 }
 
 // What a reload fetched counts, though the fetch of a worker that began before it comes later.
-TEST_F(SettingsLoadTest, TheLaterFetchStaysInForce) {
+TEST_P(SettingsLoadTest, TheLaterFetchStaysInForce) {
     g_Store = AnswerEverything;
     tagPolicy early = {}, late = {};
     EXPECT_EQ(MakePolicy(early), 0);
@@ -166,7 +188,7 @@ TEST_F(SettingsLoadTest, TheLaterFetchStaysInForce) {
     EXPECT_EQ(g_bBrowsingProtection, 0);
 }
 
-TEST_F(SettingsLoadTest, NarrowsAndCutsTexts) {
+TEST_P(SettingsLoadTest, NarrowsAndCutsTexts) {
     g_Store = [](tagClientSettingData& settings) {
         settings.nCustomBlockList = 1;
         AddURL(settings.vecBlockList, std::u16string(300, u'a'));
@@ -177,5 +199,7 @@ TEST_F(SettingsLoadTest, NarrowsAndCutsTexts) {
     EXPECT_EQ(LoadPolicySettings(), 0);
     EXPECT_EQ(TextsOf(g_pBlockHostList), (Texts{std::string(255, 'a'), "ab", "b\xAC"}));
 }
+
+INSTANTIATE_TEST_SUITE_P(, SettingsLoadTest, testing::Bool());
 
 }  // namespace
