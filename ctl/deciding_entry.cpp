@@ -113,8 +113,8 @@ void FindSideEntry(const tagWebRequest& request, const tagSide& side, bool bURL,
 
 std::string FindListEntry(const char* szText, const tagListEntry* pList, MatchFn Match) {
     for (; pList; pList = pList->pNext) {
-        tagListEntry one = *pList;
-        one.pNext = nullptr;
+        tagListEntry one = {};
+        (void)CopyText(one.szEntry, pList->szEntry);
         uint8_t bFound = 0;
         (void)Match(szText, &one, &bFound);
         if (bFound) return one.szEntry;
@@ -126,8 +126,8 @@ std::string FindListEntry(const char* szText, const tagListEntry* pList, MatchFn
 std::string FindAddrEntry(const tagWebRequest& request, tagListEntry*& pHead) {
     const auto pCopy = std::make_unique<tagWebRequest>(request);
     for (const tagListEntry* p = pHead; p; p = p->pNext) {
-        tagListEntry one = *p;
-        one.pNext = nullptr;
+        tagListEntry one = {};
+        (void)CopyText(one.szEntry, p->szEntry);
         const Substitute only(pHead, &one);
         pCopy->nResult = RESULT_NONE;
         (void)MatchAddrList(pCopy.get());

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstddef>
 #include <cstdlib>
 #include <cstring>
 #include <string_view>
@@ -47,9 +48,8 @@ static_assert(LIST_BLOCK == 0 && LIST_ALLOW == 1 && LIST_TRUSTED == 2);
 void SplitScheme(tagListEntryBuf& entry);
 void CoverSubdomains(tagListEntryBuf& entry);
 uint8_t TypeOfEntry(const char* szEntry);
-int AppendText(tagListEntry** ppHead, const char* szText);
-tagListEntry* NewHead();
-tagListEntry* TailOf(tagListEntry* pHead);
+tagListEntry* LinkNode(tagListEntry** ppHead, size_t nTextBytes);
+void Link(tagListEntry* pHead, tagListEntry* pNode);
 
 }  // namespace
 
@@ -79,37 +79,40 @@ int AddListEntryTo(tagPolicyLists& lists, tagListEntryBuf& entry) {
 
     const tagKindLists& kind = LISTS_OF_KIND[entry.nListKind];
     if (entry.nEntryType == ENTRY_HOST) {
-        (void)AppendText(&(lists.*kind.pHosts), entry.szEntry);
+        (void)AppendListText(&(lists.*kind.pHosts), entry.szEntry);
         return 0;
     }
-    (void)AppendText(&(lists.*kind.pURLs), entry.szEntry);
+    (void)AppendListText(&(lists.*kind.pURLs), entry.szEntry);
     if (entry.nEntryType == ENTRY_ADDRESS && kind.pAddrs) {
-        (void)AppendText(&(lists.*kind.pAddrs), entry.szEntry);
+        (void)AppendListText(&(lists.*kind.pAddrs), entry.szEntry);
     }
     return 0;
 }
 
 tagListEntry* AppendListEntry(tagListEntry** ppHead) {
-    if (!ppHead) return nullptr;
-    if (!*ppHead) return *ppHead = NewHead();
-    auto* pNode = static_cast<tagListEntry*>(std::calloc(1, sizeof(tagListEntry)));
-    if (!pNode) return nullptr;
-    TailOf(*ppHead)->pNext = pNode;
-    if (tagChain* pChain = ChainOf(*ppHead)) {
-        pChain->pTail = pNode;
-        DropListIndex(*pChain);
+    return ppHead ? LinkNode(ppHead, sizeof tagListEntry::szEntry) : nullptr;
+}
+
+int AppendListText(tagListEntry** ppHead, std::string_view text) {
+    text = text.substr(0, sizeof tagListEntry::szEntry - 1);
+    tagListEntry* pNode = LinkNode(ppHead, text.size() + 1);
+    if (!pNode) {
+        FreeList(ppHead);
+        return -1;
     }
-    return pNode;
+    if (!text.empty()) std::memcpy(pNode->szEntry, text.data(), text.size());
+    return 0;
 }
 
 void FreeList(tagListEntry** ppHead) {
     if (!ppHead) return;
     tagListEntry* pNode = *ppHead;
     *ppHead = nullptr;
-    if (tagChain* pChain = ChainOf(pNode)) DropListIndex(*pChain);
     while (pNode) {
         tagListEntry* pNext = pNode->pNext;
-        std::free(pNode);
+        tagChain* pChain = ChainOf(pNode);
+        if (pChain) DropListIndex(*pChain);
+        std::free(pChain ? static_cast<void*>(pChain) : pNode);
         pNode = pNext;
     }
 }
@@ -169,36 +172,32 @@ uint8_t TypeOfEntry(const char* szEntry) {
     return IsDottedIPv4(szEntry) == 0 ? ENTRY_ADDRESS : ENTRY_HOST;
 }
 
-// 0, or -1 when memory ran out: a list with a hole would judge requests by half of what was configured, so it
-// is emptied.
-int AppendText(tagListEntry** ppHead, const char* szText) {
-    tagListEntry* pNode = AppendListEntry(ppHead);
-    if (!pNode) {
-        FreeList(ppHead);
-        return -1;
+// A zeroed node whose text takes so many bytes, its NUL among them, at the tail; null when memory runs out.
+tagListEntry* LinkNode(tagListEntry** ppHead, size_t nTextBytes) {
+    const size_t nChainBytes = *ppHead ? 0 : sizeof(tagChain);
+    auto* pBlock =
+        static_cast<char*>(std::calloc(1, nChainBytes + offsetof(tagListEntry, szEntry) + nTextBytes));
+    if (!pBlock) return nullptr;
+    auto* pNode = reinterpret_cast<tagListEntry*>(pBlock + nChainBytes);
+    if (*ppHead) {
+        Link(*ppHead, pNode);
+        return pNode;
     }
-    CopyText(pNode->szEntry, szText);
-    return 0;
+    pNode->bHasChain = 1;
+    ChainOf(pNode)->pTail = pNode;
+    return *ppHead = pNode;
 }
 
-tagListEntry* NewHead() {
-    struct tagHead {
-        tagListEntry entry;
-        tagChain chain;
-    };
-    auto* pHead = static_cast<tagHead*>(std::calloc(1, sizeof(tagHead)));
-    if (!pHead) return nullptr;
-    pHead->chain = {&pHead->entry, &pHead->entry, nullptr};
-    pHead->entry.pChain = &pHead->chain;
-    return &pHead->entry;
-}
-
-tagListEntry* TailOf(tagListEntry* pHead) {
-    tagListEntry* pTail = ChainOf(pHead) ? pHead->pChain->pTail : pHead;
-    while (pTail->pNext) {
+// A list with a chain ends at its pTail, unless somebody linked more to it by hand.
+void Link(tagListEntry* pHead, tagListEntry* pNode) {
+    tagChain* pChain = ChainOf(pHead);
+    tagListEntry* pTail = pChain ? pChain->pTail : pHead;
+    while (pTail->pNext)
         pTail = pTail->pNext;
-    }
-    return pTail;
+    pTail->pNext = pNode;
+    if (!pChain) return;
+    pChain->pTail = pNode;
+    DropListIndex(*pChain);
 }
 
 }  // namespace

@@ -6,6 +6,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string_view>
 
 #include "policy/client_settings.h"
 #include "policy/policy_state.h"
@@ -48,6 +49,11 @@ int AddListEntryTo(tagPolicyLists& lists, tagListEntryBuf& entry);
 // Links a zeroed node at the tail and returns it; it belongs to the list. Null when ppHead is null or memory
 // runs out. Costs the same at any length, but for a list whose first node was put together by hand.
 tagListEntry* AppendListEntry(tagListEntry** ppHead);
+
+// The same with a text, cut to what a node holds; the node takes no more memory than that needs. 0, or -1
+// when memory ran out: a list with a hole would judge requests by half of what was configured, so it is
+// emptied.
+int AppendListText(tagListEntry** ppHead, std::string_view text);
 
 // Frees every node and leaves the empty list. Safe on an empty list and on null.
 void FreeList(tagListEntry** ppHead);

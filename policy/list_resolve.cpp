@@ -67,28 +67,24 @@ int AppendAnswers(std::span<const tagNameQuestion> questions, bool bURLs, tagLis
         // The name is the head of its entry's text.
         const char* szPath = bURLs ? question.name.data() + question.name.size() : "";
         for (const addrinfo* pAddress = question.pAnswer; pAddress; pAddress = pAddress->ai_next) {
-            if (AppendAddress(*pAddress, szPath, ppAddrs) == 0) continue;
-            FreeList(ppAddrs);  // with a hole it would judge requests by half of what was configured
-            return 1;
+            if (AppendAddress(*pAddress, szPath, ppAddrs) != 0) return 1;
         }
     }
     return 0;
 }
 
-// 0, also for an address without a numeric text, or 1 when memory runs out.
+// 0, also for an address without a numeric text, or -1 when memory ran out.
 int AppendAddress(const addrinfo& address, std::string_view path, tagListEntry** ppAddrs) {
     char szNumeric[NUMERIC_TEXT_BYTES];
     if (getnameinfo(address.ai_addr, address.ai_addrlen, szNumeric, sizeof szNumeric, nullptr, 0,
                     NI_NUMERICHOST) != 0) {
         return 0;
     }
-    tagListEntry* pNode = AppendListEntry(ppAddrs);
-    if (!pNode) return 1;
-    CopyText(pNode->szEntry, szNumeric);
-    const size_t nLength = std::strlen(pNode->szEntry);
-    const std::string_view cut = path.substr(0, sizeof pNode->szEntry - 1 - nLength);
-    if (!cut.empty()) std::memcpy(pNode->szEntry + nLength, cut.data(), cut.size());
-    return 0;
+    char szText[sizeof tagListEntry::szEntry];
+    (void)CopyText(szText, szNumeric);
+    const size_t nLength = std::strlen(szText);
+    return AppendListText(ppAddrs,
+                          {szText, nLength + path.copy(szText + nLength, sizeof szText - 1 - nLength)});
 }
 
 }  // namespace

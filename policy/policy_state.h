@@ -13,10 +13,8 @@
 struct tagListEntry;
 struct tagListIndex;
 
-// What is known of a list as a whole. It is part of the block of the node that AppendListEntry made first,
-// and speaks for pHead alone: a copy of that node is a chain of its own.
+// What is known of a list as a whole. It stands before the first node, in the same block.
 struct tagChain {
-    const tagListEntry* pHead;
     tagListEntry* pTail;
     tagListIndex* pIndex;  // policy/list_index.h; null: the list is walked
 };
@@ -24,14 +22,19 @@ struct tagChain {
 // One list node. A list is a chain from its head pointer; an empty list is a null head. Nodes belong to the
 // list. One that was put together by hand has no tagChain and is walked.
 struct tagListEntry {
-    char szEntry[257];
+    tagListEntry() = default;
+    tagListEntry(const tagListEntry&) = delete;  // its block may end with its text
+    tagListEntry& operator=(const tagListEntry&) = delete;
+
     tagListEntry* pNext;
-    tagChain* pChain;  // in the first node, else null
+    uint8_t bHasChain;
+    char szEntry[257];  // written in a node of AppendListEntry alone, as a whole
 };
 
 // What is known of the list with this first node, or null.
 inline tagChain* ChainOf(const tagListEntry* pList) {
-    return pList && pList->pChain && pList->pChain->pHead == pList ? pList->pChain : nullptr;
+    if (!pList || !pList->bHasChain) return nullptr;
+    return reinterpret_cast<tagChain*>(const_cast<tagListEntry*>(pList)) - 1;
 }
 
 extern tagListEntry* g_pAllowHostList;  // host names, possibly with a leading "."

@@ -167,17 +167,14 @@ TEST_F(ListIndexTest, FindsWhatTheWalkFinds) {
     }
 }
 
-// An index stands for its list as it was: what is put together otherwise, or changed, is walked.
-TEST_F(ListIndexTest, ChangedAndCopiedListsAreWalked) {
+// An index stands for its list as it was: one that was changed is walked.
+TEST_F(ListIndexTest, ChangedListsAreWalked) {
     FillList(g_pBlockHostList, {"a.example", "www.b.example"});
     EXPECT_EQ(IndexOf(g_pBlockHostList, RULES_HOST), nullptr);
     IndexList(g_pBlockHostList, RULES_HOST);
     EXPECT_NE(IndexOf(g_pBlockHostList, RULES_HOST), nullptr);
     EXPECT_EQ(FirstURLEntry("www.b.example", g_pBlockHostList), g_pBlockHostList->pNext) << "other rules";
 
-    tagListEntry copy = *g_pBlockHostList;
-    copy.pNext = nullptr;
-    EXPECT_EQ(FirstHostEntry("b.example", &copy), nullptr);
     FillList(g_pBlockHostList, {"c.example"});
     EXPECT_EQ(FirstHostEntry("c.example", g_pBlockHostList), g_pBlockHostList->pNext->pNext);
 }

@@ -82,12 +82,6 @@ TEST_F(ListEntryTest, KindAndTypeChooseTheLists) {
 
 class ListMatchTest : public PolicyTest {};
 
-tagListEntry Node(std::string_view text) {
-    tagListEntry node = {};
-    CopyText(node.szEntry, text);
-    return node;
-}
-
 tagWebRequest Request(std::string_view host, std::string_view checkURL) {
     tagWebRequest request = {};
     request.nProtocol = PROTO_HTTP;
@@ -114,7 +108,8 @@ TEST_F(ListMatchTest, URLsAreComparedExactlyButForWww) {
         {"", "", 1},
     };
     for (const auto& row : rows) {
-        const tagListEntry node = Node(row.szEntry);
+        tagListEntry node = {};
+        CopyText(node.szEntry, row.szEntry);
         uint8_t bFound = 7;
         EXPECT_EQ(MatchURLList(row.szURL, &node, &bFound), 0);
         EXPECT_EQ(bFound, row.bExpected) << row.szEntry << " on " << row.szURL;
@@ -147,7 +142,8 @@ TEST_F(ListMatchTest, HostsAreCoveredByNameOrByDomain) {
         {"", "", 1},
     };
     for (const auto& row : rows) {
-        const tagListEntry node = Node(row.szEntry);
+        tagListEntry node = {};
+        CopyText(node.szEntry, row.szEntry);
         uint8_t bFound = 7;
         EXPECT_EQ(MatchHostList(row.szHost, &node, &bFound), 0);
         EXPECT_EQ(bFound, row.bExpected) << row.szEntry << " on " << row.szHost;
