@@ -28,6 +28,8 @@ struct tagMaking {
     tagPolicyLists* pLists;
 };
 
+int Load(bool bAskNames);
+int Make(tagPolicy& policy, bool bAskNames);
 int FetchSettings(tagMaking& making);
 void MakeSwitches(tagPolicy& policy, const tagClientSettingData& settings);
 void MakeCategories(tagPolicy& policy, const tagClientSettingData& settings);
@@ -41,28 +43,15 @@ void DeriveAddresses(tagPolicyLists& lists);
 }  // namespace
 
 int LoadPolicySettings() {
-    tagPolicy policy = {};
-    const int nResult = MakePolicy(policy);
-    PutPolicyInForce(policy);
-    FreePolicy(policy);
-    return nResult;
+    return Load(true);
+}
+
+int LoadPolicyWithoutNames() {
+    return Load(false);
 }
 
 int MakePolicy(tagPolicy& policy) {
-    policy.nFetch = ++s_nFetches;
-    tagMaking making = {{}, &policy.lists};
-    const int nFetched = FetchSettings(making);
-    if (nFetched == 0) {
-        MakeSwitches(policy, making.settings);
-        MakeCategories(policy, making.settings);
-        AddSequences(making);
-    }
-    ReleaseSettings(making.settings);  // two kilobytes for each entry there, and the resolver may take long
-    if (nFetched != 0) return 9;
-    DeriveAddresses(policy.lists);
-    IndexPolicyLists(policy.lists);
-    policy.bMade = 1;
-    return 0;
+    return Make(policy, true);
 }
 
 void PutPolicyInForce(tagPolicy& policy) {
@@ -87,6 +76,31 @@ void FreePolicy(tagPolicy& policy) {
 }
 
 namespace {
+
+int Load(bool bAskNames) {
+    tagPolicy policy = {};
+    const int nResult = Make(policy, bAskNames);
+    PutPolicyInForce(policy);
+    FreePolicy(policy);
+    return nResult;
+}
+
+int Make(tagPolicy& policy, bool bAskNames) {
+    policy.nFetch = ++s_nFetches;
+    tagMaking making = {{}, &policy.lists};
+    const int nFetched = FetchSettings(making);
+    if (nFetched == 0) {
+        MakeSwitches(policy, making.settings);
+        MakeCategories(policy, making.settings);
+        AddSequences(making);
+    }
+    ReleaseSettings(making.settings);  // two kilobytes for each entry there, and the resolver may take long
+    if (nFetched != 0) return 9;
+    if (bAskNames) DeriveAddresses(policy.lists);
+    IndexPolicyLists(policy.lists);
+    policy.bMade = 1;
+    return 0;
+}
 
 int FetchSettings(tagMaking& making) {
     if (g_bReportModuleLoaded == 0) return 1;

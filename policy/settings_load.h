@@ -29,6 +29,9 @@ struct tagPolicy {
 // flow and that the calling thread cannot be cancelled meanwhile.
 int LoadPolicySettings();
 
+// The same without the derived addresses: no name is asked for.
+int LoadPolicyWithoutNames();
+
 // The same in two steps, so that the workers need to be kept out of the second alone, which takes no time.
 // The first may run on several threads at once. Of two policies the one that was fetched later counts: what
 // is put in force after it is not put in force any more.

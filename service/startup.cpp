@@ -66,6 +66,7 @@ void PrepareCancellation();
 void LoadPolicy();
 bool StartReceivers();
 int StartInterception(const sigset_t& saved);
+void ResolveListedNames();
 }  // namespace
 
 int RunService() {
@@ -84,6 +85,7 @@ int RunService() {
     if (nStarted != 0) return nStarted;
 
     (void)StartRuleWatchdog();
+    if (g_bLiveTraffic == 1) ResolveListedNames();
     AwaitQueueReceivers();
     (void)sigprocmask(SIG_BLOCK, &control, nullptr);
     return Leave(RECEIVER_ENDED, 0);
@@ -125,7 +127,7 @@ void LoadPolicy() {
     g_bUseCatServer = ReadCategoryMode();
     (void)StartCategoryEngine();
     LoadReportModule();
-    (void)LoadPolicySettings();
+    (void)(g_bLiveTraffic == 1 ? LoadPolicyWithoutNames() : LoadPolicySettings());
     if (g_bPhishingProtection == 0 && g_bBrowsingProtection == 0 && g_bWebCategoryFilter == 0) {
         StopCategoryEngine();
     }
@@ -151,6 +153,21 @@ int StartInterception(const sigset_t& saved) {
     (void)ManageIptableRules(RULE_ADD);
     if (sigprocmask(SIG_SETMASK, &saved, nullptr) != 0) return Leave(NO_SIGNALS, -1);
     return 0;
+}
+
+// With live traffic requests are judged while the resolver is asked, which may take minutes where the network
+// is not there yet.
+void ResolveListedNames() {
+    sigset_t saved;
+    BlockControlSignals(&saved);
+    tagPolicy policy = {};
+    (void)MakePolicy(policy);
+    if (PauseWorkers()) {
+        PutPolicyInForce(policy);
+        ResumeWorkers();
+    }
+    FreePolicy(policy);
+    pthread_sigmask(SIG_SETMASK, &saved, nullptr);
 }
 
 // False when none started.
