@@ -117,7 +117,8 @@ int ReadFile(int fd, std::span<const uint8_t>* pBytes) {
     if (fstat(fd, &status) != 0) return URLMAP_SYSTEM;
     if (!S_ISREG(status.st_mode) || status.st_size < off_t{sizeof(tagURLMapHeader)}) return URLMAP_DAMAGED;
     const auto nBytes = static_cast<size_t>(status.st_size);
-    void* const pMemory = mmap(nullptr, nBytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    void* const pMemory =
+        mmap(nullptr, nBytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_POPULATE, -1, 0);
     if (pMemory == MAP_FAILED) return errno == ENOMEM ? URLMAP_NO_MEMORY : URLMAP_SYSTEM;
     const int nResult = FillFrom(fd, static_cast<uint8_t*>(pMemory), nBytes);
     if (nResult != URLMAP_OK || mprotect(pMemory, nBytes, PROT_READ) != 0) {
