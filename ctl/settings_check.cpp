@@ -30,7 +30,10 @@ namespace {
 bool ModuleGivesSettings() {
     tagClientSettingData settings = {};
     uint32_t nReserved = 0;
-    const bool bGiven = g_pfnGetClientAllSettingData(&settings, &nReserved) != 0;
+    const auto skip = [](uint8_t, const char16_t*, uint32_t, void*) { return true; };
+    const bool bGiven =
+        (g_pfnWalkClientSettingData ? g_pfnWalkClientSettingData(&settings, skip, nullptr, &nReserved)
+                                    : g_pfnGetClientAllSettingData(&settings, &nReserved)) != 0;
     ReleaseSettings(settings);
     return bGiven;
 }
