@@ -117,6 +117,13 @@ void FreeList(tagListEntry** ppHead) {
     }
 }
 
+tagPolicyLists PolicyListsInForce() {
+    tagPolicyLists lists = {};
+    for (const tagPolicyList& list : POLICY_LISTS)
+        lists.*list.pHead = *list.ppInForce;
+    return lists;
+}
+
 void SwapPolicyLists(tagPolicyLists& lists) {
     for (const tagPolicyList& list : POLICY_LISTS)
         std::swap(lists.*list.pHead, *list.ppInForce);

@@ -38,7 +38,8 @@ void AddSequences(tagMaking& making);
 bool AddSetting(uint8_t nListKind, const char16_t* wszText, uint32_t bSubdomains, void* pMaking);
 bool IsListLoaded(const tagClientSettingData& settings, uint8_t nListKind);
 bool IsOn(uint32_t nSwitch);
-void DeriveAddresses(tagPolicyLists& lists);
+int DeriveAddresses(const tagPolicyLists& from, tagPolicyLists& to);
+int CopyList(const tagListEntry* pFrom, tagListEntry** ppTo);
 
 }  // namespace
 
@@ -48,6 +49,21 @@ int LoadPolicySettings() {
 
 int LoadPolicyWithoutNames() {
     return Load(false);
+}
+
+int MakeAddressLists(tagPolicy& policy) {
+    tagPolicyLists& lists = policy.lists;
+    const tagPolicyLists from = PolicyListsInForce();
+    if (CopyList(from.pBlockAddrs, &lists.pBlockAddrs) != 0) return 1;
+    if (CopyList(from.pAllowAddrs, &lists.pAllowAddrs) != 0) return 1;
+    if (DeriveAddresses(from, lists) != 0) return 1;
+    IndexPolicyLists(lists);
+    return 0;
+}
+
+void SwapAddressLists(tagPolicy& policy) {
+    std::swap(g_pBlockAddrList, policy.lists.pBlockAddrs);
+    std::swap(g_pAllowAddrList, policy.lists.pAllowAddrs);
 }
 
 int MakePolicy(tagPolicy& policy) {
@@ -96,7 +112,7 @@ int Make(tagPolicy& policy, bool bAskNames) {
     }
     ReleaseSettings(making.settings);  // two kilobytes for each entry there, and the resolver may take long
     if (nFetched != 0) return 9;
-    if (bAskNames) DeriveAddresses(policy.lists);
+    if (bAskNames) (void)DeriveAddresses(policy.lists, policy.lists);
     IndexPolicyLists(policy.lists);
     policy.bMade = 1;
     return 0;
@@ -166,12 +182,21 @@ bool IsOn(uint32_t nSwitch) {
     return static_cast<uint8_t>(nSwitch) == 1;
 }
 
-// Names that cannot be resolved only leave their addresses out.
-void DeriveAddresses(tagPolicyLists& lists) {
-    (void)ResolveHostList(lists.pBlockHosts, &lists.pBlockAddrs);
-    (void)ResolveHostList(lists.pAllowHosts, &lists.pAllowAddrs);
-    (void)ResolveURLList(lists.pBlockURLs, &lists.pBlockAddrs);
-    (void)ResolveURLList(lists.pAllowURLs, &lists.pAllowAddrs);
+// 0, or 1 when memory runs out. Names that cannot be resolved only leave their addresses out.
+int DeriveAddresses(const tagPolicyLists& from, tagPolicyLists& to) {
+    const int nResults[] = {ResolveHostList(from.pBlockHosts, &to.pBlockAddrs),
+                            ResolveHostList(from.pAllowHosts, &to.pAllowAddrs),
+                            ResolveURLList(from.pBlockURLs, &to.pBlockAddrs),
+                            ResolveURLList(from.pAllowURLs, &to.pAllowAddrs)};
+    return std::count(std::begin(nResults), std::end(nResults), 1) != 0;
+}
+
+// 0, or -1 when memory runs out.
+int CopyList(const tagListEntry* pFrom, tagListEntry** ppTo) {
+    int nResult = 0;
+    for (; pFrom && nResult == 0; pFrom = pFrom->pNext)
+        nResult = AppendListText(ppTo, pFrom->szEntry);
+    return nResult;
 }
 
 }  // namespace

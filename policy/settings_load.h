@@ -29,9 +29,6 @@ struct tagPolicy {
 // flow and that the calling thread cannot be cancelled meanwhile.
 int LoadPolicySettings();
 
-// The same without the derived addresses: no name is asked for.
-int LoadPolicyWithoutNames();
-
 // The same in two steps, so that the workers need to be kept out of the second alone, which takes no time.
 // The first may run on several threads at once. Of two policies the one that was fetched later counts: what
 // is put in force after it is not put in force any more.
@@ -41,3 +38,11 @@ int LoadPolicyWithoutNames();
 int MakePolicy(tagPolicy& policy);
 void PutPolicyInForce(tagPolicy& policy);
 void FreePolicy(tagPolicy& policy);
+
+// A load without the derived addresses: no name is asked for. They are added in two steps of the same kind:
+// MakeAddressLists fills an empty record with address lists made from the lists in force, which nobody may
+// replace meanwhile (0, or 1 when memory runs out); SwapAddressLists exchanges these two lists for those in
+// force. FreePolicy frees what is left.
+int LoadPolicyWithoutNames();
+int MakeAddressLists(tagPolicy& policy);
+void SwapAddressLists(tagPolicy& policy);

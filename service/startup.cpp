@@ -2,6 +2,7 @@
 
 #include <execinfo.h>
 
+#include <atomic>
 #include <csignal>
 #include <span>
 
@@ -156,17 +157,19 @@ int StartInterception(const sigset_t& saved) {
 }
 
 // With live traffic requests are judged while the resolver is asked, which may take minutes where the network
-// is not there yet.
+// is not there yet. The first FTP address match would replace the lists meanwhile: it has to wait for another
+// one, or it was faster and asks for the names itself.
 void ResolveListedNames() {
+    if (std::atomic_ref(g_bFirstFTPAddrMatch).exchange(0) != 1) return;
     sigset_t saved;
     BlockControlSignals(&saved);
     tagPolicy policy = {};
-    (void)MakePolicy(policy);
-    if (PauseWorkers()) {
-        PutPolicyInForce(policy);
+    if (MakeAddressLists(policy) == 0 && PauseWorkers()) {
+        SwapAddressLists(policy);
         ResumeWorkers();
     }
     FreePolicy(policy);
+    std::atomic_ref(g_bFirstFTPAddrMatch).store(1);
     pthread_sigmask(SIG_SETMASK, &saved, nullptr);
 }
 
