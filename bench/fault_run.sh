@@ -293,7 +293,7 @@ hang() { # CALL CALLS HOW, or nothing: all return
     mv "$LAB_DIR/hang.new" "$LAB_DIR/hang"
 }
 
-# With LiveTraffic as told and the modules behind tests/support/hanging_calls.cpp.
+# With LiveTraffic as told and the modules behind bench/hanging_calls.cpp.
 launch_to_hang() {
     local file
     for file in urlcheck.so libdbmod.so; do

@@ -3,10 +3,7 @@
 
 #include <sys/types.h>
 
-#include <atomic>
-#include <string>
 #include <thread>
-#include <vector>
 
 // The installed websec-catserver, from the constructor until Stop or the end of its scope.
 class Catserver {
@@ -20,8 +17,7 @@ class Catserver {
     pid_t m_pid;
 };
 
-// A server that does with a request what its URL asks for: "/hang" is taken and never answered, "/refused"
-// gets status 1, "/long" a text of a million bytes that begins with Games, everything else Games.
+// A server to which everything is Games.
 class FeignedCatserver {
   public:
     FeignedCatserver();
@@ -29,15 +25,9 @@ class FeignedCatserver {
     FeignedCatserver(const FeignedCatserver&) = delete;
     FeignedCatserver& operator=(const FeignedCatserver&) = delete;
 
-    // Requests that it has taken and keeps waiting.
-    int Hanging() const { return m_nHanging; }
-
   private:
     void Serve();
-    void Answer(int nSocket);
 
     int m_nListen;
-    std::atomic<int> m_nHanging = 0;
-    std::vector<int> m_hanging;
     std::thread m_thread;
 };

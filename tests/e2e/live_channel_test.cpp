@@ -2,7 +2,6 @@
 #include <arpa/inet.h>
 #include <linux/netfilter/nfnetlink_queue.h>
 #include <signal.h>
-#include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -14,20 +13,14 @@
 #include "tests/e2e/lab.h"
 #include "tests/e2e/live_daemon.h"
 #include "tests/e2e/web_client.h"
+#include "tests/support/sockets.h"
 
 namespace {
 // A connection of this process from a port that another one uses, too.
 int ConnectFrom(in_port_t nPort, const char* szServer) {
     const int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    const int nOn = 1;
-    setsockopt(fd, SOL_SOCKET, SO_REUSEADDR, &nOn, sizeof nOn);
-    sockaddr_in own{}, server{};
-    own.sin_family = server.sin_family = AF_INET;
-    own.sin_port = htons(nPort);
-    server.sin_port = htons(80);
-    inet_pton(AF_INET, szServer, &server.sin_addr);
-    EXPECT_EQ(bind(fd, reinterpret_cast<const sockaddr*>(&own), sizeof own), 0);
-    EXPECT_EQ(connect(fd, reinterpret_cast<const sockaddr*>(&server), sizeof server), 0);
+    EXPECT_EQ(BindTo(fd, "0.0.0.0", nPort), 0);
+    EXPECT_EQ(ConnectTo(fd, szServer, 80), 0);
     return fd;
 }
 // A blocked request by a user without rights, from a port that this process uses, too.
@@ -48,22 +41,9 @@ void AskAsNobody(in_port_t nPort) {
 
 class LiveChannel : public LiveDaemonTest {};
 
-TEST_F(LiveChannel, RequestsLargerThanAnyBuffer) {
-    EXPECT_EQ(Count(COUNT_CHANNEL_FLAGS), NFQA_CFG_F_GSO | NFQA_CFG_F_FAIL_OPEN | NFQA_CFG_F_UID_GID);
-    for (const char* szAddress : {"127.0.0.1", SERVER}) {
-        for (const size_t nPadding : {size_t{0}, size_t{3000}, size_t{8000}, size_t{60000}}) {
-            SCOPED_TRACE(std::string(szAddress) + " " + std::to_string(nPadding));
-            EXPECT_EQ(WebClient(szAddress).Get("allowed.example", "/large/allowed", nPadding).nStatus, 200);
-            // On loopback the kernel sends the longest in two parts, the first one without PSH.
-            if (nPadding == 60000 && szAddress != SERVER) continue;
-            EXPECT_TRUE(WebClient(szAddress).Get("blocked.example", "/large/blocked", nPadding).bReset);
-        }
-    }
-    EXPECT_EQ(ServersSaw("/large/blocked"), 0u);
-}
-
 // The kernel drops what waits for a device that goes down; the verdicts then find nothing.
 TEST_F(LiveChannel, TheDeviceGoesDownWithPacketsWaiting) {
+    EXPECT_EQ(Count(COUNT_CHANNEL_FLAGS), NFQA_CFG_F_GSO | NFQA_CFG_F_FAIL_OPEN | NFQA_CFG_F_UID_GID);
     std::vector<std::unique_ptr<WebClient>> clients(20);
     for (auto& pClient : clients)
         pClient = std::make_unique<WebClient>();
@@ -86,12 +66,9 @@ TEST_F(LiveChannel, WhatThePacketBufferCannotHoldIsReported) {
     const int fd = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
     const int nRoom = 256 << 20;
     EXPECT_EQ(setsockopt(fd, SOL_SOCKET, SO_SNDBUFFORCE, &nRoom, sizeof nRoom), 0);
-    sockaddr_in to{};
-    to.sin_family = AF_INET;
-    to.sin_port = htons(9);
-    to.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    EXPECT_EQ(ConnectTo(fd, "127.0.0.1", 9), 0);
     for (int i = 0; i < 60'000; ++i)
-        (void)sendto(fd, "x", 1, MSG_DONTWAIT, reinterpret_cast<const sockaddr*>(&to), sizeof to);
+        (void)send(fd, "x", 1, MSG_DONTWAIT);
     close(fd);
     kill(daemon.pid, SIGCONT);
     EXPECT_TRUE(Within(2000, [] { return Count(COUNT_KERNEL_OVERRUN) > 0; }));

@@ -6,7 +6,6 @@
 #include <netinet/tcp.h>
 #include <poll.h>
 #include <signal.h>
-#include <sys/socket.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -19,6 +18,7 @@
 #include "tests/e2e/daemon.h"
 #include "tests/e2e/lab.h"
 #include "tests/e2e/queue_reader.h"
+#include "tests/support/sockets.h"
 
 using testing::HasSubstr;
 using testing::Not;
@@ -36,19 +36,10 @@ bool CanRead(int fd, int nMilliseconds) {
 class Stream {
   public:
     explicit Stream(in_port_t nPort, uint32_t nMark = OTHERS_MARK) {
-        const int fdListen = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-        const int bOn = 1;
-        setsockopt(fdListen, SOL_SOCKET, SO_REUSEADDR, &bOn, sizeof bOn);
-        sockaddr_in address{};
-        address.sin_family = AF_INET;
-        address.sin_port = htons(nPort);
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        const auto* pAddress = reinterpret_cast<const sockaddr*>(&address);
-        EXPECT_EQ(bind(fdListen, pAddress, sizeof address), 0);
-        EXPECT_EQ(listen(fdListen, 1), 0);
+        const int fdListen = ListenOnLoopback(1, nPort);
         m_fdClient = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
         EXPECT_EQ(setsockopt(m_fdClient, SOL_SOCKET, SO_MARK, &nMark, sizeof nMark), 0);
-        EXPECT_EQ(connect(m_fdClient, pAddress, sizeof address), 0);
+        EXPECT_EQ(ConnectTo(m_fdClient, "127.0.0.1", nPort), 0);
         m_fdServer = accept4(fdListen, nullptr, nullptr, SOCK_CLOEXEC);
         close(fdListen);
     }
@@ -138,18 +129,9 @@ TEST_P(LiveRules, AStartBringsTheDataBehindItUntilTheRelease) {
     Iptables("-A INPUT -p tcp --dport 9000 -m connmark ! --mark 0x10/0xfdffffff -j MARK --or-mark 0");
     Pass();
     QueueReader reader;
-    const std::string starts[] = {"GET / HTTP/1.1",
-                                  "CONNECT a:443",
-                                  "HEAD /",
-                                  "POST /",
-                                  "PUT /",
-                                  "DELETE /",
-                                  "OPTIONS *",
-                                  "PATCH /",
-                                  "CWD pub",
-                                  "RETR file",
-                                  std::string("\x16\x03\x01\x02\x00\x01\x00\x01\xfc\x03\x03", 11)};
-    for (const std::string& start : starts) {
+    for (const std::string start :
+         {"GET / HTTP/1.1", "CONNECT a:443", "HEAD /", "POST /", "PUT /", "DELETE /", "OPTIONS *", "PATCH /",
+          "CWD pub", "RETR file", "\x16\x03\x01\x02\x01\x01\x01\x01\xfc\x03\x03"}) {
         for (const bool bPush : {true, false}) {
             SCOPED_TRACE(start + (bPush ? " with PSH" : " without PSH"));
             Stream stream(9000);
@@ -309,12 +291,8 @@ int Try(int nType, const std::string& address, in_port_t nPort) {
     to6.sin6_family = AF_INET6;
     to6.sin6_port = htons(nPort);
     (void)inet_pton(AF_INET6, address.c_str(), &to6.sin6_addr);
-    sockaddr_in to4{};
-    to4.sin_family = AF_INET;
-    to4.sin_port = htons(nPort);
-    (void)inet_pton(AF_INET, address.c_str(), &to4.sin_addr);
     const int nResult = bIPv6 ? connect(fd, reinterpret_cast<const sockaddr*>(&to6), sizeof to6)
-                              : connect(fd, reinterpret_cast<const sockaddr*>(&to4), sizeof to4);
+                              : ConnectTo(fd, address.c_str(), nPort);
     // A refused datagram also fails in send, sometimes before the refusal itself has come.
     if (nType == SOCK_DGRAM) (void)send(fd, "x", 1, 0);
     int nError = nResult < 0 ? errno : 0;
@@ -355,11 +333,7 @@ TEST_P(CloseRules, WhatIsNotJudgedIsRefusedAtOnce) {
     expect("both ways out", ECONNREFUSED, ECONNREFUSED);
 
     const int fdLoopback = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(443);
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    ASSERT_EQ(bind(fdLoopback, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+    ASSERT_EQ(BindTo(fdLoopback, "127.0.0.1", 443), 0);
     EXPECT_EQ(Try(SOCK_DGRAM, "127.0.0.1", 443), PENDING);
     EXPECT_TRUE(CanRead(fdLoopback, 0));
     close(fdLoopback);

@@ -10,12 +10,11 @@
 #include <cstdlib>
 #include <string>
 
-#include "modules/urlmap/list_files.h"
 #include "tests/e2e/daemon.h"
 #include "tests/e2e/lab.h"
-#include "tests/e2e/list_maps.h"
 #include "tests/e2e/web_client.h"
 #include "tests/support/failing_memory.h"
+#include "tests/support/list_maps.h"
 
 namespace {
 constexpr int PASS_MS = 20000;

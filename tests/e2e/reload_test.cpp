@@ -89,13 +89,6 @@ TEST_F(Reload, BringsEndedWorkersBack) {
     }
 }
 
-TEST_F(Reload, StopWithoutAnyWorker) {
-    tagDaemon daemon = LaunchDaemon("setpriv --inh-caps -net_admin --bounding-set -net_admin");
-    ASSERT_TRUE(Within(
-        5000, [&] { return LetsSignalsIn(daemon.pid) && ThreadCount(daemon.pid) == ALL_THREADS - 4; }));
-    EXPECT_EQ(StopDaemon(daemon, 10'000), 0);
-}
-
 // The daemon's handler returns in any case, so the tool has to find out by itself.
 TEST_F(Reload, IsNotSaidToBeDoneWithoutSettings) {
     MustRun("websecctl block add blocked.example");
@@ -116,18 +109,5 @@ TEST_F(Reload, IsNotSaidToBeDoneWithoutSettings) {
     const tagOutcome without = Shell("websecctl reload");
     EXPECT_EQ(without.nStatus, 1);
     EXPECT_NE(without.output.find("has not loaded " + module), std::string::npos) << without.output;
-    EXPECT_EQ(StopDaemon(daemon), 0);
-}
-
-// The tables of the data files come with SIGUSR2, not with SIGHUP.
-TEST_F(Reload, RefreshLoadsTheBuiltInTables) {
-    MustRun("websecctl block add excluded.example");
-    tagDaemon daemon = StartDaemon();
-    EXPECT_TRUE(Get("excluded.example").bReset);
-    MustRun("echo 'excluded.example' | websecctl datafile build exclusion " + ProductFile("pcintwl.dat"));
-    MustRun("websecctl reload");
-    EXPECT_TRUE(Get("excluded.example").bReset);
-    kill(daemon.pid, SIGUSR2);
-    EXPECT_TRUE(Within(2000, [] { return Get("excluded.example").nStatus == 200; }));
     EXPECT_EQ(StopDaemon(daemon), 0);
 }

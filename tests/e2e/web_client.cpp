@@ -1,14 +1,14 @@
 #include "tests/e2e/web_client.h"
 
-#include <arpa/inet.h>
 #include <netinet/tcp.h>
-#include <sys/socket.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <chrono>
 #include <cstdlib>
 #include <string_view>
+
+#include "tests/support/sockets.h"
 
 namespace {
 // Reads one answer with a Content-Length. Its status; 0 when the connection ended first.
@@ -40,16 +40,12 @@ int ReadByte(int fd) {
 }  // namespace
 
 WebClient::WebClient(const std::string& address, in_port_t nPort) {
-    sockaddr_in server{};
-    server.sin_family = AF_INET;
-    server.sin_port = htons(nPort);
-    inet_pton(AF_INET, address.c_str(), &server.sin_addr);
     m_fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
     const timeval timeout{REPLY_TIMEOUT_MS / 1000, 0};
     setsockopt(m_fd, SOL_SOCKET, SO_RCVTIMEO, &timeout, sizeof timeout);
     const int nOn = 1;
     setsockopt(m_fd, IPPROTO_TCP, TCP_NODELAY, &nOn, sizeof nOn);
-    if (connect(m_fd, reinterpret_cast<const sockaddr*>(&server), sizeof server) == 0) return;
+    if (ConnectTo(m_fd, address.c_str(), nPort) == 0) return;
     close(m_fd);
     m_fd = -1;
 }

@@ -2,8 +2,6 @@
 // it as told. The connection is closed when that is done, the thread joined with the object.
 #pragma once
 
-#include <netinet/in.h>
-#include <sys/socket.h>
 #include <unistd.h>
 
 #include <cstdint>
@@ -11,23 +9,7 @@
 #include <string_view>
 #include <thread>
 
-// A socket that listens on the loopback address.
-inline int ListenOnLoopback(int nBacklog = 16) {
-    const int nSocket = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    sockaddr_in address = {};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    bind(nSocket, reinterpret_cast<const sockaddr*>(&address), sizeof address);
-    listen(nSocket, nBacklog);
-    return nSocket;
-}
-
-inline uint16_t PortOf(int nSocket) {
-    sockaddr_in address = {};
-    socklen_t nLength = sizeof address;
-    getsockname(nSocket, reinterpret_cast<sockaddr*>(&address), &nLength);
-    return ntohs(address.sin_port);
-}
+#include "tests/support/sockets.h"
 
 inline bool SendAll(int nSocket, std::string_view bytes) {
     return send(nSocket, bytes.data(), bytes.size(), MSG_NOSIGNAL) == static_cast<ssize_t>(bytes.size());

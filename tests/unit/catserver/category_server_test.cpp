@@ -14,12 +14,9 @@
 #include "category/category_server_protocol.h"
 #include "category/category_table.h"
 #include "catserver/connections.h"
-#include "modules/urlmap/list_files.h"
-#include "modules/urlmap/url_expressions.h"
-#include "modules/urlmap/url_map_builder.h"
 #include "tests/support/scripted_server.h"
 #include "tests/unit/catserver/running_catserver.h"
-#include "tests/unit/common/temp_folder.h"
+#include "tests/unit/modules/list_folder.h"
 
 using namespace std::chrono_literals;
 
@@ -42,23 +39,12 @@ std::string Reply(std::string_view szText) {
 
 const std::string REFUSAL("\1\0\0\0", 4);
 
-class CategoryServer : public testing::Test {
-  protected:
-    void PutLists(const std::vector<std::pair<std::string, uint16_t>>& names) const {
-        tagURLMapBuilder builder;
-        ASSERT_EQ(StartURLMap(&builder, URLMAP_CATEGORIES), URLMAP_OK);
-        for (const auto& [szName, nCategory] : names)
-            ASSERT_EQ(AddCategory(&builder, URLKey(szName), nCategory), URLMAP_OK);
-        ASSERT_EQ(WriteURLMap(&builder, folder_.Path(CATEGORY_LIST).c_str()), URLMAP_OK);
-        FreeURLMapBuilder(&builder);
-    }
-
-    TempFolder folder_;
-};
+using CategoryServer = ListFolderTest;
 
 TEST_F(CategoryServer, AnswersFromTheLists) {
-    PutLists({{"bets.example/", 51}, {"mixed.example/", 51}, {"mixed.example/", 3}, {"odd.example/", 77}});
-    RunningCatserver server(folder_.Path());
+    WriteCategoryList(
+        {{"bets.example", 51}, {"mixed.example", 51}, {"mixed.example", 3}, {"odd.example", 77}});
+    RunningCatserver server(m_folder.Path());
     EXPECT_EQ(server.Ask(Request("http://mixed.example/now")), Reply("51,3"));
     EXPECT_EQ(server.Ask(Request("https://www.bets.example/"), true), Reply("51")) << "says that this is all";
     EXPECT_EQ(server.Ask(Request("http://odd.example/")), Reply("0")) << "a number that is no category";
@@ -68,7 +54,7 @@ TEST_F(CategoryServer, AnswersFromTheLists) {
 }
 
 TEST_F(CategoryServer, RefusesWhatIsNoRequest) {
-    PutLists({{"bets.example/", 51}});
+    WriteCategoryList({{"bets.example", 51}});
     const std::string good = Request("http://bets.example/");
     std::vector<std::pair<std::string, const char*>> cases = {
         {Request(std::string(CATSERVER_URL_BYTES, 'a')), "a URL without an end"},
@@ -80,15 +66,15 @@ TEST_F(CategoryServer, RefusesWhatIsNoRequest) {
         cases.emplace_back(good, "another word");
         cases.back().first[nByte] ^= 0x80;
     }
-    RunningCatserver server(folder_.Path());
+    RunningCatserver server(m_folder.Path());
     for (const auto& [szRequest, szReason] : cases)
         EXPECT_EQ(server.Ask(szRequest, true), REFUSAL) << szReason;
     EXPECT_EQ(server.Ask(good), Reply("51")) << "goes on";
 }
 
 TEST_F(CategoryServer, SilentAndSlowPeersHoldNobodyUp) {
-    PutLists({{"bets.example/", 51}});
-    const RunningCatserver server(folder_.Path());
+    WriteCategoryList({{"bets.example", 51}});
+    const RunningCatserver server(m_folder.Path());
     const auto start = std::chrono::steady_clock::now();
     const auto taken = [&] { return std::chrono::steady_clock::now() - start; };
     const std::string good = Request("http://bets.example/");
@@ -117,8 +103,8 @@ TEST_F(CategoryServer, SilentAndSlowPeersHoldNobodyUp) {
 }
 
 TEST_F(CategoryServer, ServesManyAtOnceAndGivesUpTheOldestFirst) {
-    PutLists({{"bets.example/", 51}});
-    const RunningCatserver server(folder_.Path());
+    WriteCategoryList({{"bets.example", 51}});
+    const RunningCatserver server(m_folder.Path());
     const std::string good = Request("http://bets.example/");
     std::vector<int> sockets;
     const auto start = std::chrono::steady_clock::now();
@@ -136,18 +122,18 @@ TEST_F(CategoryServer, ServesManyAtOnceAndGivesUpTheOldestFirst) {
 }
 
 TEST_F(CategoryServer, ReloadsByHangUp) {
-    RunningCatserver server(folder_.Path());
+    RunningCatserver server(m_folder.Path());
     const std::string request = Request("http://bets.example/");
     EXPECT_EQ(server.Ask(request), REFUSAL) << "nothing imported yet, and the server has started";
-    PutLists({{"bets.example/", 51}});
+    WriteCategoryList({{"bets.example", 51}});
     EXPECT_EQ(server.Ask(request), REFUSAL) << "not before it is told";
     server.Reload();
     EXPECT_EQ(server.Ask(request), Reply("51"));
-    unlink(folder_.Path(CATEGORY_LIST).c_str());
-    folder_.Put(CATEGORY_LIST, "damaged");
+    unlink(m_folder.Path(CATEGORY_LIST).c_str());
+    m_folder.Put(CATEGORY_LIST, "damaged");
     server.Reload();
     EXPECT_EQ(server.Ask(request), Reply("51")) << "a damaged file leaves the old one in force";
-    unlink(folder_.Path(CATEGORY_LIST).c_str());
+    unlink(m_folder.Path(CATEGORY_LIST).c_str());
     server.Reload();
     EXPECT_EQ(server.Ask(request), REFUSAL) << "the lists were removed";
     EXPECT_EQ(server.Stop(), 0);

@@ -69,9 +69,7 @@ class RunningCatserver {
         const timeval limit = {5, 0};
         setsockopt(nSocket, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
         setsockopt(nSocket, SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof limit);
-        const sockaddr_in address = {AF_INET, htons(m_nPort), {htonl(INADDR_LOOPBACK)}, {}};
-        if (connect(nSocket, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0)
-            return nSocket;
+        if (ConnectTo(nSocket, "127.0.0.1", m_nPort) == 0) return nSocket;
         close(nSocket);
         return -1;
     }

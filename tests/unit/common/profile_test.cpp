@@ -1,9 +1,7 @@
 #include "common/profile.h"
 
-#include <sys/resource.h>
 #include <sys/stat.h>
 
-#include <csignal>
 #include <vector>
 
 #include "tests/unit/common/temp_folder.h"
@@ -191,13 +189,10 @@ TEST(ProfileWrite, LeavesTheFileAsItWasOnFailure) {
     EXPECT_EQ(unlink((path + ".tmp").c_str()), 0);
 
     // No room for the whole copy.
-    const int nResult = RunInChild([&] {
-        std::signal(SIGXFSZ, SIG_IGN);
-        const rlimit limit = {4096, 4096};
-        setrlimit(RLIMIT_FSIZE, &limit);
-        return write("A", "k", "v", path) == 102 ? 0 : 1;
-    });
-    EXPECT_EQ(nResult, 0);
+    {
+        const FullDisk full(4096);
+        EXPECT_EQ(write("A", "k", "v", path), 102U);
+    }
     EXPECT_EQ(folder.Get("cfg"), file);
     EXPECT_EQ(folder.CountFiles(), 1U) << "the copy was left behind";
 }

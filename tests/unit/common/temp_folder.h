@@ -1,8 +1,11 @@
-// A folder of its own for each test, and a child process for what would change the test program itself.
+// A folder of its own for each test, a disk that is full, and a child process for what would change the test
+// program itself.
 #pragma once
 
 #include <gtest/gtest.h>
+#include <signal.h>
 #include <stdlib.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -40,6 +43,23 @@ class TempFolder {
   private:
     char m_szPath[32] = "/tmp/websec_test_XXXXXX";
     bool m_bMade;
+};
+
+// While it lives no file of this process may grow beyond so many bytes.
+class FullDisk {
+  public:
+    explicit FullDisk(rlim_t nBytes) {
+        signal(SIGXFSZ, SIG_IGN);
+        getrlimit(RLIMIT_FSIZE, &m_before);
+        const rlimit full = {nBytes, m_before.rlim_max};
+        setrlimit(RLIMIT_FSIZE, &full);
+    }
+    ~FullDisk() { setrlimit(RLIMIT_FSIZE, &m_before); }
+    FullDisk(const FullDisk&) = delete;
+    FullDisk& operator=(const FullDisk&) = delete;
+
+  private:
+    rlimit m_before;
 };
 
 // Runs the function in a forked child; gives what it returns (0 to 255).

@@ -1,8 +1,6 @@
 #include "tests/unit/inspect/flow_recorder.h"
 
-#include <arpa/inet.h>
 #include <linux/netfilter.h>
-#include <sys/socket.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
@@ -19,6 +17,7 @@
 #include "policy/url_scanner.h"
 #include "report/report_module.h"
 #include "report/report_records.h"
+#include "tests/support/sockets.h"
 
 tagFlowRecorder g_Flow;
 
@@ -46,23 +45,10 @@ int AnswerFromLibrary(char cLetter, unsigned short* pCategories, unsigned short*
     return g_Flow.nCategory < 0 ? 1 : 0;
 }
 
-// A socket that listens where no other program does.
-int OpenListener(sockaddr_in& address) {
-    address = {};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t nLength = sizeof address;
-    const int nListen = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    bind(nListen, reinterpret_cast<sockaddr*>(&address), nLength);
-    listen(nListen, 1);
-    getsockname(nListen, reinterpret_cast<sockaddr*>(&address), &nLength);
-    return nListen;
-}
-
 // The reply lies ready before the request is sent: the server's end needs no thread.
 int ConnectToServer(int nSocket) {
-    static sockaddr_in s_Address;
-    static const int s_nListen = OpenListener(s_Address);
+    static const int s_nListen = ListenOnLoopback();
+    static const sockaddr_in s_Address = AddressOf("127.0.0.1", PortOf(s_nListen));
     static int s_nPeer = -1;
     g_Flow.trace += 's';
     const long nConnected = syscall(SYS_connect, nSocket, &s_Address, sizeof s_Address);

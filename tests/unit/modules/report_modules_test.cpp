@@ -19,7 +19,7 @@ class ReportModulesTest : public TempStoreTest {
         LoadReportModuleFrom(DBMOD_FILE);
         ASSERT_EQ(g_bReportModuleLoaded, 1);
         // A copy is loaded beside the one that the program is linked with, and unloaded for certain.
-        const std::string copy = m_directory + "/clrptmod.so";
+        const std::string copy = m_folder.Path("clrptmod.so");
         std::filesystem::copy_file(CLRPTMOD_FILE, copy);
         m_pClRptMod = dlopen(copy.c_str(), RTLD_LAZY);
         ASSERT_NE(m_pClRptMod, nullptr) << dlerror();

@@ -72,11 +72,11 @@ TEST_F(ReportWriterTest, CountsWhatAStoreThatStaysLockedCost) {
 
 TEST_F(ReportWriterTest, WaitsForAStoreThatComesBack) {
     CloseStore(&m_store);
-    std::filesystem::rename(m_directory + "/own", m_directory + "/away");
+    std::filesystem::rename(m_folder.Path("own"), m_folder.Path("away"));
     EXPECT_EQ(Queue("a.example"), 1);
     std::this_thread::sleep_for(std::chrono::milliseconds(100));
     EXPECT_FALSE(std::filesystem::exists(m_file)) << "a store of new settings would lift every block";
-    std::filesystem::rename(m_directory + "/away", m_directory + "/own");
+    std::filesystem::rename(m_folder.Path("away"), m_folder.Path("own"));
     StopReportWriter(m_writer.get(), 30000);
     CreateStore();
     EXPECT_EQ(AllRows(&m_store).size(), 1u);

@@ -2,8 +2,6 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <signal.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
 
 #include <fstream>
@@ -26,7 +24,7 @@ TEST_F(StoreTest, IsMadeForItsOwnerAlone) {
     umask(0);
     CreateStore();
     ASSERT_EQ(BeginStoreChange(&m_store), STORE_OK);
-    for (const auto& [file, nMode] : {std::pair(m_directory + "/own", 0700u), std::pair(m_file, 0600u),
+    for (const auto& [file, nMode] : {std::pair(m_folder.Path("own"), 0700u), std::pair(m_file, 0600u),
                                       std::pair(m_file + "-wal", 0600u)}) {
         struct stat status;
         ASSERT_EQ(stat(file.c_str(), &status), 0) << file;
@@ -34,74 +32,56 @@ TEST_F(StoreTest, IsMadeForItsOwnerAlone) {
     }
 }
 
-// A limit on the size of files stands for a full disk.
 TEST_F(StoreTest, LeavesNothingBehindWhenTheDiskIsFullAndCanBeMadeLater) {
-    struct rlimit saved;
-    ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &saved), 0);
-    signal(SIGXFSZ, SIG_IGN);
     for (const rlim_t nBytes : {1u, 5000u, 33000u}) {
-        const struct rlimit full = {nBytes, saved.rlim_max};
-        setrlimit(RLIMIT_FSIZE, &full);
+        const FullDisk full(nBytes);
         EXPECT_NE(OpenStore(&m_store, STORE_CREATE, 100), STORE_OK) << nBytes;
-        setrlimit(RLIMIT_FSIZE, &saved);
-        EXPECT_TRUE(std::filesystem::is_empty(m_directory + "/own")) << nBytes;
+        EXPECT_TRUE(std::filesystem::is_empty(m_folder.Path("own"))) << nBytes;
     }
-    signal(SIGXFSZ, SIG_DFL);
     Write(m_file + "-wal", "of a store that was deleted");
     CreateStore();
 }
 
 TEST_F(StoreTest, CanBeReadStillWhereNoFileCanBeMade) {
-    m_file = m_directory + "/o%41?#/websec.db";  // a name that means something else in a URI
+    m_file = m_folder.Path("o%41?#/websec.db");  // a name that means something else in a URI
     setenv("WEBSEC_DB", m_file.c_str(), 1);
     CreateStore();
     CloseStore(&m_store);
-    struct rlimit saved;
-    ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &saved), 0);
-    signal(SIGXFSZ, SIG_IGN);
-    const struct rlimit full = {1, saved.rlim_max};
-    setrlimit(RLIMIT_FSIZE, &full);
-    EXPECT_NE(OpenStore(&m_store, STORE_OPEN_EXISTING, 100), STORE_OK);
-    EXPECT_EQ(OpenStore(&m_store, STORE_READ_STILL, 100), STORE_OK) << m_store.szError;
-    tagClientSettingData settings{};
-    EXPECT_EQ(FillClientSettings(&m_store, 0, &settings, TakeIntoSettings, &settings), STORE_OK) << m_store.szError;
-    ReleaseSettings(settings);
-    setrlimit(RLIMIT_FSIZE, &saved);
-    signal(SIGXFSZ, SIG_DFL);
-
+    {
+        const FullDisk full(1);
+        EXPECT_NE(OpenStore(&m_store, STORE_OPEN_EXISTING, 100), STORE_OK);
+        EXPECT_EQ(OpenStore(&m_store, STORE_READ_STILL, 100), STORE_OK) << m_store.szError;
+        tagClientSettingData settings{};
+        EXPECT_EQ(FillClientSettings(&m_store, 0, &settings, TakeIntoSettings, &settings), STORE_OK)
+            << m_store.szError;
+        ReleaseSettings(settings);
+    }
     CloseStore(&m_store);
     Write(m_file + "-wal", "changes");
     EXPECT_EQ(OpenStore(&m_store, STORE_READ_STILL, 100), STORE_DENIED);
 }
 
 TEST_F(StoreTest, RefusesWhatItCannotRead) {
-    struct {
+    const struct {
         int nExpected;
         const char* szText;  // in the message
         int nMode;
-        void (*pfnSpoil)(const std::string& file);
-    } const rows[] = {
-        {STORE_MISSING, "no such store", STORE_OPEN_EXISTING,
-         [](const std::string& file) { std::filesystem::remove(file); }},
-        {STORE_MISSING, "no such store", STORE_OPEN_EXISTING,
-         [](const std::string& file) { Write(file, ""); }},
-        {STORE_CORRUPT, "damaged", STORE_CREATE,
-         [](const std::string& file) { Write(file, std::string(5000, 'x')); }},
+        const char* szSpoil;  // a command, $f for the file
+    } rows[] = {
+        {STORE_MISSING, "no such store", STORE_OPEN_EXISTING, "rm $f"},
+        {STORE_MISSING, "no such store", STORE_OPEN_EXISTING, ": >$f"},
+        {STORE_CORRUPT, "damaged", STORE_CREATE, "yes | head -c 5000 >$f"},
         {STORE_NEWER, "version 3, known up to 2", STORE_CREATE,
-         [](const std::string& file) { RunOn(file, "PRAGMA user_version = 3"); }},
+         "printf '\\003' | dd of=$f bs=1 seek=63 conv=notrunc"},
         {STORE_CORRUPT, "another program", STORE_CREATE,
-         [](const std::string& file) { RunOn(file, "PRAGMA user_version = 0"); }},
-        {STORE_FAILED, "cannot be used", STORE_CREATE,
-         [](const std::string& file) {
-             std::filesystem::remove(file);
-             std::filesystem::create_directory(file);
-         }},
+         "printf '\\000' | dd of=$f bs=1 seek=63 conv=notrunc"},
+        {STORE_FAILED, "cannot be used", STORE_CREATE, "rm $f; mkdir $f"},
     };
     for (const auto& row : rows) {
-        std::filesystem::remove_all(m_directory + "/own");
+        std::filesystem::remove_all(m_folder.Path("own"));
         CreateStore();
         CloseStore(&m_store);
-        row.pfnSpoil(m_file);
+        ASSERT_EQ(system(("exec 2>/dev/null; f=" + m_file + "; " + row.szSpoil).c_str()), 0);
         EXPECT_EQ(OpenStore(&m_store, row.nMode, 100), row.nExpected) << m_store.szError;
         EXPECT_EQ(m_store.pDb, nullptr);
         EXPECT_THAT(m_store.szError,

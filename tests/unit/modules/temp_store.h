@@ -5,7 +5,6 @@
 #include <sqlite3.h>
 
 #include <cstdlib>
-#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -13,6 +12,7 @@
 #include "modules/store/store.h"
 #include "modules/store/store_reports.h"
 #include "report/report_records.h"
+#include "tests/unit/common/temp_folder.h"
 
 // Runs statements over a connection of the test's own.
 inline void RunOn(const std::string& file, const char* szSql) {
@@ -25,20 +25,16 @@ inline void RunOn(const std::string& file, const char* szSql) {
 class TempStoreTest : public testing::Test {
   protected:
     void SetUp() override {
-        char szPattern[] = "/tmp/websec_store_XXXXXX";
-        ASSERT_NE(mkdtemp(szPattern), nullptr);
-        m_directory = szPattern;
-        m_file = m_directory + "/own/websec.db";
+        m_file = m_folder.Path("own/websec.db");
         setenv("WEBSEC_DB", m_file.c_str(), 1);
     }
     void TearDown() override {
         CloseStore(&m_store);
         unsetenv("WEBSEC_DB");
-        std::filesystem::remove_all(m_directory);
     }
     void CreateStore() { ASSERT_EQ(OpenStore(&m_store, STORE_CREATE, 100), STORE_OK) << m_store.szError; }
 
-    std::string m_directory;
+    TempFolder m_folder;
     std::string m_file;
     tagStore m_store = {};
 };

@@ -1,8 +1,6 @@
 #include "modules/urlmap/url_map.h"
 
 #include <gmock/gmock.h>
-#include <signal.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -43,13 +41,13 @@ class URLMapTest : public ListFolderTest {
 
 TEST_F(URLMapTest, FindsTheLongestMatch) {
     EXPECT_EQ(Threat(m_map, "a.example"), "") << "nothing is open";
-    WriteThreats(HARMFUL_LIST, {});
+    WriteThreatList(HARMFUL_LIST, {});
     ASSERT_EQ(OpenListFile(&m_map, HARMFUL_LIST, URLMAP_THREATS), URLMAP_OK) << "an empty map";
     CloseURLMap(&m_map);
-    WriteThreats(HARMFUL_LIST, {{"a.example", "Host"},
-                                {"a.example/x/", "Folder"},
-                                {"A.example.", "Second"},
-                                {"b.a.example", "Below"}});
+    WriteThreatList(HARMFUL_LIST, {{"a.example", "Host"},
+                                   {"a.example/x/", "Folder"},
+                                   {"A.example.", "Second"},
+                                   {"b.a.example", "Below"}});
     ASSERT_EQ(OpenListFile(&m_map, HARMFUL_LIST, URLMAP_THREATS), URLMAP_OK);
     EXPECT_EQ(m_map.nNames, 3u);
     EXPECT_EQ(Threat(m_map, "a.example/x/y"), "Folder");
@@ -87,7 +85,7 @@ TEST_F(URLMapTest, FindsEveryNameOfMany) {
 }
 
 TEST_F(URLMapTest, SaysWhyAFileCannotBeUsed) {
-    WriteCategories({{"a.example", 5}});
+    WriteCategoryList({{"a.example", 5}});
     mkdir(m_folder.Path("folder").c_str(), 0700);
     mkfifo(m_folder.Path("pipe").c_str(), 0600);
     m_folder.Put("empty", "");
@@ -106,18 +104,20 @@ TEST_F(URLMapTest, SaysWhyAFileCannotBeUsed) {
 
 // A name keeps five categories; an answer adds up those of all its matches, to five again.
 TEST_F(URLMapTest, CategoriesAddUpFromTheLongestMatchOn) {
-    WriteCategories({{"a.example", 5}, {"a.example/x/", 7}, {"A.example.", 9}, {"a.example", 5}});
-    EXPECT_EQ(m_builder.nNames, 2u);
-    EXPECT_EQ(m_builder.nMerged, 2u);
-    EXPECT_EQ(m_builder.nCategoriesLost, 0u);
+    const tagURLMapBuilder counts =
+        WriteCategoryList({{"a.example", 5}, {"a.example/x/", 7}, {"A.example.", 9}, {"a.example", 5}});
+    EXPECT_EQ(counts.nNames, 2u);
+    EXPECT_EQ(counts.nMerged, 2u);
+    EXPECT_EQ(counts.nCategoriesLost, 0u);
     ASSERT_EQ(OpenListFile(&m_map, CATEGORY_LIST, URLMAP_CATEGORIES), URLMAP_OK);
     EXPECT_THAT(Categories(m_map, "a.example/x/y"), ElementsAre(7, 5, 9));
     EXPECT_THAT(Categories(m_map, "c.example"), ElementsAre());
     CloseURLMap(&m_map);
 
     const char* const a = "a.example";
-    WriteCategories({{a, 6}, {a, 1}, {a, 2}, {a, 3}, {a, 4}, {a, 5}, {"b.a.example", 4}});
-    EXPECT_EQ(m_builder.nCategoriesLost, 1u);
+    EXPECT_EQ(WriteCategoryList({{a, 6}, {a, 1}, {a, 2}, {a, 3}, {a, 4}, {a, 5}, {"b.a.example", 4}})
+                  .nCategoriesLost,
+              1u);
     ASSERT_EQ(OpenListFile(&m_map, CATEGORY_LIST, URLMAP_CATEGORIES), URLMAP_OK);
     EXPECT_THAT(Categories(m_map, "a.example"), ElementsAre(6, 1, 2, 3, 4));
     EXPECT_THAT(Categories(m_map, "b.a.example"), ElementsAre(4, 6, 1, 2, 3));
@@ -198,31 +198,24 @@ TEST_F(URLMapTest, RefusesMoreThreatNamesThanTheMapCanNumber) {
 }
 
 TEST_F(URLMapTest, ReplacesTheFileWholeOrNotAtAll) {
-    WriteThreats(HARMFUL_LIST, {{"old.example", "Old"}});
+    WriteThreatList(HARMFUL_LIST, {{"old.example", "Old"}});
     struct stat status;
     ASSERT_EQ(stat(m_folder.Path(HARMFUL_LIST).c_str(), &status), 0);
     EXPECT_EQ(status.st_mode & 07777, 0644u);
     EXPECT_EQ(m_folder.CountFiles(), 1u);
     const std::string old = m_folder.Get(HARMFUL_LIST);
 
-    // A full disk, played by a limit on the size of files, in a process of its own.
-    const int nInChild = RunInChild([this] {
-        signal(SIGXFSZ, SIG_IGN);
-        const rlimit limit = {4096, 4096};
-        setrlimit(RLIMIT_FSIZE, &limit);
-        tagURLMapBuilder builder;
-        if (StartURLMap(&builder, URLMAP_THREATS) != URLMAP_OK) return 1;
-        for (uint64_t n = 0; n < 10000; ++n)
-            if (AddThreat(&builder, n, "x") != URLMAP_OK) return 2;
-        if (WriteURLMap(&builder, m_folder.Path(HARMFUL_LIST).c_str()) != URLMAP_SYSTEM) return 3;
-        return errno == EFBIG ? 0 : 4;
-    });
-    EXPECT_EQ(nInChild, 0);
-    EXPECT_EQ(m_folder.CountFiles(), 1u);
-    EXPECT_EQ(m_folder.Get(HARMFUL_LIST), old);
-
     tagURLMapBuilder builder;
     ASSERT_EQ(StartURLMap(&builder, URLMAP_THREATS), URLMAP_OK);
+    for (uint64_t n = 0; n < 10000; ++n)
+        ASSERT_EQ(AddThreat(&builder, n, "x"), URLMAP_OK);
+    {
+        const FullDisk full(4096);
+        EXPECT_EQ(WriteURLMap(&builder, m_folder.Path(HARMFUL_LIST).c_str()), URLMAP_SYSTEM);
+        EXPECT_EQ(errno, EFBIG);
+    }
+    EXPECT_EQ(m_folder.CountFiles(), 1u);
+    EXPECT_EQ(m_folder.Get(HARMFUL_LIST), old);
     EXPECT_EQ(WriteURLMap(&builder, m_folder.Path("none/x.map").c_str()), URLMAP_SYSTEM);
     FreeURLMapBuilder(&builder);
     FreeURLMapBuilder(&builder);

@@ -31,8 +31,8 @@ class URLCheckTest : public ListFolderTest {
 };
 
 TEST_F(URLCheckTest, EachScanHasItsList) {
-    WriteThreats(PHISHING_LIST, {{"bank.example/login/", "Phish"}});
-    WriteThreats(HARMFUL_LIST, {{"evil.example", "Trojan.X"}, {"long.example", std::string(300, 'n')}});
+    WriteThreatList(PHISHING_LIST, {{"bank.example/login/", "Phish"}});
+    WriteThreatList(HARMFUL_LIST, {{"evil.example", "Trojan.X"}, {"long.example", std::string(300, 'n')}});
     Load();
     EXPECT_EQ(g_pfnScanURLForAPSH("www.bank.example/login"), 1);
     EXPECT_EQ(g_pfnScanURLForAPSH("bank.example"), 0);
@@ -47,10 +47,10 @@ TEST_F(URLCheckTest, EachScanHasItsList) {
 
 TEST_F(URLCheckTest, NewListsAreTakenAtTheNextStart) {
     m_folder.Put(PHISHING_LIST, "damaged");
-    WriteThreats(HARMFUL_LIST, {{"old.example", "Old"}});
+    WriteThreatList(HARMFUL_LIST, {{"old.example", "Old"}});
     Load();
     EXPECT_EQ(g_pfnScanURLForAPSH("old.example"), 0);
-    WriteThreats(HARMFUL_LIST, {{"new.example", "New"}});
+    WriteThreatList(HARMFUL_LIST, {{"new.example", "New"}});
     EXPECT_EQ(Harm("old.example"), "Old");
     EXPECT_EQ(Harm("new.example"), "");
     EXPECT_EQ(g_pfnDeinitURLScan(), 1);

@@ -28,14 +28,14 @@ class WebCatTest : public ListFolderTest {
 };
 
 TEST_F(WebCatTest, AnswersWithLibraryIdsLongestMatchFirst) {
-    WriteThreats(PHISHING_LIST, {{"both.example", "P"}});
-    WriteThreats(HARMFUL_LIST, {{"both.example", "H"}});
-    WriteCategories({{"both.example", 51},
-                     {"mail.a.example", 1},
-                     {"a.example", 15},
-                     {"a.example/games/", 50},
-                     {"odd.example", 77},
-                     {"odd.example", 76}});
+    WriteThreatList(PHISHING_LIST, {{"both.example", "P"}});
+    WriteThreatList(HARMFUL_LIST, {{"both.example", "H"}});
+    WriteCategoryList({{"both.example", 51},
+                       {"mail.a.example", 1},
+                       {"a.example", 15},
+                       {"a.example/games/", 50},
+                       {"odd.example", 77},
+                       {"odd.example", 76}});
     ASSERT_EQ(WCInit(), 0);
     const struct {
         const char* szURL;
@@ -93,17 +93,10 @@ TEST_F(WebCatTest, ARefreshTakesNewLists) {
     EXPECT_EQ(PerformCacheRefresh(), 0);
     EXPECT_TRUE(g_WebCatMapping.nCount == 0);
     ASSERT_EQ(WCInit(), 0);
-    WriteCategories({{"a.example", 15}});
+    WriteCategoryList({{"a.example", 15}});
     EXPECT_THAT(Ask("a.example", "http://a.example"), ElementsAre());
     EXPECT_EQ(PerformCacheRefresh(), 0);
     EXPECT_THAT(Ask("a.example", "http://a.example"), ElementsAre(115));
-}
-
-TEST_F(WebCatTest, MapsServerIdsWithoutBeingUp) {
-    uint16_t nLogical = 9;
-    EXPECT_EQ(ConvertFromRealToLogical(76, &nLogical), 0);
-    EXPECT_EQ(nLogical, 76);
-    EXPECT_NE(ConvertFromRealToLogical(1, nullptr), 0);
 }
 
 }  // namespace
