@@ -85,27 +85,6 @@ TEST_F(Handoff, AFullStoreIsAnsweredWithADropAndAPause) {
     EXPECT_EQ(receiver.pSocket, nullptr);
 }
 
-TEST_F(Handoff, AWorkerEndsOnARejectedMessageAndIsMadeAnew) {
-    StartAll();
-    Deliver(fake_kernel::ErrorMessage(ENOENT));
-    const auto ended = [] {
-        int n = 0;
-        for (tagWorkerThread& worker : g_WorkerThreads)
-            n += GetThreadLife(worker.nLife) == THREAD_ENDED;
-        return n;
-    };
-    for (int i = 0; i < 2000 && ended() == 0; ++i)
-        usleep(1000);
-    EXPECT_EQ(ended(), 1) << "the others go on";
-    ASSERT_TRUE(PauseWorkers());
-    ResumeWorkers();
-    EXPECT_EQ(ended(), 0);
-    Deliver(Request(5));
-    const auto verdict = NextVerdict();
-    ASSERT_TRUE(verdict);
-    EXPECT_EQ(verdict->nPacketId, 5u);
-}
-
 TEST_F(Handoff, TheReceiverEndsWithItsChannelOrATooLargeDatagramAndIsStoppedOnce) {
     const auto tooLarge = [] { Deliver(std::vector<uint8_t>(PACKET_SLOT_BYTES + 1)); };
     for (void (*pfnEnd)() : {+[] { fake_kernel::CloseChannel(); }, +tooLarge}) {
