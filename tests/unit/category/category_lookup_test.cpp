@@ -11,11 +11,9 @@
 #include <thread>
 #include <vector>
 
-#include "category/category_engine.h"
 #include "category/category_server_client.h"
 #include "category/category_server_protocol.h"
 #include "common/copy_text.h"
-#include "policy/policy_switches.h"
 #include "tests/support/scripted_server.h"
 #include "tests/unit/category/webcat_recorder.h"
 
@@ -26,63 +24,7 @@ namespace {
 class CategoryLookup : public testing::Test {
   protected:
     CategoryLookup() { g_Webcat = {}; }
-    ~CategoryLookup() override {
-        g_bUseCatServer = CATENGINE_LIBRARY;
-        g_bBrowsingProtection = g_bPhishingProtection = g_bWebCategoryFilter = 0;
-    }
 };
-
-TEST_F(CategoryLookup, TheModeChoosesTheLibrarysFunction) {
-    g_bWebCategoryFilter = 1;
-    const struct {
-        uint8_t nMode;
-        int nLibrary;
-        int nResult;
-        const char* szCalls;
-    } cases[] = {
-        {0, 0, 0, "WCGetURLCategories "},
-        {0, 1, -1, "WCGetURLCategories "},
-        {1, 0, 0, "WCGetKVURLCategories "},
-        {1, -7, -1, "WCGetKVURLCategories "},
-    };
-    for (const auto& c : cases) {
-        g_Webcat = {};
-        g_Webcat.ids = {151, 122};
-        g_Webcat.nLookupResult = c.nLibrary;
-        g_bUseCatServer = c.nMode;
-        tagWebRequest request{};
-        CopyText(request.szHost, "bets.example");
-        CopyText(request.szURL, "http://bets.example/now");
-        EXPECT_EQ(LookupURLCategories(&request), c.nResult);
-        EXPECT_EQ(g_Webcat.szCalls, c.szCalls);
-        EXPECT_EQ(g_Webcat.szHost, "bets.example");
-        EXPECT_EQ(g_Webcat.szURL, "http://bets.example/now");
-        EXPECT_EQ(request.nCategoryCount, 2);
-        EXPECT_EQ(request.nCategoryIds[1], 122);
-    }
-    g_Webcat = {};
-    tagWebRequest request{};
-    for (const uint8_t nMode : {2, 255}) {
-        g_bUseCatServer = nMode;
-        (void)LookupURLCategories(&request);
-        EXPECT_EQ(g_Webcat.szCalls, "") << int{nMode} << " asks the server";
-    }
-    // It is made while any protection is not zero.
-    g_bUseCatServer = CATENGINE_LIBRARY;
-    g_bWebCategoryFilter = 0;
-    EXPECT_EQ(LookupURLCategories(&request), -1);
-    EXPECT_EQ(g_Webcat.szCalls, "");
-    EXPECT_EQ(LookupURLCategories(nullptr), 2);
-    for (uint8_t* pSwitch : {&g_bBrowsingProtection, &g_bPhishingProtection, &g_bWebCategoryFilter}) {
-        for (const uint8_t nValue : {1, 2}) {
-            *pSwitch = nValue;
-            EXPECT_EQ(LookupURLCategories(&request), 0);
-        }
-        *pSwitch = 0;
-    }
-}
-
-// --- the category server ---
 
 size_t OpenDescriptors() {
     const auto folder = std::filesystem::directory_iterator("/proc/self/fd");

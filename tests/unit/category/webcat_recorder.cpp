@@ -1,24 +1,8 @@
 #include "tests/unit/category/webcat_recorder.h"
 
-#include <algorithm>
-
 #include "category/webcat_library.h"
 
 tagWebcatRecorder g_Webcat;
-
-namespace {
-
-int LookUp(const char* szCall, const char* szHost, const char* szURL, unsigned short* pCategories,
-           unsigned short* pCount) {
-    g_Webcat.szCalls += szCall;
-    g_Webcat.szHost = szHost;
-    g_Webcat.szURL = szURL;
-    std::copy(g_Webcat.ids.begin(), g_Webcat.ids.end(), pCategories);
-    *pCount = static_cast<unsigned short>(g_Webcat.ids.size());
-    return g_Webcat.nLookupResult;
-}
-
-}  // namespace
 
 int WCInit() {
     g_Webcat.szCalls += "WCInit ";
@@ -35,14 +19,12 @@ int PerformCacheRefresh() {
     return 1;
 }
 
-int WCGetURLCategories(const char* szHost, const char* szURL, unsigned short* pCategories,
-                       unsigned short* pCount) {
-    return LookUp("WCGetURLCategories ", szHost, szURL, pCategories, pCount);
+int WCGetURLCategories(const char*, const char*, unsigned short*, unsigned short*) {
+    return 1;
 }
 
-int WCGetKVURLCategories(const char* szHost, const char* szURL, unsigned short* pCategories,
-                         unsigned short* pCount) {
-    return LookUp("WCGetKVURLCategories ", szHost, szURL, pCategories, pCount);
+int WCGetKVURLCategories(const char*, const char*, unsigned short*, unsigned short*) {
+    return 1;
 }
 
 int ConvertFromRealToLogical(unsigned short nReal, unsigned short* pLogical) {
