@@ -35,17 +35,6 @@ TEST(ProfileLine, ComparesKeys) {
     EXPECT_STREQ(other, "k[y");               // cut all the same
 }
 
-TEST(ProfileLine, WritesLines) {
-    const TempFolder folder;
-    FILE* pFile = fopen(folder.Path("out").c_str(), "w");
-    ASSERT_NE(pFile, nullptr);
-    char line[8] = "100% a";  // room for the newline and no more
-    WriteToFile(line, pFile);
-    fclose(pFile);
-    EXPECT_STREQ(line, "100% a\n");
-    EXPECT_EQ(folder.Get("out"), "100% a\n");
-}
-
 constexpr char DEFAULT_TEXT[] = "default";
 constexpr int DEFAULT_NUMBER = -99;
 

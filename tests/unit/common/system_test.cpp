@@ -46,19 +46,6 @@ TEST(ServiceControl, RunsTheScript) {
     EXPECT_EQ(folder.Get("log"), "plain start\nplain restart\nplain stop\nplain status\nrc.d/both start\n");
 }
 
-TEST(DynamicLibrary, LoadsAndFindsSymbols) {
-    void* pLibrary = KVLoadLibrary("libm.so.6");
-    ASSERT_NE(pLibrary, nullptr) << szErrMsg;
-    const auto power = reinterpret_cast<double (*)(double, double)>(KVGetProcAddress(pLibrary, "pow"));
-    ASSERT_NE(power, nullptr);
-    EXPECT_EQ(power(2, 10), 1024);
-    EXPECT_EQ(KVGetProcAddress(pLibrary, "no_such_symbol"), nullptr);
-    EXPECT_EQ(KVGetProcAddress(pLibrary, nullptr), nullptr);
-    EXPECT_EQ(KVGetProcAddress(nullptr, "pow"), nullptr);
-    KVFreeLibrary(pLibrary);
-    KVFreeLibrary(nullptr);
-}
-
 // The log has a fixed place, so the failures happen where the root is a folder of ours.
 TEST(DynamicLibrary, LogsFailures) {
     const TempFolder folder;
