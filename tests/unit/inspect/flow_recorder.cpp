@@ -1,15 +1,13 @@
 #include "tests/unit/inspect/flow_recorder.h"
 
+#include <arpa/inet.h>
 #include <linux/netfilter.h>
-#include <sys/syscall.h>
-#include <unistd.h>
 
-#include <algorithm>
-#include <cerrno>
 #include <cstdlib>
 #include <cstring>
 
 #include "block/block_reset.h"
+#include "category/category_server_client.h"
 #include "category/category_server_protocol.h"
 #include "category/webcat_library.h"
 #include "inspect/web_request.h"
@@ -17,13 +15,13 @@
 #include "policy/url_scanner.h"
 #include "report/report_module.h"
 #include "report/report_records.h"
-#include "tests/support/sockets.h"
 
 tagFlowRecorder g_Flow;
 
 namespace {
 
 constexpr int SERVER_ID_BASE = 1000;
+std::string s_Reply;  // what is left of the server's
 
 int ScanForPhishing(const char* szURL) {
     g_Flow.trace += 'p';
@@ -43,24 +41,6 @@ int AnswerFromLibrary(char cLetter, unsigned short* pCategories, unsigned short*
     pCategories[1] = static_cast<unsigned short>(std::abs(g_Flow.nCategory));
     *pCount = 2;
     return g_Flow.nCategory < 0 ? 1 : 0;
-}
-
-// The reply lies ready before the request is sent: the server's end needs no thread.
-int ConnectToServer(int nSocket) {
-    static const int s_nListen = ListenOnLoopback();
-    static const sockaddr_in s_Address = AddressOf("127.0.0.1", PortOf(s_nListen));
-    static int s_nPeer = -1;
-    g_Flow.trace += 's';
-    const long nConnected = syscall(SYS_connect, nSocket, &s_Address, sizeof s_Address);
-    const int nErrno = errno;
-    if (s_nPeer >= 0) close(s_nPeer);
-    s_nPeer = accept(s_nListen, nullptr, nullptr);
-    const std::string text = std::to_string(SERVER_ID_BASE + std::abs(g_Flow.nCategory));
-    const CategoryReply reply = {g_Flow.nCategory < 0 ? 1u : CATSERVER_STATUS_OK, text.size()};
-    (void)send(s_nPeer, &reply, sizeof reply, MSG_NOSIGNAL | MSG_MORE);
-    (void)send(s_nPeer, text.data(), text.size(), MSG_NOSIGNAL);
-    errno = nErrno;
-    return static_cast<int>(nConnected);
 }
 
 uint8_t GiveSettings(tagClientSettingData* pSettings, uint32_t*) {
@@ -114,16 +94,30 @@ uint8_t InsertClientReportData(uint32_t, const void* pRecord, uint32_t*) {
     g_Flow.reports.clientName = pClient->wszName;
     return 0;
 }
+}
 
-// The road to the category server's port.
-int connect(int nSocket, const sockaddr* pAddress, socklen_t nLength) {
-    sockaddr_in address = {};
-    std::memcpy(&address, pAddress, std::min<size_t>(nLength, sizeof address));
-    if (address.sin_family == AF_INET && address.sin_port == htons(CATSERVER_PORT))
-        return ConnectToServer(nSocket);
-    return static_cast<int>(syscall(SYS_connect, nSocket, pAddress, nLength));
+void CategoryServerClient::SetHost(std::string_view) {}
+
+// The reply lies ready.
+bool CategoryServerClient::Connect() {
+    g_Flow.trace += 's';
+    const std::string text = std::to_string(SERVER_ID_BASE + std::abs(g_Flow.nCategory));
+    const CategoryReply head = {g_Flow.nCategory < 0 ? 1u : CATSERVER_STATUS_OK, text.size()};
+    s_Reply.assign(reinterpret_cast<const char*>(&head), sizeof head).append(text);
+    return true;
 }
+
+bool CategoryServerClient::Write(const void*, size_t) {
+    return true;
 }
+
+ssize_t CategoryServerClient::Read(void* pBuffer, size_t nBytes) {
+    s_Reply.copy(static_cast<char*>(pBuffer), nBytes);
+    s_Reply.erase(0, nBytes);
+    return static_cast<ssize_t>(nBytes);
+}
+
+void CategoryServerClient::Close() {}
 
 int SendBlockReset(const tagPacketInfo* pPacket) {
     g_Flow.trace += pPacket->nVerdict == NF_ACCEPT ? 'X' : '!';

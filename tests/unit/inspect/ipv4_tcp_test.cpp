@@ -89,13 +89,6 @@ TEST(ParseIPv4TCP, RejectsEverySingleFlippedBit) {
     }
 }
 
-TEST(InternetChecksum, GivesTheExampleOfTheStandard) {
-    const uint8_t data[] = {0x00, 0x01, 0xF2, 0x03, 0xF4, 0xF5, 0xF6, 0xF7};
-    EXPECT_EQ(ntohs(InternetChecksum(data, sizeof data, 0)), static_cast<uint16_t>(~0xDDF2));
-    EXPECT_EQ(ntohs(InternetChecksum(data, sizeof data, htons(0x1111))), static_cast<uint16_t>(~0xEF03));
-    EXPECT_EQ(InternetChecksum(nullptr, 0, 0), 0xFFFF);
-}
-
 TEST(InternetChecksum, AgreesWithThePlainSumAtEveryLengthAndAlignment) {
     Bytes data(80);
     for (size_t i = 0; i < data.size(); ++i)
@@ -113,6 +106,7 @@ TEST(InternetChecksum, CarriesAreNeverLost) {
     const Bytes longest(65535, 0xFF);
     EXPECT_EQ(ntohs(InternetChecksum(longest.data(), longest.size(), 0)), ReferenceChecksum(longest));
     EXPECT_EQ(InternetChecksum(longest.data(), 65534, 0xFFFFFFFF), 0);
+    EXPECT_EQ(InternetChecksum(nullptr, 0, 0), 0xFFFF);
 }
 
 uint32_t Number(const char* szAddr) {

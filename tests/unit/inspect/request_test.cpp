@@ -70,12 +70,6 @@ TEST(IsTLSClientHello, TellsWhatTheRecordIs) {
     }
 }
 
-TEST(FindKeyword, SkipsEmptyEntries) {
-    const Bytes data(8, 'x');
-    EXPECT_EQ(FindKeyword(data, {"", 0}), -1);
-    EXPECT_EQ(FindKeyword(data, {"xx", 2}), 0);
-}
-
 TEST(ExtractHTTPRequest, TakesHostAndTarget) {
     const struct {
         const char* szReason;
@@ -168,14 +162,6 @@ TEST(ExtractFTPArgument, TakesWhatFollowsTheKeyword) {
         EXPECT_EQ(ExtractFTPArgument(&segment.info, &request), 0) << c.szReason;
         EXPECT_EQ(request.szPath, c.path) << c.szReason;
     }
-}
-
-TEST(SetFTPServerHost, WritesTheDottedAddress) {
-    tagPacketInfo info{};
-    info.nDstAddr = inet_addr("198.51.100.255");
-    tagWebRequest request{};
-    EXPECT_EQ(SetFTPServerHost(&info, &request), 0);
-    EXPECT_STREQ(request.szHost, "198.51.100.255");
 }
 
 }  // namespace
