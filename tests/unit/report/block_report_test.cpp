@@ -12,29 +12,40 @@
 #include "common/system_time.h"
 #include "policy/policy_switches.h"
 #include "report/report_module.h"
+#include "report/report_records.h"
 #include "report/report_time.h"
 #include "report/session_user.h"
 
 namespace {
 
+// A record as it came to one of the two stores.
 struct tagSentRecord {
     uint32_t nType;
-    std::vector<uint8_t> bytes;
+    ReportRecordBlock block;
+    ReportRecordHarmful threat;  // of phishing too, without a name then
+    ClientReportRecord client;
 };
 
 std::mutex g_SentMutex;
 std::vector<tagSentRecord> g_Sent;
 
-// Keeps a record as a store of another maker would: as so many bytes.
-void Keep(uint32_t nType, const void* pRecord, size_t nBytes) {
-    const auto* pBytes = static_cast<const uint8_t*>(pRecord);
+void Keep(uint32_t nType, void* pField, const void* pRecord, size_t nBytes, tagSentRecord& sent) {
+    sent.nType = nType;
+    std::memcpy(pField, pRecord, nBytes);
     const std::lock_guard lock(g_SentMutex);
-    g_Sent.push_back({nType, {pBytes, pBytes + nBytes}});
+    g_Sent.push_back(sent);
 }
 
 int RecordTypedReport(int nType, void* pRecord, uint32_t* pStatus) {
     *pStatus = 1;
-    Keep(static_cast<uint32_t>(nType), pRecord, nType == 5 ? 4332 : nType == 6 ? 3820 : 4340);
+    tagSentRecord sent{};
+    if (nType == REPORT_BLOCK) {
+        Keep(REPORT_BLOCK, &sent.block, pRecord, sizeof sent.block, sent);
+    } else {
+        const bool bHarmful = nType == REPORT_HARMFUL;
+        Keep(static_cast<uint32_t>(nType), &sent.threat, pRecord,
+             bHarmful ? sizeof sent.threat : sizeof sent.threat.threat, sent);
+    }
     return 1;
 }
 
@@ -43,26 +54,21 @@ int RecordTypedReport(int nType, void* pRecord, uint32_t* pStatus) {
 // Takes the place of the client report store.
 extern "C" uint8_t InsertClientReportData(uint32_t nType, const void* pRecord, uint32_t* pStatus) {
     *pStatus = 1;
-    Keep(nType, pRecord, 2778);
+    tagSentRecord sent{};
+    Keep(nType, &sent.client, pRecord, sizeof sent.client, sent);
     return 0xFE;
 }
 
 namespace {
 
-uint32_t NumberAt(const tagSentRecord& record, size_t nOffset) {
-    uint32_t nValue = 0;
-    std::memcpy(&nValue, record.bytes.data() + nOffset, sizeof nValue);
-    return nValue;
-}
-
-// The text in a field of nBytes; expects it to end inside and only zeroes behind it.
-std::u16string TextAt(const tagSentRecord& record, size_t nOffset, size_t nBytes) {
-    std::u16string szField(nBytes / 2, u'\0');
-    std::memcpy(szField.data(), record.bytes.data() + nOffset, nBytes);
-    const size_t nEnd = szField.find(u'\0');
-    EXPECT_NE(nEnd, szField.npos) << "no terminator in the field at " << nOffset;
-    EXPECT_EQ(szField.find_first_not_of(u'\0', nEnd), szField.npos) << "leftovers at " << nOffset;
-    return szField.substr(0, nEnd);
+// The text of a field; expects it to end inside and only zeroes behind it.
+template <size_t N>
+std::u16string Text(const char16_t (&wszField)[N]) {
+    const std::u16string field(wszField, N);
+    const size_t nEnd = field.find(u'\0');
+    EXPECT_NE(nEnd, field.npos);
+    EXPECT_EQ(field.find_first_not_of(u'\0', nEnd), field.npos);
+    return field.substr(0, nEnd);
 }
 
 class BlockReport : public testing::Test {
@@ -77,10 +83,8 @@ class BlockReport : public testing::Test {
         std::strcpy(g_szSessionUser, "anna");
         std::strcpy(request_.szCheckURL, "b\xE9.example/a");
         std::strcpy(request_.szURL, "http://not.this.one/");
-        std::u16string(u"Games").copy(request_.wszCategoryName, 5);
         std::u16string(u"since \x20AC").copy(request_.wszReportText, 7);
         std::strcpy(request_.szThreatName, "Trojan\xFF");
-        request_.nCategory = 0x01020304;
     }
     ~BlockReport() override {
         g_bReportBlocked = 0;
@@ -100,65 +104,50 @@ class BlockReport : public testing::Test {
     tagWebRequest request_{};
 };
 
-void ExpectPresent(time_t nTime) {
-    EXPECT_NEAR(static_cast<double>(nTime), static_cast<double>(time(nullptr)), 5);
+void ExpectPresent(tm local) {
+    local.tm_isdst = -1;
+    EXPECT_NEAR(static_cast<double>(mktime(&local)), static_cast<double>(time(nullptr)), 5);
 }
 
-void ExpectPresentTime(const std::u16string& szTime) {
+void ExpectPresent(const std::u16string& szTime) {
     const std::string szNarrow(szTime.begin(), szTime.end());
     tm parsed{};
     const char* pEnd = strptime(szNarrow.c_str(), "%d-%b-%Y %H:%M:%S", &parsed);
     ASSERT_TRUE(pEnd && *pEnd == '\0') << szNarrow;
-    parsed.tm_isdst = -1;
-    ExpectPresent(mktime(&parsed));
+    ExpectPresent(parsed);
 }
 
-TEST_F(BlockReport, EveryBlockHasATypedAndAClientRecord) {
-    const struct {
-        uint32_t nResult, nType;
-        const char16_t* szName;
-        uint32_t nCategory;
-    } cases[] = {
-        {4, 1, u"Custom blocked", 0}, {5, 1, u"Custom blocked", 0}, {6, 1, u"Games", 0x01020304},
-        {7, 6, u"Phishing", 3},       {8, 5, u"Malicious", 2},
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.nResult);
-        ASSERT_EQ(Write(c.nResult), 0u);
-        ASSERT_EQ(g_Sent.size(), 2u);
-        const tagSentRecord& typed = g_Sent[0];
-        EXPECT_EQ(typed.nType, c.nType);
-        if (c.nType == 1) {
-            ExpectPresentTime(TextAt(typed, 0, 516));
-            EXPECT_EQ(TextAt(typed, 516, 200), u"anna");
-            EXPECT_EQ(TextAt(typed, 716, 2048), u"b\xFFE9.example/a");
-            EXPECT_EQ(TextAt(typed, 2764, 512), c.nResult == 6 ? u"Games" : u"");
-            EXPECT_EQ(NumberAt(typed, 3276), c.nCategory);
-            EXPECT_EQ(NumberAt(typed, 3280), c.nResult);
-            EXPECT_EQ(TextAt(typed, 3284, 1024), u"since \x20AC");
-            EXPECT_EQ(TextAt(typed, 4308, 32), u"Blocked");
-        } else {
-            EXPECT_EQ(NumberAt(typed, 0), 0u);
-            ExpectPresentTime(TextAt(typed, 4, 512));
-            EXPECT_EQ(TextAt(typed, 516, 1024), u"since \x20AC");
-            EXPECT_EQ(TextAt(typed, 1540, 32), u"Blocked");
-            EXPECT_EQ(TextAt(typed, 1572, 200), u"anna");
-            EXPECT_EQ(TextAt(typed, 1772, 2048), u"b\xFFE9.example/a");
-        }
-        const tagSentRecord& client = g_Sent[1];
-        EXPECT_EQ(client.nType, 3u);
-        tagSYSTEMTIME sent;
-        std::memcpy(&sent, client.bytes.data(), sizeof sent);
-        tm local{};
-        local.tm_isdst = -1;
-        ExpectPresent(mktime(SystemTimeToTm(&sent, &local)));
-        EXPECT_EQ(sent.wMilliseconds, 0);
-        EXPECT_EQ(TextAt(client, 16, 2048), u"b\xFFE9.example/a");
-        EXPECT_EQ(TextAt(client, 2064, 200), c.szName);
-        EXPECT_EQ(NumberAt(client, 2264), c.nCategory);
-        EXPECT_EQ(TextAt(client, 2268, 510), u"anna");
-    }
-    EXPECT_EQ(TextAt(g_Sent[0], 3820, 512), u"Trojan\xFFFF");
+// Which record a result leads to and what its reason is called is seen in the order of the checks.
+TEST_F(BlockReport, TellsWhoWhenAndWhat) {
+    const std::u16string szURL = u"b\xFFE9.example/a", szReason = u"since \x20AC";
+    ASSERT_EQ(Write(RESULT_BLOCK_URL), 0u);
+    ASSERT_EQ(g_Sent.size(), 2u);
+    const ReportRecordBlock& block = g_Sent[0].block;
+    ExpectPresent(Text(block.wszTime));
+    EXPECT_EQ(Text(block.wszUser), u"anna");
+    EXPECT_EQ(Text(block.wszURL), szURL);
+    EXPECT_EQ(Text(block.wszReportText), szReason);
+    EXPECT_EQ(Text(block.wszAction), u"Blocked");
+
+    EXPECT_EQ(g_Sent[1].nType, uint32_t{REPORT_CLIENT});
+    const ClientReportRecord& client = g_Sent[1].client;
+    tagSYSTEMTIME sent;
+    std::memcpy(&sent, client.nLocalTime, sizeof sent);
+    tm local{};
+    ExpectPresent(*SystemTimeToTm(&sent, &local));
+    EXPECT_EQ(sent.wMilliseconds, 0);
+    EXPECT_EQ(Text(client.wszURL), szURL);
+    EXPECT_EQ(Text(client.wszUser), u"anna");
+
+    ASSERT_EQ(Write(RESULT_HARMFUL), 0u);
+    const ReportRecordThreat& threat = g_Sent[0].threat.threat;
+    EXPECT_EQ(threat.nReserved, 0u);
+    ExpectPresent(Text(threat.wszTime));
+    EXPECT_EQ(Text(threat.wszReportText), szReason);
+    EXPECT_EQ(Text(threat.wszAction), u"Blocked");
+    EXPECT_EQ(Text(threat.wszUser), u"anna");
+    EXPECT_EQ(Text(threat.wszURL), szURL);
+    EXPECT_EQ(Text(g_Sent[0].threat.wszThreatName), u"Trojan\xFFFF");
 }
 
 TEST_F(BlockReport, LongTextsAreCutInsideTheirFields) {
@@ -167,15 +156,15 @@ TEST_F(BlockReport, LongTextsAreCutInsideTheirFields) {
     std::fill_n(request_.wszCategoryName, 100, u'n');  // no terminator either
     std::fill_n(request_.wszReportText, 255, u'r');
     std::memset(request_.szThreatName, 't', 254);
-    ASSERT_EQ(Write(6), 0u);
-    EXPECT_EQ(TextAt(g_Sent[0], 516, 200), std::u16string(99, u'u'));
-    EXPECT_EQ(TextAt(g_Sent[0], 716, 2048), std::u16string(1023, u'c'));
-    EXPECT_EQ(TextAt(g_Sent[0], 2764, 512), std::u16string(100, u'n'));
-    EXPECT_EQ(TextAt(g_Sent[0], 3284, 1024), std::u16string(255, u'r'));
-    EXPECT_EQ(TextAt(g_Sent[1], 2064, 200), std::u16string(99, u'n'));
-    EXPECT_EQ(TextAt(g_Sent[1], 2268, 510), std::u16string(254, u'u'));
-    ASSERT_EQ(Write(8), 0u);
-    EXPECT_EQ(TextAt(g_Sent[0], 3820, 512), std::u16string(254, u't'));
+    ASSERT_EQ(Write(RESULT_CATEGORY), 0u);
+    EXPECT_EQ(Text(g_Sent[0].block.wszUser), std::u16string(99, u'u'));
+    EXPECT_EQ(Text(g_Sent[0].block.wszURL), std::u16string(1023, u'c'));
+    EXPECT_EQ(Text(g_Sent[0].block.wszCategoryName), std::u16string(100, u'n'));
+    EXPECT_EQ(Text(g_Sent[0].block.wszReportText), std::u16string(255, u'r'));
+    EXPECT_EQ(Text(g_Sent[1].client.wszName), std::u16string(99, u'n'));
+    EXPECT_EQ(Text(g_Sent[1].client.wszUser), std::u16string(254, u'u'));
+    ASSERT_EQ(Write(RESULT_HARMFUL), 0u);
+    EXPECT_EQ(Text(g_Sent[0].threat.wszThreatName), std::u16string(254, u't'));
 }
 
 TEST_F(BlockReport, SwitchesDecideWhatIsWritten) {
@@ -223,7 +212,8 @@ TEST_F(BlockReport, WorkersReportAtOnceWithoutMixingTheirRecords) {
     }
     ASSERT_EQ(g_Sent.size(), 4u * 20 * 2);
     for (const tagSentRecord& record : g_Sent) {
-        const std::u16string szURL = TextAt(record, record.nType == 3 ? 16 : 1772, 2048);
+        const std::u16string szURL =
+            record.nType == REPORT_CLIENT ? Text(record.client.wszURL) : Text(record.threat.threat.wszURL);
         EXPECT_EQ(szURL, std::u16string(500, szURL[0]));
     }
 }
