@@ -4,7 +4,6 @@
 
 #include <thread>
 
-#include "category/category_mode.h"
 #include "modules/store/store_settings.h"
 #include "report/report_module.h"
 #include "tests/unit/modules/temp_store.h"
@@ -76,29 +75,6 @@ TEST_F(ReportModulesTest, FillsTheSettingsRecordFromTheStore) {
     const auto categories = Elements(m_settings.vecCategories);
     ASSERT_EQ(categories.size(), 1u);
     EXPECT_EQ(categories[0].bBlocked, 0u);
-}
-
-TEST_F(ReportModulesTest, CategoriesGoByTheNumbersOfTheMode) {
-    const struct {
-        uint8_t nMode;
-        uint32_t nBase;
-    } cases[] = {{CATENGINE_LIBRARY, 100}, {CATENGINE_LIBRARY_KV, 100}, {CATENGINE_SERVER, 0}, {7, 0}};
-    CreateStore();
-    for (const uint32_t nReal : {2u, 76u})
-        ASSERT_EQ(SetStoredCategory(&m_store, nReal, 1), STORE_OK);
-    EXPECT_EQ(SetStoredCategory(&m_store, 77, 1), STORE_BAD_VALUE);
-    RunOn(m_file, "INSERT INTO categories VALUES (77, 1)");  // by another program
-    for (const auto& c : cases) {
-        g_bUseCatServer = c.nMode;
-        tagClientSettingData settings{};
-        EXPECT_TRUE(g_pfnGetClientAllSettingData(&settings, nullptr));
-        const auto categories = Elements(settings.vecCategories);
-        ASSERT_EQ(categories.size(), 2u);
-        EXPECT_EQ(categories[0].nCategory, c.nBase + 2) << int{c.nMode};
-        EXPECT_EQ(categories[1].nCategory, c.nBase + 76) << int{c.nMode};
-        ReleaseSettings(settings);
-    }
-    g_bUseCatServer = CATENGINE_LIBRARY;
 }
 
 TEST_F(ReportModulesTest, SaysWhetherTheSettingsCouldBeFetched) {

@@ -34,28 +34,6 @@ TEST(URLExpressions, BringsURLsIntoOneForm) {
     }
 }
 
-TEST(URLExpressions, RefusesWhatHasNoHost) {
-    const struct {
-        std::string url;
-        int nResult;
-    } cases[] = {
-        {"", CANONICAL_NO_HOST},
-        {"/path", CANONICAL_NO_HOST},
-        {"user@:80/", CANONICAL_NO_HOST},
-        {"gopher://a.example/", CANONICAL_SCHEME},
-        {"http://[::1]/", CANONICAL_HOST},
-        {std::string("a\0b", 3), CANONICAL_HOST},
-        {std::string(256, 'a'), CANONICAL_TOO_LONG},
-        {"a.example/" + std::string(CANONICAL_URL_MAX, 'a'), CANONICAL_TOO_LONG},
-    };
-    tagCanonicalURL url;
-    tagURLKeys keys;
-    for (const auto& c : cases) {
-        EXPECT_EQ(CanonicaliseURL(c.url, &url), c.nResult) << c.url;
-    }
-    EXPECT_EQ(MakeURLKeys("http://[::1]/", &keys), 0u);
-}
-
 TEST(URLExpressions, ListedNameReachesRequest) {
     const std::string longURL = "a.example/p/" + std::string(12000, 'q');
     const struct {
