@@ -1,19 +1,15 @@
 // Hostile data files. The lowest bit of the first byte chooses whether the rest gets a checksum that fits:
 // with it an input passes the header test and reaches the bodies, without it the header itself is at stake.
 #include <algorithm>
-#include <cstdlib>
 #include <cstring>
 #include <string>
 
 #include "policy/data_file.h"
+#include "tests/fuzz/fuzz_segment.h"
 #include "tests/support/data_file_writer.h"
 #include "tests/support/memory_file.h"
 
 namespace {
-
-void Require(bool bHolds) {
-    if (!bHolds) std::abort();
-}
 
 // Reads every byte of the table and expects an empty one after a failure.
 template <class Table, class Record>

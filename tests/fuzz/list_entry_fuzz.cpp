@@ -1,6 +1,5 @@
 // Hostile list entries: the first byte holds the list kind and whether sub-domains are covered, the rest is
 // the configured text.
-#include <cstdlib>
 #include <cstring>
 #include <string_view>
 
@@ -8,12 +7,9 @@
 #include "inspect/url_helpers.h"
 #include "policy/list_entry.h"
 #include "policy/list_match.h"
+#include "tests/fuzz/fuzz_segment.h"
 
 namespace {
-
-void Require(bool bHolds) {
-    if (!bHolds) std::abort();
-}
 
 void CheckNormalForm(const tagListEntryBuf& entry) {
     const std::string_view text(entry.szEntry);

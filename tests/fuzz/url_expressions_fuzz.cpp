@@ -1,16 +1,12 @@
 // Hostile URLs from requests and from lists: whatever has a canonical form is well-formed and reaches itself.
 #include <algorithm>
-#include <cstdlib>
 #include <cstring>
 
 #include "modules/urlmap/url_admission.h"
 #include "modules/urlmap/url_expressions.h"
+#include "tests/fuzz/fuzz_segment.h"
 
 namespace {
-
-void Require(bool bHolds) {
-    if (!bHolds) std::abort();
-}
 
 const tagSuffixList& Suffixes() {
     static const tagSuffixList s_suffixes = [] {

@@ -1,17 +1,13 @@
 // Hostile list files: the input as it is, and once more with a header that fits its length, so that the
 // sections behind it are reached.
-#include <cstdlib>
 #include <cstring>
 #include <memory>
 
 #include "modules/urlmap/url_map.h"
 #include "modules/urlmap/url_map_layout.h"
+#include "tests/fuzz/fuzz_segment.h"
 
 namespace {
-
-void Require(bool bHolds) {
-    if (!bHolds) std::abort();
-}
 
 // Whatever was accepted answers every key, and every answer can be read.
 void AskAll(const tagURLMap& map) {
