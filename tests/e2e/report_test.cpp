@@ -66,30 +66,3 @@ TEST_F(Reports, WhatIsWrittenOutlivesTheDaemon) {
     EXPECT_TRUE(Get("blocked.example").bReset);
     EXPECT_EQ(StopDaemon(daemon), 0);
 }
-
-// The settings in force stay in force. websecctl says that a reload would be of no use; whoever signals the
-// daemon all the same does no harm.
-TEST_F(Reports, AReloadThatCannotReadTheStore) {
-    tagDaemon daemon = StartDaemon();
-    MustRun("cp " + std::string(STORE_FILE) + " /run/sound.db");
-    const struct {
-        const char* szReason;
-        const char* szDamage;  // in the store's folder
-    } rows[] = {
-        {"missing", "rm websec.db"},
-        {"empty", ": >websec.db"},
-        {"rubbish", "head -c 20000 /dev/urandom >websec.db"},
-        {"cut", "truncate -s 5000 websec.db"},
-        {"of a newer version", "printf '\\143' | dd of=websec.db bs=1 seek=63 conv=notrunc"},
-    };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.szReason);
-        MustRun("cd /var/lib/websec && rm -f websec.db* && cp /run/sound.db websec.db && " +
-                std::string(row.szDamage));
-        EXPECT_EQ(Shell("websecctl reload").nStatus, 1);
-        MustRun("pkill -HUP -x websec; sleep 0.2");
-        EXPECT_TRUE(Get("blocked.example").bReset);
-        EXPECT_EQ(Get("allowed.example").nStatus, 200);
-    }
-    EXPECT_EQ(StopDaemon(daemon), 0);
-}
