@@ -8,9 +8,10 @@
 
 #include <algorithm>
 #include <cstddef>
-#include <cstdio>
 #include <cstring>
 #include <filesystem>
+#include <iterator>
+#include <sstream>
 #include <string_view>
 #include <vector>
 
@@ -112,34 +113,22 @@ uint64_t Count(uint8_t nCounter) {
     return nCount;
 }
 
-bool EndLeftDaemons() {
-    bool bNone = true;
-    for (const pid_t pid : s_Daemons) {
-        bNone = false;
+bool StopLeftDaemons() {
+    bool bOrderly = true;
+    for (const pid_t pid : std::vector(s_Daemons)) {
+        tagDaemon daemon{0, pid};
+        if (StopDaemon(daemon) == 0) continue;
+        bOrderly = false;
         kill(pid, SIGKILL);
-        waitpid(pid, nullptr, 0);
+        (void)AwaitEnd(daemon);
     }
-    s_Daemons.clear();
-    return bNone;
+    return bOrderly;
 }
 
 namespace {
-// Field 4 of /proc/PID/stat; the name before it may hold anything, but no line ends it later than its last
-// ')'.
 std::vector<pid_t> Children() {
-    std::vector<pid_t> children;
-    for (const auto& entry : std::filesystem::directory_iterator("/proc")) {
-        const pid_t pid = std::atoi(entry.path().filename().c_str());
-        if (pid <= 0) continue;
-        const std::string stat = ReadFile(entry.path().string() + "/stat");
-        const size_t nName = stat.rfind(')');
-        pid_t parent = 0;
-        char cState = 0;
-        if (nName == stat.npos || std::sscanf(stat.c_str() + nName + 1, " %c %d", &cState, &parent) != 2)
-            continue;
-        if (parent == getpid()) children.push_back(pid);
-    }
-    return children;
+    std::istringstream children(ReadFile("/proc/thread-self/children"));
+    return std::vector<pid_t>(std::istream_iterator<pid_t>(children), {});
 }
 
 unsigned long long SignalMask(pid_t pid, std::string_view name) {

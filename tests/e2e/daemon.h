@@ -42,5 +42,5 @@ size_t DescriptorCount(pid_t pid);
 // One of COUNT_* (common/traffic_counters.h), which are kept with LiveTraffic 1.
 uint64_t Count(uint8_t nCounter);
 
-// Kills and collects what is left. False when there was something.
-bool EndLeftDaemons();
+// Stops and collects what is left; kills what does not stop. False when one did not end with status 0.
+bool StopLeftDaemons();

@@ -1,4 +1,4 @@
-// Stands in the place of libwebcat.so and of urlcheck.so. It notes a line in LAB_DIR/engine.calls for each
+// Stands in the place of libwebcat.so. It notes a line in LAB_DIR/engine.calls for each
 // start, refresh and stop; the steps that LAB_DIR/engine.refusals names fail.
 #include <cstdio>
 #include <cstdlib>
@@ -46,19 +46,4 @@ int WCGetKVURLCategories(const char*, const char*, unsigned short*, unsigned sho
 int ConvertFromRealToLogical(unsigned short nReal, unsigned short* pLogical) {
     *pLogical = nReal;
     return 0;
-}
-
-extern "C" {
-WEBSEC_API int InitURLScan() {
-    return Note("InitURLScan");
-}
-WEBSEC_API int DeinitURLScan() {
-    return Note("DeinitURLScan");
-}
-WEBSEC_API int ScanURLForAPSH(const char* szURL) {
-    return std::strstr(szURL, "phish") != nullptr;
-}
-WEBSEC_API int ScanURLForBP(const char*, char*) {
-    return 0;
-}
 }

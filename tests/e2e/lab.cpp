@@ -143,7 +143,7 @@ void LabTest::SetUp() {
 }
 
 void LabTest::TearDown() {
-    EXPECT_TRUE(EndLeftDaemons()) << "a daemon was left behind";
+    EXPECT_TRUE(StopLeftDaemons());
     EXPECT_EQ(QueueRules(), 0u) << "rules were left behind";
     (void)Shell(RealIptables() + " -t mangle -F");
     const tagOutcome findings =

@@ -47,8 +47,8 @@ size_t QueueRules();
 
 size_t CountText(std::string_view text, std::string_view part);
 
-// Begins with a new store, no files but the product's own and no rules; afterwards nothing may be left of a
-// daemon: no process, no rules, no sanitizer's finding.
+// Begins with a new store, no files but the product's own and no rules. Afterwards what runs still must end
+// in order, and nothing may be left of a daemon: no rules, no sanitizer's finding.
 class LabTest : public testing::Test {
   protected:
     void SetUp() override;

@@ -12,9 +12,5 @@ class LiveDaemonTest : public LabTest {
         MustRun("websecctl block add blocked.example");
         daemon = StartDaemon();
     }
-    void TearDown() override {
-        EXPECT_EQ(StopDaemon(daemon), 0);
-        LabTest::TearDown();
-    }
     tagDaemon daemon;
 };

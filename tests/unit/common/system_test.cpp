@@ -87,18 +87,4 @@ TEST(SystemTime, ConvertsThereAndBack) {
     EXPECT_EQ(std::memcmp(&back, &calendar, sizeof(back)), 0);
 }
 
-TEST(SystemTime, TellsTheLocalTime) {
-    const time_t before = std::time(nullptr);
-    tagSYSTEMTIME now;
-    ASSERT_EQ(GetLocalTime(&now), 1);
-    struct tm calendar = {};
-    calendar.tm_isdst = -1;
-    const time_t told = std::mktime(SystemTimeToTm(&now, &calendar));
-    EXPECT_GE(told, before);
-    timespec after;  // time() reads a coarser clock, which lags behind by up to a tick
-    clock_gettime(CLOCK_REALTIME, &after);
-    EXPECT_LE(told, after.tv_sec);
-    EXPECT_LT(now.wMilliseconds, 1000);
-}
-
 }  // namespace

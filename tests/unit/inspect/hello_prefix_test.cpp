@@ -2,8 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
-
 #include "tests/support/client_hello_composer.h"
 #include "tests/support/packet_composer.h"
 
@@ -59,21 +57,6 @@ TEST(FindHelloName, TellsWhatTheBytesHold) {
         std::string name;
         EXPECT_EQ(Walk(c.data, name), c.nResult) << c.szReason;
         EXPECT_EQ(name, c.name) << c.szReason;
-    }
-}
-
-// Up to the last byte of the name more is asked for; from there on nothing changes.
-TEST(FindHelloName, DecidesWithTheLastByteOfTheName) {
-    const std::string hello = LargeClientHelloFor("a.example");
-    for (const std::string& data : {hello, SplitRecords(hello, 200)}) {
-        const auto pLast = std::search(data.begin(), data.end(), "example", "example" + 7) + 7;
-        const auto nDecided = static_cast<size_t>(pLast - data.begin());
-        for (size_t nKept = 0; nKept <= data.size(); ++nKept) {
-            std::string name;
-            ASSERT_EQ(Walk(data.substr(0, nKept), name), nKept < nDecided ? PREFIX_MORE : PREFIX_ENOUGH)
-                << nKept;
-            ASSERT_EQ(name, nKept < nDecided ? "untouched" : "a.example");
-        }
     }
 }
 

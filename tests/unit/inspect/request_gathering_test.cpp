@@ -16,9 +16,12 @@ uint64_t Counted(uint8_t nCounter) {
 // What a sequence of pieces of one connection gets for answers.
 TEST(GatherRequest, AnswersPieceByPiece) {
     const std::string good = Request("a.example"), bad = Request(kBad);
+    const std::string goodHead = good.substr(0, 40), goodRest = good.substr(40);
+    const std::string badHead = bad.substr(0, 40), badRest = bad.substr(40);
     const std::string hello = LargeClientHelloFor("a.example");
     const std::string open = "GET / HTTP/1.1\r\nHost: a.example\r\n", five = Body(5);
     const auto nOpen = uint32_t(open.size()), nFive = uint32_t(five.size());
+    const auto nGood = uint32_t(good.size()), nBad = uint32_t(bad.size());
     struct tagStep {
         uint32_t nOffset;
         std::string data;
@@ -34,19 +37,19 @@ TEST(GatherRequest, AnswersPieceByPiece) {
     } rows[] = {
         {"whole", {{0, good, JUDGE}}},
         {"no data", {{0, "", PASS}}},
-        {"two pieces", {{0, good.substr(0, 40), WAIT}, {40, good.substr(40), JUDGE}}, COUNT_GATHERED},
+        {"two pieces", {{0, goodHead, WAIT}, {40, goodRest, JUDGE}}, COUNT_GATHERED},
         {"split within the method", {{0, "GE", WAIT}, {2, Request(kBad, "GET").substr(2), JUDGE}}},
         {"a blocked one stays blocked",
-         {{0, bad.substr(0, 40), WAIT},
-          {40, bad.substr(40), JUDGE},
-          {40, bad.substr(40), DROP},
+         {{0, badHead, WAIT},
+          {40, badRest, JUDGE},
+          {40, badRest, DROP},
           {45, bad.substr(45), DROP},
           {0, bad, DROP},
-          {uint32_t(bad.size()), "body", DROP},
-          {0, bad.substr(0, 40), WAIT},
-          {40, bad.substr(40), DROP}}},
+          {nBad, "body", DROP},
+          {0, badHead, WAIT},
+          {40, badRest, DROP}}},
         {"sent again after it was judged",
-         {{0, good.substr(0, 40), WAIT}, {40, good.substr(40), JUDGE}, {40, good.substr(40), PASS}}},
+         {{0, goodHead, WAIT}, {40, goodRest, JUDGE}, {40, goodRest, PASS}}},
         {"pieces without a start",
          {{0, "body", PASS},
           {4, "body", PASS},
@@ -72,11 +75,11 @@ TEST(GatherRequest, AnswersPieceByPiece) {
         {"at the end of a body", {{0, five, JUDGE}, {nFive, "xxxxx", PASS}, {nFive + 5, bad, JUDGE}}},
         {"in pieces behind a body",
          {{0, five, JUDGE},
-          {nFive, "xxxxx" + bad.substr(0, 40), WAIT},
-          {nFive + 45, bad.substr(40), JUDGE},
-          {nFive + 45, bad.substr(40), DROP}}},
+          {nFive, "xxxxx" + badHead, WAIT},
+          {nFive + 45, badRest, JUDGE},
+          {nFive + 45, badRest, DROP}}},
         {"behind a body, first its rest",
-         {{0, five, JUDGE}, {nFive + 45, bad.substr(40), PASS}, {nFive, "xxxxx" + bad.substr(0, 40), JUDGE}}},
+         {{0, five, JUDGE}, {nFive + 45, badRest, PASS}, {nFive, "xxxxx" + badHead, JUDGE}}},
         {"inside of a body", {{0, Body(1000), JUDGE}, {uint32_t(Body(1000).size()), "x" + bad, PASS}}},
         {"a long body",
          {{0, Body(5'000'000), JUDGE}, {uint32_t(Body(5'000'000).size()), "x", PASS, STREAM_RELEASE}}},
@@ -87,24 +90,19 @@ TEST(GatherRequest, AnswersPieceByPiece) {
         {"what a hello is followed by",
          {{0, hello, JUDGE}, {uint32_t(hello.size()), "x", PASS, STREAM_RELEASE}}},
         {"three requests, first the end of the third, then the first",
-         {{uint32_t(good.size()) + 40, bad.substr(40), PASS},
-          {0, good, JUDGE},
-          {uint32_t(good.size()), bad.substr(0, 40), JUDGE}},
+         {{nGood + 40, badRest, PASS}, {0, good, JUDGE}, {nGood, badHead, JUDGE}},
          COUNT_GATHERED},
         {"a gap, then an end: what is behind the gap waits for its start",
-         {{0, good.substr(0, 40), WAIT},
-          {uint32_t(good.size()) + 40, bad.substr(40), WAIT},
-          {40, good.substr(40), JUDGE},
-          {uint32_t(good.size()), bad.substr(0, 40), JUDGE}}},
+         {{0, goodHead, WAIT}, {nGood + 40, badRest, WAIT}, {40, goodRest, JUDGE}, {nGood, badHead, JUDGE}}},
         {"another start, far off: a new connection",
-         {{0, good.substr(0, 40), WAIT}, {1u << 30, bad, JUDGE}},
+         {{0, goodHead, WAIT}, {1u << 30, bad, JUDGE}},
          COUNT_UNJUDGED_INCOMPLETE},
         {"the ports of a blocked one used again", {{0, bad, JUDGE}, {1u << 30, good, JUDGE}, {0, bad, DROP}}},
         {"looked like a start", {{0, "P", WAIT}, {1, "xyz", PASS}, {4, good, JUDGE}}},
         {"FIN in the request",
          {{0, bad, JUDGE, STREAM_KEEP, FLAG_FIN | FLAG_PSH | FLAG_ACK}, {0, bad, DROP}}},
         {"the first byte behind a SYN",
-         {{0, bad.substr(0, 40), WAIT, STREAM_KEEP, FLAG_SYN}, {41, bad.substr(40), JUDGE}, {41, "x", DROP}}},
+         {{0, badHead, WAIT, STREAM_KEEP, FLAG_SYN}, {41, badRest, JUDGE}, {41, "x", DROP}}},
         {"only the beginning copied, and enough",
          {{0, Body(2000) + std::string(2000, 'x'), JUDGE, STREAM_KEEP, FLAG_ACK, 1000},
           {uint32_t(Body(2000).size() + 2000), bad, JUDGE}}},

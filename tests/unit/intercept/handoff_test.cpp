@@ -24,10 +24,6 @@ using fake_kernel::Deliver;
 using fake_kernel::NextVerdict;
 using fake_kernel::QueueMessage;
 
-std::vector<uint8_t> Request(uint32_t nId) {
-    return QueueMessage(nId, ComposePacket({.payload = "GET / HTTP/1.1\r\nHost: a.example\r\n\r\n"}));
-}
-
 class Handoff : public ChannelTest {
   protected:
     void SetUp() override {
@@ -46,7 +42,7 @@ TEST_F(Handoff, EveryPacketGetsExactlyOneVerdict) {
     std::set<uint32_t> expected, seen;
     for (uint32_t nId = 1; nId <= 400; ++nId) {
         expected.insert(nId);
-        Deliver(Request(nId));
+        DeliverRequest(nId);
         if (nId % 20 != 0) continue;
         while (seen.size() < nId) {
             const auto verdict = NextVerdict();
@@ -63,10 +59,7 @@ TEST_F(Handoff, WhatHoldsNoPacketIsNotAnswered) {
     Deliver(QueueMessage(0, {}));
     Deliver(QueueMessage(0, ComposePacket({.payload = "GET / HTTP/1.1\r\n\r\n"})));
     Deliver(QueueMessage(11, {}));
-    const auto verdict = NextVerdict();
-    ASSERT_TRUE(verdict);
-    EXPECT_EQ(verdict->nPacketId, 11u);
-    EXPECT_EQ(verdict->nVerdict, static_cast<uint32_t>(NF_ACCEPT)) << "no payload to judge";
+    ExpectVerdict(11, NF_ACCEPT);  // no payload to judge
     EXPECT_FALSE(NextVerdict(100)) << "nothing else is answered";
 }
 
@@ -74,10 +67,7 @@ TEST_F(Handoff, AFullStoreIsAnsweredWithADropAndAPause) {
     ASSERT_EQ(StartQueueReceiver(receiver), 0);
     for (uint32_t nId = 1; nId <= 501; ++nId)
         Deliver(QueueMessage(nId, {}));
-    const auto verdict = NextVerdict();
-    ASSERT_TRUE(verdict);
-    EXPECT_EQ(verdict->nPacketId, 501u);
-    EXPECT_EQ(verdict->nVerdict, static_cast<uint32_t>(NF_DROP));
+    ExpectVerdict(501, NF_DROP);
     // Cancelled in the midst of its pause, it ends at once.
     const auto begin = std::chrono::steady_clock::now();
     StopQueueReceivers();
@@ -108,24 +98,13 @@ TEST_F(Handoff, OpeningFailsStepByStep) {
     }
 }
 
-TEST_F(Handoff, PausedWorkersKeepTheirPacketUntilTheyMayGoOn) {
-    StartAll();
-    ASSERT_TRUE(PauseWorkers());
-    for (uint32_t nId = 1; nId <= 8; ++nId)
-        Deliver(Request(nId));
-    EXPECT_FALSE(NextVerdict(50));
-    ResumeWorkers();
-    for (int nAnswer = 0; nAnswer < 8; ++nAnswer)
-        EXPECT_TRUE(NextVerdict());
-}
-
 // The channel must outlive the last verdict: workers may be about to answer when the receivers stop.
 TEST_F(Handoff, StoppingInTheMidstOfWork) {
     for (int nRound = 0; nRound < 100; ++nRound) {
         g_bLiveTraffic = nRound % 2;
         StartAll();
         for (uint32_t nId = 1; nId <= 40; ++nId)
-            Deliver(Request(nId));
+            DeliverRequest(nId);
         usleep(static_cast<useconds_t>(nRound) * 20);
         TearDown();
         EXPECT_EQ(receiver.pSocket, nullptr);

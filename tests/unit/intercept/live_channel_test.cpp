@@ -34,13 +34,6 @@ class LiveChannel : public ChannelTest {
             nCount = 0;
         ChannelTest::SetUp();
     }
-    static void ExpectVerdict(uint32_t nPacketId, uint32_t nVerdict, uint32_t nMark = 0) {
-        const auto verdict = NextVerdict();
-        ASSERT_TRUE(verdict);
-        EXPECT_EQ(verdict->nPacketId, nPacketId);
-        EXPECT_EQ(verdict->nVerdict, nVerdict);
-        EXPECT_EQ(verdict->nMark, nMark);
-    }
 };
 
 TEST_F(LiveChannel, ARefusedFlagCostsThatFlagAlone) {

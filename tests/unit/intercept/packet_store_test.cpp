@@ -44,22 +44,4 @@ TEST_F(PacketStore, IsFullAfterTheLastSlotWhateverWasTaken) {
     EXPECT_EQ(Pop(), 501);
 }
 
-TEST_F(PacketStore, ARingUsesASlotAgainAsSoonAsItIsFree) {
-    pStore->bRing = 1;
-    uint32_t nPushed = 0, nPopped = 0;
-    for (int nRound = 0; nRound < 3; ++nRound) {
-        while (Push(nPushed) == 0)
-            ++nPushed;
-        ASSERT_EQ(nPushed - nPopped, 500u);
-        ASSERT_EQ(PacketStoreDepth(*pStore), 500);
-        for (int i = 0; i < 333; ++i)
-            ASSERT_EQ(Pop(), nPopped++);
-        ASSERT_EQ(PacketStoreDepth(*pStore), 167);
-    }
-    while (nPopped < nPushed)
-        ASSERT_EQ(Pop(), nPopped++);
-    EXPECT_EQ(Pop(), -1);
-    EXPECT_EQ(PacketStoreDepth(*pStore), 0);
-}
-
 }  // namespace

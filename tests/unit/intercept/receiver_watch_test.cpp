@@ -1,7 +1,9 @@
 // With LiveTraffic 1 the receiver judges for itself: what happens when that takes long after all.
 #include "intercept/receiver_watch.h"
 
+#include <arpa/inet.h>
 #include <gtest/gtest.h>
+#include <linux/netfilter.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -16,10 +18,8 @@
 #include "policy/policy_switches.h"
 #include "policy/url_scanner.h"
 #include "tests/support/channel_fixture.h"
-#include "tests/support/packet_composer.h"
 
 namespace {
-using fake_kernel::Deliver;
 using fake_kernel::NextVerdict;
 
 std::atomic<bool> s_bHeld{false};
@@ -31,12 +31,6 @@ int ScanHeld(const char* szURL) {
     while (s_bHeld)
         usleep(1000);
     return 0;
-}
-
-void Request(uint32_t nId, const char* szHost) {
-    const std::string request = std::string("GET / HTTP/1.1\r\nHost: ") + szHost + "\r\n\r\n";
-    Deliver(fake_kernel::QueueMessage(
-        nId, ComposePacket({.nSrcPort = static_cast<uint16_t>(nId), .payload = request})));
 }
 
 uint64_t UnjudgedOnes() {
@@ -77,7 +71,7 @@ class ReceiverWatch : public ChannelTest {
             usleep(20'000);
             s_bHeld = true;
             s_pHolder = nullptr;
-            Request(1, "held.example");
+            DeliverRequest(1, "held.example");
             ASSERT_TRUE(Await([] { return s_pHolder != nullptr; }));
             if (s_pHolder == &g_ReceiverAsWorker) return;
             s_bHeld = false;
@@ -90,7 +84,7 @@ class ReceiverWatch : public ChannelTest {
 TEST_F(ReceiverWatch, APacketThatTakesLongHoldsUpNoOther) {
     HoldTheReceiver();
     for (uint32_t nId = 2; nId <= 60; ++nId)
-        Request(nId, "a.example");
+        DeliverRequest(nId);
     for (uint32_t nId = 2; nId <= 60; ++nId) {
         const auto verdict = NextVerdict();
         ASSERT_TRUE(verdict) << "answer " << nId;
@@ -98,7 +92,7 @@ TEST_F(ReceiverWatch, APacketThatTakesLongHoldsUpNoOther) {
     }
     s_bHeld = false;
     EXPECT_EQ(NextVerdict()->nPacketId, 1u);
-    Request(61, "a.example");
+    DeliverRequest(61);
     EXPECT_EQ(NextVerdict()->nPacketId, 61u) << "and it goes on as before";
 }
 
@@ -111,7 +105,7 @@ TEST_F(ReceiverWatch, AReloadWaitsForTheReceiverAsForAWorkerAndStopsNoOther) {
     });
     usleep(20'000);
     for (uint32_t nId = 2; nId <= 20; ++nId)
-        Request(nId, "a.example");
+        DeliverRequest(nId);
     for (uint32_t nId = 2; nId <= 20; ++nId)
         EXPECT_TRUE(NextVerdict()) << "answer " << nId;
     EXPECT_FALSE(bPaused);
@@ -131,17 +125,17 @@ TEST_F(ReceiverWatch, TwoPacketsThatTakeLongHoldUpNoThird) {
     for (int nRound = 0; nRound < 150; ++nRound) {
         SetCost(1'000'000);  // to the workers
         for (uint32_t nId = 1; nId <= 8; ++nId)
-            Request(nId, "a.example");
+            DeliverRequest(nId);
         for (uint32_t nId = 1; nId <= 8; ++nId)
             ASSERT_TRUE(NextVerdict());
         usleep(static_cast<useconds_t>(nRound * 2));
         SetCost(1'000'000);
         s_bHeld = true;
-        Request(10, "held.example");
+        DeliverRequest(10, "held.example");
         SetCost(1);  // to the receiver
-        Request(11, "held.example");
+        DeliverRequest(11, "held.example");
         usleep(static_cast<useconds_t>(nRound));
-        Request(12, "a.example");
+        DeliverRequest(12);
         const auto verdict = NextVerdict(500);
         s_bHeld = false;
         ASSERT_TRUE(verdict) << "round " << nRound;
@@ -154,26 +148,24 @@ TEST_F(ReceiverWatch, TwoPacketsThatTakeLongHoldUpNoThird) {
 TEST_F(ReceiverWatch, WhenAllHangTheRestPassesUntilOneReturns) {
     HoldTheReceiver();
     for (uint32_t nId = 2; nId <= 4; ++nId)  // the fourth worker receives
-        Request(nId, "held.example");
+        DeliverRequest(nId, "held.example");
     const uint64_t nBefore = UnjudgedOnes();
     const int64_t nBegin = MonotonicMs();
     uint32_t nSent = 4;
     while (UnjudgedOnes() == nBefore && nSent < 100) {
-        Request(++nSent, "a.example");
+        DeliverRequest(++nSent);
         usleep(100'000);
     }
     EXPECT_GT(MonotonicMs() - nBegin, WORKERS_STOPPED_MS) << "a module may take its time";
     for (uint32_t nId = 5; nId <= nSent; ++nId) {
-        const auto verdict = NextVerdict();
-        ASSERT_TRUE(verdict);
-        EXPECT_EQ(verdict->nPacketId, nId);
+        ExpectVerdict(nId, NF_ACCEPT);
     }
     s_bHeld = false;
     for (int nAnswer = 0; nAnswer < 4; ++nAnswer)
         EXPECT_TRUE(NextVerdict());
     EXPECT_EQ(UnjudgedOnes() - nBefore, nSent - 4);
     usleep(20'000);
-    Request(200, "a.example");
+    DeliverRequest(200);
     EXPECT_TRUE(NextVerdict());
     EXPECT_EQ(UnjudgedOnes() - nBefore, nSent - 4) << "judged again";
 }

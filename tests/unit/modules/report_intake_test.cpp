@@ -100,21 +100,6 @@ TEST_F(ReportIntakeTest, BlocksThatOnlyLookAlikeStayApart) {
     EXPECT_THAT(parts, testing::ElementsAre(3, 3, 3, REPORT_PART_CLIENT, REPORT_PART_CLIENT));
 }
 
-TEST_F(ReportIntakeTest, FiltersTheNewestFirst) {
-    for (const char* szURL : {"a.example/1", "www.a.example/2", "ba.example", "a.example/3"}) {
-        Put(REPORT_BLOCK, BlockRecord(szURL));
-    }
-    std::string seen;
-    const auto note = [](const tagReportRow* r, void* p) {
-        static_cast<std::string*>(p)->append(r->szURL).append(" ");
-        return 0;
-    };
-    const tagReportFilter filter = {
-        .szUser = "alice", .szHost = "A.example", .nResultMask = 1u << 5, .nLimit = 2};
-    EXPECT_EQ(ForEachReport(&m_store, &filter, note, &seen), STORE_OK) << m_store.szError;
-    EXPECT_EQ(seen, "a.example/3 www.a.example/2 ");
-}
-
 TEST_F(ReportIntakeTest, KeepsTheNewestRowsWithinBothBounds) {
     ASSERT_EQ(BeginStoreChange(&m_store), STORE_OK);
     for (int n = 0; n < 1000; ++n)

@@ -146,20 +146,6 @@ TEST_F(StoreSettingsTest, ListsKeepTheirOrderAndEachTextOnce) {
     EXPECT_THAT(Entries(&m_store, STORE_LIST_BLOCK), testing::ElementsAre("a.example/x", "z.example"));
 }
 
-TEST_F(StoreSettingsTest, AChangeIsKeptWholeOrNotAtAll) {
-    CreateStore();
-    for (const int bKeep : {0, 1}) {
-        ASSERT_EQ(BeginStoreChange(&m_store), STORE_OK);
-        EXPECT_EQ(AddStoredEntry(&m_store, STORE_LIST_BLOCK, "a.example", 0), STORE_OK);
-        EXPECT_EQ(WriteSwitch(&m_store, SWITCH_REPORT, 0), STORE_OK);
-        EXPECT_EQ(EndStoreChange(&m_store, bKeep), STORE_OK);
-        uint32_t bReport = 2;
-        EXPECT_EQ(ReadSwitch(&m_store, SWITCH_REPORT, &bReport), STORE_OK);
-        EXPECT_EQ(bReport, bKeep ? 0u : 1u);
-        EXPECT_EQ(Entries(&m_store, STORE_LIST_BLOCK).size(), bKeep ? 1u : 0u);
-    }
-}
-
 std::string Decode(std::u16string_view wide, size_t nSize = 64) {
     std::string out(nSize, '#');
     DecodeWideText(out, wide);

@@ -45,19 +45,4 @@ TEST_F(URLCheckTest, EachScanHasItsList) {
     EXPECT_EQ(Harm(""), "");
 }
 
-TEST_F(URLCheckTest, NewListsAreTakenAtTheNextStart) {
-    m_folder.Put(PHISHING_LIST, "damaged");
-    WriteThreatList(HARMFUL_LIST, {{"old.example", "Old"}});
-    Load();
-    EXPECT_EQ(g_pfnScanURLForAPSH("old.example"), 0);
-    WriteThreatList(HARMFUL_LIST, {{"new.example", "New"}});
-    EXPECT_EQ(Harm("old.example"), "Old");
-    EXPECT_EQ(Harm("new.example"), "");
-    EXPECT_EQ(g_pfnDeinitURLScan(), 1);
-    EXPECT_EQ(Harm("old.example"), "");
-    g_pfnInitURLScan();
-    EXPECT_EQ(Harm("old.example"), "");
-    EXPECT_EQ(Harm("new.example"), "New");
-}
-
 }  // namespace
