@@ -85,6 +85,8 @@ class BlockReport : public testing::Test {
         std::strcpy(request_.szURL, "http://not.this.one/");
         std::u16string(u"since \x20AC").copy(request_.wszReportText, 7);
         std::strcpy(request_.szThreatName, "Trojan\xFF");
+        request_.wszCategoryName[0] = u'c';  // of no use but to a blocked category
+        request_.nCategory = 50;
     }
     ~BlockReport() override {
         g_bReportBlocked = 0;
@@ -126,6 +128,8 @@ TEST_F(BlockReport, TellsWhoWhenAndWhat) {
     ExpectPresent(Text(block.wszTime));
     EXPECT_EQ(Text(block.wszUser), u"anna");
     EXPECT_EQ(Text(block.wszURL), szURL);
+    EXPECT_EQ(Text(block.wszCategoryName), u"");
+    EXPECT_EQ(block.nCategory, 0u);
     EXPECT_EQ(Text(block.wszReportText), szReason);
     EXPECT_EQ(Text(block.wszAction), u"Blocked");
 
