@@ -150,7 +150,7 @@ live_rows() {
     method_rows
     cookie_rows
     segment_rows
-    window_rows
+    [ "$steady" ] || window_rows
     row "status: requests judged from several segments" yes \
         "$(traffic_status | grep -q '[1-9][0-9]* of them from several segments' && echo yes || echo no)"
     traffic_status
