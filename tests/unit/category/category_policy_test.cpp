@@ -96,4 +96,12 @@ TEST_F(BlockedCategory, ServerModeReadsTheText) {
     }
 }
 
+TEST_F(BlockedCategory, NothingBlockedPassesEverything) {
+    tagWebRequest request{};
+    request.nCategoryCount = 1;
+    EXPECT_EQ(CheckBlockedCategory(&request), 0);
+    EXPECT_EQ(request.nResult, RESULT_NONE);
+    EXPECT_EQ(CheckBlockedCategory(nullptr), 2);
+}
+
 }  // namespace
