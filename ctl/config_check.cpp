@@ -101,6 +101,14 @@ std::vector<std::string> WhyNoRules(const tagServiceConfig& config) {
     return reasons;
 }
 
+bool IsFitForShell(const tagServiceConfig& config) {
+    const auto arePorts = [](std::string_view ports) {
+        return ports.find_first_not_of("0123456789,: ") == ports.npos;
+    };
+    return IsChainName(config.szIptableTable) && IsChainName(config.szIptableChain) &&
+           arePorts(config.szHTTPPorts) && arePorts(config.szHTTPSPorts) && arePorts(config.szFTPPorts);
+}
+
 bool IsRuleTable(std::string_view table) {
     constexpr std::string_view TABLES[] = {"mangle", "filter", "raw", "security"};
     return std::count(std::begin(TABLES), std::end(TABLES), table) == 1;
@@ -183,7 +191,7 @@ std::string WhyNotInChain(const std::string& table, const std::string& chain) {
 
 bool IsChainName(const std::string& value) {
     constexpr size_t LONGEST = 28;  // XT_EXTENSION_MAXNAMELEN without its end
-    return !value.empty() && value.size() <= LONGEST &&
+    return !value.empty() && value[0] != '-' && value.size() <= LONGEST &&
            std::all_of(value.begin(), value.end(),
                        [](unsigned char c) { return std::isalnum(c) || c == '-' || c == '_' || c == '.'; });
 }

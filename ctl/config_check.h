@@ -20,5 +20,9 @@ tagConfigCheck CheckServiceConfig(const std::string& path);
 // Why no rule can be made of it, or none that sees what this host asks for: key and value, in words.
 std::vector<std::string> WhyNoRules(const tagServiceConfig& config);
 
+// Whether table, chain and ports hold nothing but the characters of such: the daemon's code, which websecctl
+// shares, hands them to a shell.
+bool IsFitForShell(const tagServiceConfig& config);
+
 // Whether it is a table of the kernel in which every packet meets the rules.
 bool IsRuleTable(std::string_view table);

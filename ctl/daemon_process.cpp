@@ -21,7 +21,7 @@ namespace {
 
 constexpr char DAEMON_NAME[] = "websec";
 constexpr size_t COMM_BYTES = 15;  // the kernel cuts names to so many
-constexpr auto POLL_PERIOD = std::chrono::milliseconds(5);
+constexpr auto POLL_PERIOD = std::chrono::milliseconds(10);
 
 int64_t Milliseconds(clockid_t clock);
 bool IsProgramHere(pid_t pid, std::string_view name);
@@ -58,6 +58,20 @@ std::optional<tagDaemonProcess> FindDaemon() {
         } else {
             daemon = candidate;
         }
+    }
+    return daemon;
+}
+
+bool tagDaemonProcess::IsBusy() const {
+    return ((status.nPendingSignals | status.nBlockedSignals) & SignalBit(SIGTERM)) != 0;
+}
+
+std::optional<tagDaemonProcess> FindSettledDaemon(int nSeconds) {
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(nSeconds);
+    auto daemon = FindDaemon();
+    while (daemon && daemon->IsBusy() && std::chrono::steady_clock::now() < deadline) {
+        std::this_thread::sleep_for(POLL_PERIOD);
+        daemon = FindDaemon();
     }
     return daemon;
 }

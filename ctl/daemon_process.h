@@ -33,6 +33,9 @@ struct tagDaemonProcess {
     pid_t pid;
     tagProcessStatus status;
     std::vector<pid_t> others;  // further daemons in the same network namespace; there should be none
+
+    // It is just starting, reloading or ending: it keeps its control signals blocked meanwhile.
+    bool IsBusy() const;
 };
 
 // Whether the daemon has loaded that library; nothing when its memory map may not be read.
@@ -50,6 +53,9 @@ std::vector<tagDaemonProcess> FindProgram(std::string_view name);
 // The daemon, or nothing when none runs here. A process whose program and namespace may not be looked at
 // counts when its name fits.
 std::optional<tagDaemonProcess> FindDaemon();
+
+// The same, but one that is busy is waited for, at most so long.
+std::optional<tagDaemonProcess> FindSettledDaemon(int nSeconds);
 
 // What became of a reload. Each has its words in DescribeReload.
 enum class ReloadOutcome {

@@ -7,6 +7,7 @@
 #include <cctype>
 #include <string_view>
 
+#include "common/ascii.h"
 #include "common/copy_text.h"
 #include "ctl/output.h"
 #include "inspect/url_helpers.h"
@@ -22,7 +23,6 @@ std::string WhyBadText(const std::string& text);
 std::string WhyBadReading(int nList, const tagEntry& entry);
 std::string_view BehindScheme(std::string_view text);
 std::string_view AuthorityOf(std::string_view text);
-bool NamesIPv6Address(std::string_view authority);
 std::string HostOf(const tagEntryReading& reading);
 size_t FindNoHostCharacter(std::string_view host);
 std::string AsItLooks(const tagEntry& entry);
@@ -93,6 +93,18 @@ std::vector<std::string> EntryWarnings(int nList, const tagEntry& entry) {
     return warnings;
 }
 
+bool NamesIPv6Address(std::string_view authority) {
+    return authority.starts_with('[') || std::count(authority.begin(), authority.end(), ':') > 1;
+}
+
+std::string WithSchemeInSmallLetters(std::string text) {
+    const size_t nScheme = std::min(text.find("://"), text.size());
+    std::string small = text;
+    std::transform(small.begin(), small.begin() + static_cast<ptrdiff_t>(nScheme), small.begin(),
+                   AsciiLower<char>);
+    return BehindScheme(small).size() == small.size() ? text : small;
+}
+
 namespace {
 
 // Each with the entry in front, or empty.
@@ -143,10 +155,6 @@ std::string_view BehindScheme(std::string_view text) {
 std::string_view AuthorityOf(std::string_view text) {
     text = BehindScheme(text);
     return text.substr(0, text.find('/'));
-}
-
-bool NamesIPv6Address(std::string_view authority) {
-    return authority.starts_with('[') || std::count(authority.begin(), authority.end(), ':') > 1;
 }
 
 std::string HostOf(const tagEntryReading& reading) {
@@ -200,7 +208,7 @@ std::string WhyReadOtherwise(std::string_view text) {
     const bool bKnown =
         std::any_of(SCHEMES.begin(), SCHEMES.end(), [text](auto s) { return text.starts_with(s); });
     if (nScheme != text.npos && !bKnown) {
-        return "; the only schemes are http://, https:// and ftp://, in small letters";
+        return "; the only schemes are http://, https:// and ftp://";
     }
     if (text.find(':', bKnown ? nScheme + 3 : 0) == text.npos) return "";
     return text.starts_with("ftp://") ? "; a port is left out"

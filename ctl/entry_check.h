@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "ctl/settings_store.h"
@@ -24,6 +25,12 @@ std::string WhyBadEntry(int nList, const tagEntry& entry);
 
 // Throws CtlError with that.
 void RefuseBadEntry(int nList, const tagEntry& entry);
+
+// The daemon knows http://, https:// and ftp:// in small letters alone; any other text is left as it is.
+std::string WithSchemeInSmallLetters(std::string text);
+
+// Whether what stands between scheme and path is such an address, with or without brackets.
+bool NamesIPv6Address(std::string_view authority);
 
 // A sentence for each surprise; none for an entry that means what it looks like.
 std::vector<std::string> EntryWarnings(int nList, const tagEntry& entry);

@@ -14,6 +14,7 @@
 #include "ctl/daemon_process.h"
 #include "ctl/entry_check.h"
 #include "ctl/explanation.h"
+#include "ctl/module_call.h"
 #include "ctl/module_check.h"
 #include "ctl/output.h"
 #include "ctl/settings_store.h"
@@ -22,6 +23,7 @@
 #include "policy/list_resolve.h"
 #include "policy/policy_switches.h"
 #include "policy/settings_load.h"
+#include "policy/url_scanner.h"
 #include "report/report_module.h"
 
 namespace {
@@ -31,6 +33,8 @@ void NoteSettings(tagExplanation& explanation);
 void PrintExplanation(const std::string& url, const tagExplanation& explanation);
 Json ThreatDocument(const tagExplanation& explanation);
 void LoadPolicy();
+void LoadSettingsModule();
+void LoadScanner();
 std::vector<tagEntry> FindOrigins(const tagExplanation& explanation);
 bool LeadsTo(const tagEntryReading& reading, const std::string& addrEntry);
 
@@ -130,17 +134,33 @@ void LoadPolicy() {
     RequireLibrary(CHECKSUM_LIBRARY);
     g_bUseCatServer = ReadCategoryMode();
     (void)StartCategoryEngine();
-    LoadReportModule();
-    if (!g_bReportModuleLoaded) {
-        throw CtlError(std::string("cannot load ") + REPORT_MODULE_FILE +
-                       ": websec would run without any policy");
-    }
+    LoadSettingsModule();
     if (LoadPolicySettings() != 0) {
         // The module does not say why; the store does, if it is the one behind it.
         SettingsStore store(STORE_OPEN_EXISTING);
         throw CtlError(std::string(REPORT_MODULE_FILE) + " gives no settings");
     }
+    LoadScanner();
+}
+
+void LoadSettingsModule() {
+    const ModuleCall call(REPORT_MODULE_FILE, "loading");
+    LoadReportModule();
+    if (!g_bReportModuleLoaded) {
+        throw CtlError(std::string("cannot load ") + REPORT_MODULE_FILE +
+                       ": websec would run without any policy");
+    }
+    LimitCalls<g_pfnGetClientAllSettingData>(g_pfnGetClientAllSettingData, REPORT_MODULE_FILE,
+                                             "AvGetClientAllSettingData");
+}
+
+// And the data files.
+void LoadScanner() {
+    const ModuleCall call(URL_SCANNER_FILE, "InitURLScan");
     LoadDataFileLists();
+    if (g_bURLScannerLoaded != 1) return;
+    LimitCalls<g_pfnScanURLForAPSH>(g_pfnScanURLForAPSH, URL_SCANNER_FILE, "ScanURLForAPSH");
+    LimitCalls<g_pfnScanURLForBP>(g_pfnScanURLForBP, URL_SCANNER_FILE, "ScanURLForBP");
 }
 
 // The stored entries that the daemon reads as the deciding one, or that give it by their address.

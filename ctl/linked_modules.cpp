@@ -6,6 +6,7 @@
 #include <cerrno>
 
 #include "category/webcat_library.h"
+#include "ctl/module_call.h"
 #include "ctl/module_check.h"
 #include "modules/asapsdk/check_sum.h"
 
@@ -14,6 +15,7 @@ namespace {
 // Once loaded it stays, as in the daemon.
 template <typename Result, typename... Arguments>
 Result CallModule(const char* szFile, const char* szSymbol, Result failed, Arguments... arguments) {
+    const ModuleCall call(szFile, szSymbol);
     void* const pModule = dlopen(szFile, RTLD_NOW | RTLD_LOCAL);
     void* const pSymbol = pModule ? dlsym(pModule, szSymbol) : nullptr;
     if (pSymbol) return reinterpret_cast<Result (*)(Arguments...)>(pSymbol)(arguments...);

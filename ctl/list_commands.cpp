@@ -76,7 +76,7 @@ void AddListGroup(CLI::App& app, const tagListGroup& group) {
 void AddEntries(int nList, const tagListArguments& arguments) {
     std::vector<tagEntry> entries;
     for (const auto& text : arguments.entries)
-        entries.push_back({text, arguments.bSubdomains});
+        entries.push_back({WithSchemeInSmallLetters(text), arguments.bSubdomains});
     for (const auto& entry : entries)
         RefuseBadEntry(nList, entry);
 
@@ -117,7 +117,7 @@ void RemoveEntries(int nList, const tagListArguments& arguments) {
     std::string text;
     store.Begin();
     for (const auto& entry : arguments.entries) {
-        if (!store.Remove(nList, entry)) {
+        if (!store.Remove(nList, entry) && !store.Remove(nList, WithSchemeInSmallLetters(entry))) {
             throw CtlError("refused: " + Quoted(entry) + " is not in the " + StoreListName(nList) +
                            " list; nothing was removed");
         }

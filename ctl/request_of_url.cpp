@@ -10,6 +10,7 @@
 
 #include "common/ascii.h"
 #include "common/copy_text.h"
+#include "ctl/entry_check.h"
 #include "ctl/output.h"
 #include "inspect/build_url.h"
 #include "inspect/ftp_command.h"
@@ -47,7 +48,7 @@ tagURLParts SplitURL(const std::string& url) {
     parts.authority = url.substr(nAuthority, nTarget - nAuthority);
     parts.authority.erase(0, parts.authority.rfind('@') + 1);
     parts.host = parts.authority.substr(0, parts.authority.find(':'));
-    if (parts.authority.starts_with('[')) refuse("names an IPv6 address; websec sees IPv4 only");
+    if (NamesIPv6Address(parts.authority)) refuse("names an IPv6 address; websec sees IPv4 only");
     if (parts.host.empty()) refuse("names no host");
     // A browser keeps the fragment to itself.
     parts.target = url.substr(nTarget, url.find('#', nTarget) - nTarget);

@@ -34,18 +34,32 @@ bool HasChain(std::string_view listing, std::string_view chain) {
     return false;
 }
 
+bool HasCloseChain() {
+    if (HasChain(ListTable("filter"), CLOSE_CHAIN)) return true;
+    // Without one there is none over IPv6.
+    return HasChain(RunProgram({IptablesPath("ip6tables"), "-t", "filter", "-S"}).output, CLOSE_CHAIN);
+}
+
+std::string IptablesPath(std::string_view program) {
+    char szPath[512] = {};
+    if (FindIptablesPath(szPath, sizeof szPath) == 0) {
+        const std::string_view path = szPath;
+        return std::string(path.substr(0, path.rfind('/') + 1)) + std::string(program);
+    }
+    throw CtlError(
+        "there is no iptables binary on this host, and websec does not start without; install "
+        "iptables");
+}
+
 namespace {
 
 std::string List(std::vector<std::string> arguments) {
-    char szPath[512] = {};
-    if (FindIptablesPath(szPath, sizeof szPath) != 0) {
-        throw CtlError("there is no iptables binary on this host; install iptables");
-    }
-    arguments.insert(arguments.begin(), szPath);
+    const std::string path = IptablesPath();
+    arguments.insert(arguments.begin(), path);
     const tagProgramRun run = RunProgram(arguments);
     if (run.nExitStatus != 0) {
         const std::string firstLine = run.output.substr(0, run.output.find('\n'));
-        throw CtlError(std::string(szPath) + " cannot list the rules: " + Printable(firstLine));
+        throw CtlError(path + " cannot list the rules: " + Printable(firstLine));
     }
     return run.output;
 }

@@ -9,6 +9,9 @@
 constexpr char LIVE_CHAIN[] = "WEBSEC_LIVE";
 constexpr char CLOSE_CHAIN[] = "WEBSEC_CLOSE";
 
+// The rules of their own that the daemon puts into its chain.
+constexpr uint32_t RULE_GROUPS = 3;
+
 // How many of the rules that `iptables -S` lists send to that queue.
 uint32_t CountQueueRules(std::string_view listing, uint32_t nQueueNum);
 
@@ -21,6 +24,13 @@ bool IsReached(std::string_view table, std::string_view chain, bool bPastAccept)
 
 // Whether `iptables -S` lists a chain of that name.
 bool HasChain(std::string_view listing, std::string_view chain);
+
+// Whether CLOSE_CHAIN is there, over IPv4 or IPv6. Throws CtlError as the two below.
+bool HasCloseChain();
+
+// The iptables that the daemon uses, or the program of that name beside it. Throws CtlError when there is
+// none.
+std::string IptablesPath(std::string_view program = "iptables");
 
 // Lists a whole table, or one chain of it, with the iptables that the daemon uses. Throws CtlError with the
 // cause: no iptables, no rights, no such chain.

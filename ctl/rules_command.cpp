@@ -1,9 +1,17 @@
-// websecctl rules: takes away the firewall rules that a daemon left behind.
+// websecctl rules: whether websec.cfg gives rules, and the firewall rules that a daemon left behind.
 #include <unistd.h>
 
+#include <algorithm>
+#include <filesystem>
+
+#include "common/copy_text.h"
+#include "common/product_paths.h"
 #include "ctl/commands.h"
+#include "ctl/config_check.h"
 #include "ctl/daemon_process.h"
 #include "ctl/output.h"
+#include "ctl/queue_owner.h"
+#include "ctl/read_file.h"
 #include "ctl/rule_count.h"
 #include "intercept/iptables_rules.h"
 #include "service/daemon_note.h"
@@ -12,36 +20,68 @@
 
 namespace {
 
+// An orderly end takes less, also where a module hangs.
+constexpr int END_SECONDS = 15;
+
+void CheckRules();
 void RemoveLeftRules();
+void RefuseWhileServed(uint32_t nQueueNum);
+void RemoveRulesOfEachKind();
 
 }  // namespace
 
 void AddRulesCommand(CLI::App& app) {
-    CLI::App* pRules = app.add_subcommand("rules", "The firewall rules of a websec that crashed");
+    CLI::App* pRules = app.add_subcommand("rules", "The firewall rules of websec");
     pRules->require_subcommand(1);
+    CLI::App* pCheck = pRules->add_subcommand("check", "Tell where websec.cfg puts them, and how many");
+    pCheck->footer(
+        "Refused when no rule can be made of it, or none that sees anything: websec's service then does not\n"
+        "start.\n"
+        "Example: sudo websecctl rules check");
+    pCheck->final_callback(CheckRules);
     CLI::App* pRemove = pRules->add_subcommand("remove", "Take away what a websec that crashed has left");
-    pRemove->footer("Example: sudo websecctl rules remove");
+    pRemove->footer(
+        "Waits for a websec that is just ending; refused while one runs.\n"
+        "Example: sudo websecctl rules remove");
     pRemove->final_callback(RemoveLeftRules);
 }
 
 namespace {
 
+// packaging/libexec/own-chain reads the answer.
+void CheckRules() {
+    (void)IptablesPath();
+    (void)ReadServiceConfig();
+    const tagServiceConfig& config = g_ServiceConfig;
+    const auto reasons = WhyNoRules(config);
+    if (!reasons.empty()) {
+        throw CtlError("refused: " + Joined(reasons, "; ") + "; correct " + SERVICE_CONFIG_FILE);
+    }
+    ReadLiveTraffic();
+    const uint32_t nRules = RULE_GROUPS + (g_bLiveTraffic == 1 ? 1 : 0);
+    PrintAnswer({{"table", config.szIptableTable}, {"chain", config.szIptableChain}, {"rules", nRules}},
+                std::string("table ") + config.szIptableTable + " chain " + config.szIptableChain +
+                    " rules " + std::to_string(nRules));
+}
+
 // As the daemon takes them away when it ends, from where it noted that they are, or else from where
 // websec.cfg says. The two keys may have been turned off since.
 void RemoveLeftRules() {
     if (geteuid() != 0) throw CtlError("only root can change the firewall rules; run websecctl as root");
-    if (const auto daemon = FindDaemon()) {
+    if (const auto daemon = FindSettledDaemon(END_SECONDS)) {
         throw CtlError("websec is running (pid " + std::to_string(daemon->pid) +
                        ") and needs its rules; they go when it ends");
     }
-    if (ReadServiceConfig() != 0) {
-        throw CtlError("there is no iptables binary on this host; install iptables");
-    }
-    (void)ReadNotedRules();
-    g_bLiveTraffic = 1;
-    g_bCloseBypasses = 1;
-    (void)ManageIptableRules(RULE_REMOVE);
+    (void)IptablesPath();
+    (void)ReadServiceConfig();
+    const bool bNoted = ReadNotedRules() == 0;
     const tagServiceConfig& config = g_ServiceConfig;
+    if (!IsFitForShell(config)) {
+        throw CtlError("refused: " + Joined(WhyNoRules(config), "; ") + "; " +
+                       (bNoted ? "remove " : "correct ") + (bNoted ? DAEMON_NOTE_FILE : SERVICE_CONFIG_FILE));
+    }
+    RefuseWhileServed(config.nQueueNum);
+    RemoveRulesOfEachKind();
     // A chain of websec's own may have gone with its rules.
     if (HasChain(ListTable(config.szIptableTable), config.szIptableChain) &&
         CountQueueRules(ListRules(config.szIptableTable, config.szIptableChain), config.nQueueNum) != 0) {
@@ -49,6 +89,40 @@ void RemoveLeftRules() {
     }
     (void)unlink(DAEMON_NOTE_FILE);
     PrintAnswer({{"outcome", "removed"}}, "no rules of websec are left");
+}
+
+// By a daemon that this process may not see: with more rights, or in another pid namespace. Of one that was
+// killed the last threads may be on their way out.
+void RefuseWhileServed(uint32_t nQueueNum) {
+    const auto isServing = [nQueueNum](const tagQueueOwner& owner) {
+        return owner.pid == 0 && owner.queue.nQueueNum == nQueueNum;
+    };
+    for (int nLooks = 0; std::ranges::any_of(FindQueueOwners(), isServing); ++nLooks) {
+        if (nLooks == 10) {
+            throw CtlError("a websec that cannot be seen from here is running: queue " +
+                           std::to_string(nQueueNum) + " is read");
+        }
+        usleep(100'000);
+    }
+}
+
+// The host may have gone over to the other kind of iptables while websec ran. The legacy one would load its
+// kernel modules where it has never been used.
+void RemoveRulesOfEachKind() {
+    namespace fs = std::filesystem;
+    std::error_code ignored;
+    const std::string usual = g_ServiceConfig.szIptablesPath;
+    const bool bLegacyUsed = !ReadTextFile("/proc/net/ip_tables_names").value_or("").empty();
+    g_bLiveTraffic = 1;
+    g_bCloseBypasses = 1;
+    (void)ManageIptableRules(RULE_REMOVE);
+    for (const char* szKind : {"-nft", "-legacy"}) {
+        const std::string other = usual + szKind;
+        const bool bOther = access(other.c_str(), X_OK) == 0 && !fs::equivalent(usual, other, ignored);
+        if (!bOther || (szKind == std::string("-legacy") && !bLegacyUsed)) continue;
+        (void)CopyText(g_ServiceConfig.szIptablesPath, other);
+        (void)ManageIptableRules(RULE_REMOVE);
+    }
 }
 
 }  // namespace

@@ -164,7 +164,7 @@ void ParseList(const Json& value, int nList, std::vector<tagEntry>& entries, Fau
         const auto found = Members(value[n], place, members, faults);
         if (!found[0]) continue;
         const bool bSubdomains = found.size() > 1 && found[1] && found[1]->get<bool>();
-        const tagEntry entry{found[0]->get<std::string>(), bSubdomains};
+        const tagEntry entry{WithSchemeInSmallLetters(found[0]->get<std::string>()), bSubdomains};
         const std::string why = WhyBadEntry(nList, entry);
         if (!why.empty()) faults.push_back(place + ".entry: " + why);
         if (!texts.insert(entry.text).second) {

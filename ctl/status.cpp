@@ -36,8 +36,9 @@ bool tagHost::AreRulesElsewhere() const {
 }
 
 tagHost LookAtHost() {
+    constexpr int SETTLE_SECONDS = 5;
     tagHost host{};
-    host.daemon = FindDaemon();
+    host.daemon = FindSettledDaemon(SETTLE_SECONDS);
     ReadConfig(host);
     ReadSwitches(host);
     if (host.daemon) {

@@ -65,6 +65,7 @@ struct tagHost {
     }
 };
 
+// Waits some seconds for a daemon that is just starting, reloading or ending.
 tagHost LookAtHost();
 bool HasCapability(const tagDaemonProcess& daemon, int nCapability);
 

@@ -18,7 +18,10 @@ namespace {
 // Main thread, receivers, workers and watchdog; the modules have more.
 constexpr uint32_t DAEMON_THREADS = 1 + NUM_QUEUE_RECEIVERS + NUM_WORKER_THREADS + 1;
 
-constexpr char START[] = "start it: systemctl start websec, or sudo /usr/libexec/websec/run-direct start";
+constexpr char START[] =
+    "its service starts one that crashed again within seconds; else start it: systemctl start websec, or "
+    "sudo "
+    "/usr/libexec/websec/run-direct start";
 struct tagChannelFlag {
     uint32_t nFlag;
     const char* szWithout;  // what it means that the kernel refused it
@@ -117,7 +120,10 @@ void JudgeProcess(tagStatus& status, const tagDaemonProcess& daemon) {
         status.Fail("websec is stopped and answers nothing",
                     "let it go on: kill -CONT " + std::to_string(daemon.pid));
     }
-    if (daemon.status.nThreads != 0 && daemon.status.nThreads < DAEMON_THREADS) {
+    if (daemon.IsBusy()) {
+        status.Warn("websec is still starting, reloading or ending, so what is told here may change",
+                    "ask again in a while");
+    } else if (daemon.status.nThreads != 0 && daemon.status.nThreads < DAEMON_THREADS) {
         status.Warn("websec has only " + Counted(daemon.status.nThreads, "thread") + ", " +
                         std::to_string(DAEMON_THREADS) + " should",
                     "websecctl reload starts workers that have ended anew");
@@ -149,10 +155,9 @@ void JudgeQueue(tagStatus& status, tagHost& host, const std::vector<tagQueueOwne
     if (pServed) {
         host.nServedQueueNum = pServed->queue.nQueueNum;
         const bool bCanHold = host.config.nQueueNum <= 65535;
-        status.Warn(
-            "websec reads queue " + std::to_string(pServed->queue.nQueueNum) + "; the queue " + number +
-            " of websec.cfg " +
-            (bCanHold ? "holds from its next start" : "is none, and nothing is seen from its next start"));
+        status.Warn("websec reads queue " + std::to_string(pServed->queue.nQueueNum) + "; " +
+                    (bCanHold ? "the queue " + number + " of websec.cfg holds from its next start"
+                              : "there is no queue " + number + ", as websec.cfg has it"));
     } else if (pOwner && pOwner->pid != 0) {
         status.Fail("queue " + number + " is owned by " + OwnerText(*pOwner) +
                         (host.daemon ? ": websec sees no packets" : ": websec cannot have it"),

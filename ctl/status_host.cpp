@@ -16,7 +16,6 @@
 #include "ctl/run_program.h"
 #include "ctl/status.h"
 #include "intercept/queue_channel.h"
-#include "service/read_config.h"
 #include "service/service_config.h"
 
 namespace {
@@ -67,7 +66,6 @@ struct tagClosed {
     bool bIPv6;
 };
 
-std::string IptablesPath(std::string_view program = "iptables");
 bool CanMake(const tagMatchTry& one, const tagHost& host);
 int BindQueueHere();
 tagClosed FindClosed(const tagHost& host);
@@ -162,18 +160,6 @@ void AddKernelQueue(tagStatus& status, tagHost&) {
 }
 
 namespace {
-
-// The other programs stand beside it.
-std::string IptablesPath(std::string_view program) {
-    char szPath[512] = {};
-    if (FindIptablesPath(szPath, sizeof szPath) == 0) {
-        const std::string_view path = szPath;
-        return std::string(path.substr(0, path.rfind('/') + 1)) + std::string(program);
-    }
-    throw CtlError(
-        "there is no iptables binary on this host, and websec does not start without; install "
-        "iptables");
-}
 
 // In a table that there is none of nothing can be tried.
 bool CanMake(const tagMatchTry& one, const tagHost& host) {

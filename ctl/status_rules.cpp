@@ -8,8 +8,6 @@
 
 namespace {
 
-constexpr uint32_t RULE_GROUPS = 3;
-
 constexpr char MISSING_RULES[] =
     "websec puts missing rules back within a minute, a reload does not; to have them at once, ";
 constexpr char MAKE_CHAIN[] = "sudo /usr/libexec/websec/own-chain make; websec's service does so each minute";
@@ -57,7 +55,7 @@ void JudgeLeftRules(tagStatus& status, const tagHost& host, const std::string& t
     std::vector<std::string> left;
     if (nRules != 0) left.push_back(Counted(nRules, "rule") + " in " + host.Table() + " " + host.Chain());
     if (HasChain(table, LIVE_CHAIN)) left.push_back(std::string("the chain ") + LIVE_CHAIN);
-    if (HasChain(ListTable("filter"), CLOSE_CHAIN)) left.push_back(std::string("the chain ") + CLOSE_CHAIN);
+    if (HasCloseChain()) left.push_back(std::string("the chain ") + CLOSE_CHAIN);
     if (!left.empty()) {
         // A start looks only where websec.cfg says by now.
         const bool bStartHelps = !host.AreRulesElsewhere() && host.rules.nQueueNum == host.config.nQueueNum;
@@ -109,7 +107,7 @@ void JudgeWay(tagStatus& status, const tagHost& host, const std::string& table) 
 // A start looks for what a killed run has left only where it finds the counters that LiveTraffic leaves.
 void JudgeCloseChain(tagStatus& status, const tagHost& host) {
     if (host.bCloseBypasses || IsConfigNewerThan(*host.daemon)) return;
-    if (!HasChain(ListTable("filter"), CLOSE_CHAIN)) return;
+    if (!HasCloseChain()) return;
     status.Warn(std::string("a run with CloseBypasses 1 that was killed has left the chain ") + CLOSE_CHAIN +
                     ": QUIC and IPv6 are still refused",
                 "stop websec; sudo websecctl rules remove; start websec");

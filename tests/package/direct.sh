@@ -24,6 +24,7 @@ for round in $(seq 10); do
     until curl -s -m 0.3 -o /dev/null http://allowed.example/; do
         [ $(($(date +%s%N) - start)) -lt 2000000000 ] || fail "kill $round: no page within two seconds"
     done
+    until pgrep -x websec >/dev/null || [ $SECONDS -gt 300 ]; do sleep 0.1; done
     $libexec/own-chain await || fail "kill $round: the daemon is not back"
 done
 
@@ -33,7 +34,7 @@ cp $config /tmp/kept.cfg
 while read -r key line; do
     printf '[IPTABLEConfigurations]\nUseDefinedPorts=1\n%s\n' "$line" >$config
     told=$(timeout 2 $libexec/run-direct start 2>&1) && fail "it starts with $line"
-    case "$told" in *"$key in $config is"*) ;; *) fail "$line: not told: $told" ;; esac
+    case "$told" in *"$key"*" is "*"; correct $config"*) ;; *) fail "$line: not told: $told" ;; esac
     ! pgrep -x websec >/dev/null || fail "websec runs with $line"
     $libexec/run-direct stop || fail "it does not stop with $line"
 done <<'LINES'
@@ -41,6 +42,9 @@ iptableChain iptableChain=WEB;id
 iptableChain iptableChain=
 iptableTable iptableTable=-mangle x
 HTTPSPorts HTTPSPorts=443 $(id)
+HTTPPorts HTTPPorts=1,2,3,4,5,6,7,8,9,10,11,12,13,14,15,16,17
+queueNum queueNum=70000
+iptableTable iptableTable=nat
 LINES
 # Started is what has its rules in the chain that own-chain made.
 iptables -t mangle -N MINE
@@ -57,6 +61,28 @@ TEXTS
 [ "$(iptables-save -t mangle | grep -c -e '^-A' -e ':MINE')" = 3 ] || fail "somebody else's chain is not as it was"
 iptables -t mangle -F MINE
 iptables -t mangle -X MINE
+
+# What a killed daemon left goes before the next start by hand, wherever that has its rules and with whichever iptables;
+# the chain of one that is just ending goes with it, that of a running one stays.
+websec_rules() { { iptables-nft-save; iptables-legacy-save; ip6tables-save; } 2>/dev/null | grep -c -e NFQUEUE -e WEBSEC; }
+start_by_hand() { $libexec/own-chain make && websec && $libexec/own-chain await || fail "by hand: it does not start"; }
+usual=$(readlink /etc/alternatives/iptables)
+for kind in /usr/sbin/iptables-nft /usr/sbin/iptables-legacy; do
+    [ $kind = "$usual" ] || other=$kind
+done
+printf '[ServiceConfigurations]\nLiveTraffic=1\nCloseBypasses=1\n[IPTABLEConfigurations]\niptableChain=OUTPUT\n' >$config
+start_by_hand
+kill -9 "$(pgrep -ox websec)"
+sed -i 's/OUTPUT/WEBSEC/' $config
+start_by_hand
+[ "$(iptables -t mangle -S OUTPUT | wc -l)" = 1 ] || fail "a start leaves rules of a killed daemon in another chain"
+! $libexec/own-chain remove 2>/dev/null || fail "the chain of a running daemon is taken away"
+$libexec/own-chain await || fail "the chain of a running daemon is not put back"
+ln -sf "$other" /etc/alternatives/iptables
+pkill -TERM -x websec
+$libexec/own-chain remove || fail "the chain of a daemon that ends is not taken away"
+ln -sf "$usual" /etc/alternatives/iptables
+[ "$(websec_rules)" = 0 ] || fail "rules are left: $(iptables-nft-save; iptables-legacy-save)"
 
 cp /tmp/kept.cfg $config
 $libexec/run-direct start || fail "it does not start again"

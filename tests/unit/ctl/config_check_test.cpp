@@ -74,6 +74,7 @@ TEST_F(ConfigCheck, NamesWhatNoRuleCanBeMadeOf) {
         {"iptableChain=INPUT", "'INPUT', through which nothing goes that this host sends"},
         {"iptableChain=", "iptableChain is '', not the name"},
         {"iptableChain=X;id", "iptableChain is 'X;id', not the name"},
+        {"iptableChain=-X", "iptableChain is '-X', not the name"},
         {PORTS + std::string("1,2,3,4,5,6,7,8,9,10,11,12,13,14:15"), nullptr},
         {PORTS + std::string("1,2,3,4,5,6,7,8,9,10,11,12,13,14,15:16"), "15 at most"},
         {PORTS + std::string("90:80"), "'90:80', not ports"},
@@ -85,6 +86,17 @@ TEST_F(ConfigCheck, NamesWhatNoRuleCanBeMadeOf) {
         ASSERT_EQ(reasons.size(), row.szReason ? 1u : 0u) << row.keys;
         EXPECT_THAT(row.szReason ? reasons[0] : "", HasSubstr(row.szReason ? row.szReason : ""));
     }
+}
+
+// Left rules may be those of a configuration that no longer makes any.
+TEST_F(ConfigCheck, ShellsGetNamesAndPortsAlone) {
+    for (const char* szKeys :
+         {"iptableChain=X;id", "iptableTable=`id`", "UseDefinedPorts=1\nHTTPPorts=$(id)"}) {
+        (void)NoRules(szKeys);
+        EXPECT_FALSE(IsFitForShell(g_ServiceConfig)) << szKeys;
+    }
+    (void)NoRules("queueNum=70000\niptableTable=nat\nUseDefinedPorts=1\nHTTPPorts=80,,81:80");
+    EXPECT_TRUE(IsFitForShell(g_ServiceConfig));
 }
 
 }  // namespace

@@ -41,7 +41,7 @@ TEST(RequestOfURL, IsWhatTheDaemonWouldExtract) {
 
 TEST(RequestOfURL, RefusesWhatIsNoURL) {
     for (const std::string url : {"", "a.example", "gopher://a.example/", "http://", "http:///p",
-                                  "http://:80/", "http://a b/", "http://[::1]/"}) {
+                                  "http://:80/", "http://a b/", "http://[::1]/", "http://2001:db8::1"}) {
         EXPECT_THROW(SplitURL(url), CtlError) << url;
     }
     EXPECT_THROW(SplitURL("http://a.example/" + std::string(70000, 'p')), CtlError);
