@@ -1,4 +1,5 @@
 // websecctl rules: whether websec.cfg gives rules, and the firewall rules that a daemon left behind.
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -26,6 +27,7 @@ constexpr int END_SECONDS = 15;
 void CheckRules();
 void RemoveLeftRules();
 void RefuseWhileServed(uint32_t nQueueNum);
+void WithoutErrors(void (*Do)());
 void RemoveRulesOfEachKind();
 
 }  // namespace
@@ -81,7 +83,7 @@ void RemoveLeftRules() {
                        (bNoted ? "remove " : "correct ") + (bNoted ? DAEMON_NOTE_FILE : SERVICE_CONFIG_FILE));
     }
     RefuseWhileServed(config.nQueueNum);
-    RemoveRulesOfEachKind();
+    WithoutErrors(RemoveRulesOfEachKind);
     // A chain of websec's own may have gone with its rules.
     if (HasChain(ListTable(config.szIptableTable), config.szIptableChain) &&
         CountQueueRules(ListRules(config.szIptableTable, config.szIptableChain), config.nQueueNum) != 0) {
@@ -104,6 +106,16 @@ void RefuseWhileServed(uint32_t nQueueNum) {
         }
         usleep(100'000);
     }
+}
+
+// iptables complains about each chain that has gone already.
+void WithoutErrors(void (*Do)()) {
+    const int fdErrors = dup(STDERR_FILENO), fdNull = open("/dev/null", O_WRONLY);
+    (void)dup2(fdNull, STDERR_FILENO);
+    Do();
+    (void)dup2(fdErrors, STDERR_FILENO);
+    close(fdNull);
+    close(fdErrors);
 }
 
 // The host may have gone over to the other kind of iptables while websec ran. The legacy one would load its
