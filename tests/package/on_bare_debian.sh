@@ -91,7 +91,7 @@ malformed_name() {
     cp $product/websec.cfg /tmp/websec.cfg
     sed -i 's/^iptableChain=.*/iptableChain=WEB;id/' $product/websec.cfg
     row "a chain that is no name: the service starts" no "$(yes_if systemctl restart websec)"
-    row "a chain that is no name: its journal tells" yes "$(yes_if eval 'journalctl -u websec | grep "iptableChain in .* is .WEB;id"')"
+    row "a chain that is no name: its journal tells" yes "$(yes_if eval 'journalctl -u websec | grep "iptableChain is .WEB;id"')"
     row "a chain that is no name: doctor tells" yes "$(yes_if eval 'websecctl doctor | grep "iptableChain is .WEB;id"')"
     cp /tmp/websec.cfg $product/websec.cfg
     systemctl restart websec
