@@ -17,6 +17,7 @@
 #include "ctl/module_call.h"
 #include "ctl/module_check.h"
 #include "ctl/output.h"
+#include "ctl/settings_check.h"
 #include "ctl/settings_store.h"
 #include "policy/data_file_lists.h"
 #include "policy/list_entry.h"
@@ -24,7 +25,6 @@
 #include "policy/policy_switches.h"
 #include "policy/settings_load.h"
 #include "policy/url_scanner.h"
-#include "report/report_module.h"
 
 namespace {
 
@@ -33,7 +33,6 @@ void NoteSettings(tagExplanation& explanation);
 void PrintExplanation(const std::string& url, const tagExplanation& explanation);
 Json ThreatDocument(const tagExplanation& explanation);
 void LoadPolicy();
-void LoadSettingsModule();
 void LoadScanner();
 std::vector<tagEntry> FindOrigins(const tagExplanation& explanation);
 bool LeadsTo(const tagEntryReading& reading, const std::string& addrEntry);
@@ -134,24 +133,9 @@ void LoadPolicy() {
     RequireLibrary(CHECKSUM_LIBRARY);
     g_bUseCatServer = ReadCategoryMode();
     (void)StartCategoryEngine();
-    LoadSettingsModule();
-    if (LoadPolicySettings() != 0) {
-        // The module does not say why; the store does, if it is the one behind it.
-        SettingsStore store(STORE_OPEN_EXISTING);
-        throw CtlError(std::string(REPORT_MODULE_FILE) + " gives no settings");
-    }
+    RefuseUnreadableSettings();
+    if (LoadPolicySettings() != 0) throw CtlError("websec's settings can be read no longer");
     LoadScanner();
-}
-
-void LoadSettingsModule() {
-    const ModuleCall call(REPORT_MODULE_FILE, "loading");
-    LoadReportModule();
-    if (!g_bReportModuleLoaded) {
-        throw CtlError(std::string("cannot load ") + REPORT_MODULE_FILE +
-                       ": websec would run without any policy");
-    }
-    LimitCalls<g_pfnGetClientAllSettingData>(g_pfnGetClientAllSettingData, REPORT_MODULE_FILE,
-                                             "AvGetClientAllSettingData");
 }
 
 // And the data files.

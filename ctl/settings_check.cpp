@@ -3,6 +3,7 @@
 #include <string>
 
 #include "common/product_paths.h"
+#include "ctl/module_call.h"
 #include "ctl/output.h"
 #include "ctl/settings_store.h"
 #include "policy/client_settings.h"
@@ -15,6 +16,7 @@ bool ModuleGivesSettings();
 }  // namespace
 
 void RefuseUnreadableSettings() {
+    const ModuleCall call(REPORT_MODULE_FILE, "AvGetClientAllSettingData");
     LoadReportModule();
     if (!g_bReportModuleLoaded) {
         throw CtlError(std::string("cannot load ") + REPORT_MODULE_FILE + ": websec can read no settings");
