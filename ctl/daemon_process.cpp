@@ -63,15 +63,18 @@ std::optional<tagDaemonProcess> FindDaemon() {
 }
 
 bool tagDaemonProcess::IsBusy() const {
-    return ((status.nPendingSignals | status.nBlockedSignals) & SignalBit(SIGTERM)) != 0;
+    const uint64_t nEnding = status.nPendingSignals & SignalBit(SIGKILL);
+    return (((status.nPendingSignals | status.nBlockedSignals) & SignalBit(SIGTERM)) | nEnding) != 0;
 }
 
 std::optional<tagDaemonProcess> FindSettledDaemon(int nSeconds) {
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(nSeconds);
     auto daemon = FindDaemon();
-    while (daemon && daemon->IsBusy() && std::chrono::steady_clock::now() < deadline) {
+    // Seen twice, as in AwaitHandler.
+    for (int nQuiet = 0; daemon && std::chrono::steady_clock::now() < deadline; daemon = FindDaemon()) {
+        nQuiet = daemon->IsBusy() ? 0 : nQuiet + 1;
+        if (nQuiet == 2) break;
         std::this_thread::sleep_for(POLL_PERIOD);
-        daemon = FindDaemon();
     }
     return daemon;
 }

@@ -87,6 +87,12 @@ TEST(ProcessStatus, ReadsSignalsAndCapabilities) {
     EXPECT_EQ(status.nBlockedSignals, 0x4801u);
     EXPECT_EQ(status.nCaughtSignals, 0x4801u);
     EXPECT_EQ(status.nCapabilities, 0x1ffffffffffu);
+    const auto isBusy = [](const char* szLine) {
+        return tagDaemonProcess{1, ParseProcessStatus(szLine), {}}.IsBusy();
+    };
+    EXPECT_TRUE(isBusy("SigBlk:\t0000000000004801\n"));  // starts, reloads or ends
+    EXPECT_TRUE(isBusy("ShdPnd:\t0000000000000100\n"));  // killed
+    EXPECT_FALSE(isBusy("SigBlk:\t0000000000000801\nShdPnd:\t0000000000000001\n"));
 }
 
 using StatusOfClock = ReportsTest;
