@@ -5,7 +5,7 @@
 #include <iterator>
 
 #include "category/category_table.h"
-#include "modules/urlmap/list_files.h"
+#include "ctl/import/list_kind.h"
 #include "modules/urlmap/url_map.h"
 
 namespace {
@@ -83,19 +83,9 @@ const tagListFile& FileOf(ImportedList list) {
 }
 
 std::string ProblemText(int nResult, int nError) {
-    switch (nResult) {
-        case URLMAP_OK:
-        case URLMAP_MISSING:
-            return {};
-        case URLMAP_OTHER:
-            return "is a list of another kind or version";
-        case URLMAP_SYSTEM:
-            return std::string("cannot be read: ") + std::strerror(nError);
-        case URLMAP_NO_MEMORY:
-            return "does not fit into memory";
-        default:
-            return "is damaged";
-    }
+    if (nResult == URLMAP_OK || nResult == URLMAP_MISSING) return {};
+    return std::string("is ") + MapStateText(nResult) +
+           (nResult == URLMAP_SYSTEM ? std::string(": ") + std::strerror(nError) : "");
 }
 
 }  // namespace
