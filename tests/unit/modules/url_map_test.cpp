@@ -15,6 +15,14 @@ namespace {
 
 using testing::ElementsAre;
 
+// What a scan of the URL finds in a map of threats; "" for nothing.
+std::string Threat(const tagURLMap& map, const char* szURL) {
+    tagURLKeys keys;
+    MakeURLKeys(szURL, &keys);
+    const int32_t nText = FindURLKeys(map, keys);
+    return nText < 0 ? "" : std::string(URLMapText(map, static_cast<uint32_t>(nText)));
+}
+
 std::vector<uint16_t> Categories(const tagURLMap& map, const char* szURL) {
     tagURLKeys keys;
     MakeURLKeys(szURL, &keys);
@@ -30,6 +38,15 @@ class URLMapTest : public ListFolderTest {
     }
     tagURLMap m_map = {};
 };
+
+TEST_F(URLMapTest, FindsTheLongestMatch) {
+    WriteThreatList(HARMFUL_LIST,
+                    {{"a.example", "Host"}, {"a.example/x/", "Folder"}, {"A.example.", "Second"}});
+    ASSERT_EQ(OpenListFile(&m_map, HARMFUL_LIST, URLMAP_THREATS), URLMAP_OK);
+    EXPECT_EQ(Threat(m_map, "b.a.example/x/y"), "Folder");
+    EXPECT_EQ(Threat(m_map, "a.example/y"), "Host") << "the first name of two";
+    EXPECT_EQ(Threat(m_map, "c.example"), "");
+}
 
 TEST_F(URLMapTest, FindsEveryNameOfMany) {
     constexpr uint64_t NAMES = 20000;
