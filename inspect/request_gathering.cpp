@@ -11,7 +11,7 @@
 
 namespace {
 
-constexpr uint32_t ORPHANS_KEPT = 4;
+constexpr uint32_t ORPHANS_KEPT = STREAM_BYTES / 1360;  // what a buffer holds of full segments
 // More than a host sends before the first of it has left (tcp_limit_output_bytes).
 constexpr int32_t RELEASED_BODY = 4 << 20;
 

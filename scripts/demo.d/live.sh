@@ -96,6 +96,10 @@ other_server() {
         my $web = IO::Socket::IP->new(LocalHost => "2001:db8::2", LocalPort => 80, Listen => 9, ReuseAddr => 1);
         if (fork) { while ($quic->recv(my $data, 99)) { $quic->send("answer") } }
         else { while (my $peer = $web->accept) { print $peer "answer" } }' &
+    for try in $(seq 100); do
+        [ "$(ip netns exec server ss -Hln 'sport = 443 or sport = 80' | grep -cE '^udp|2001:db8::2')" = 2 ] && return
+        sleep 0.05
+    done
 }
 
 over_quic() {
