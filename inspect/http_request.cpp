@@ -54,15 +54,23 @@ int ParseRequestTarget(tagWebRequest* pRequest, std::span<const uint8_t> data) {
 
 namespace {
 
-// The offset of the first CR, or of the byte before the first LF behind the first byte, whichever is first. The
-// last nKept bytes, of which there is one at least, end no line; without a line end the offset where they begin.
+// The offset of the first CR, or of the byte before the first LF behind the first byte, whichever is first.
+// The last nKept bytes, of which there is one at least, end no line; without a line end the offset where they
+// begin. Looks from window to window, so that a head of short lines with one kind of end costs no more than
+// any other.
 uint32_t FindLineEnd(const uint8_t* pBytes, uint32_t nLeft, uint32_t nKept) {
-    if (nLeft <= nKept) return 0;
-    uint32_t nEnd = nLeft - nKept;
-    const void* pFeed = std::memchr(pBytes + 1, '\n', nEnd);
-    if (pFeed) nEnd = static_cast<uint32_t>(static_cast<const uint8_t*>(pFeed) - pBytes) - 1;
-    const void* pReturn = std::memchr(pBytes, '\r', nEnd);
-    return pReturn ? static_cast<uint32_t>(static_cast<const uint8_t*>(pReturn) - pBytes) : nEnd;
+    constexpr uint32_t WINDOW = 128;
+    const uint32_t nLimit = nLeft - std::min(nLeft, nKept);
+    for (uint32_t nFrom = 0; nFrom < nLimit; nFrom += WINDOW) {
+        const uint8_t* pWindow = pBytes + nFrom;
+        uint32_t nEnd = std::min(nLimit - nFrom, WINDOW);
+        const void* pFeed = std::memchr(pWindow + 1, '\n', nEnd);
+        if (pFeed) nEnd = static_cast<uint32_t>(static_cast<const uint8_t*>(pFeed) - pWindow) - 1;
+        const void* pReturn = std::memchr(pWindow, '\r', nEnd);
+        if (pReturn) nEnd = static_cast<uint32_t>(static_cast<const uint8_t*>(pReturn) - pWindow);
+        if (pFeed || pReturn) return nFrom + nEnd;
+    }
+    return nLimit;
 }
 
 }  // namespace

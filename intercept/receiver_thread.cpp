@@ -18,6 +18,7 @@
 #include "intercept/thread_life.h"
 #include "intercept/verdict_batch.h"
 #include "intercept/worker_thread.h"
+#include "policy/ask_names.h"
 #include "service/service_config.h"
 
 tagQueueReceiver g_QueueReceivers[NUM_QUEUE_RECEIVERS];
@@ -116,6 +117,7 @@ void* QueueReceiverThread(void* pArgument) {
 void MarkReceiverEnded(void* pArgument) {
     auto& receiver = *static_cast<tagQueueReceiver*>(pArgument);
     SendGatheredVerdicts(receiver);
+    StopAsking();  // a reload that asks for names would hold the end of the service up
     SetThreadLife(receiver.nLife, THREAD_ENDED);
     sem_post(&receiver.semEnded);
 }

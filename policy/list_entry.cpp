@@ -117,13 +117,6 @@ void FreeList(tagListEntry** ppHead) {
     }
 }
 
-tagPolicyLists PolicyListsInForce() {
-    tagPolicyLists lists = {};
-    for (const tagPolicyList& list : POLICY_LISTS)
-        lists.*list.pHead = *list.ppInForce;
-    return lists;
-}
-
 void SwapPolicyLists(tagPolicyLists& lists) {
     for (const tagPolicyList& list : POLICY_LISTS)
         std::swap(lists.*list.pHead, *list.ppInForce);
@@ -181,6 +174,7 @@ uint8_t TypeOfEntry(const char* szEntry) {
 
 // A zeroed node whose text takes so many bytes, its NUL among them, at the tail; null when memory runs out.
 tagListEntry* LinkNode(tagListEntry** ppHead, size_t nTextBytes) {
+    static_assert(sizeof(tagChain) % alignof(tagListEntry) == 0);
     const size_t nChainBytes = *ppHead ? 0 : sizeof(tagChain);
     auto* pBlock =
         static_cast<char*>(std::calloc(1, nChainBytes + offsetof(tagListEntry, szEntry) + nTextBytes));

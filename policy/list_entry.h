@@ -58,9 +58,6 @@ int AppendListText(tagListEntry** ppHead, std::string_view text);
 // Frees every node and leaves the empty list. Safe on an empty list and on null.
 void FreeList(tagListEntry** ppHead);
 
-// The lists in force, which stay their own.
-tagPolicyLists PolicyListsInForce();
-
 // Exchanges the lists with those in force.
 void SwapPolicyLists(tagPolicyLists& lists);
 

@@ -28,8 +28,6 @@ struct tagMaking {
     tagPolicyLists* pLists;
 };
 
-int Load(bool bAskNames);
-int Make(tagPolicy& policy, bool bAskNames);
 int FetchSettings(tagMaking& making);
 void MakeSwitches(tagPolicy& policy, const tagClientSettingData& settings);
 void MakeCategories(tagPolicy& policy, const tagClientSettingData& settings);
@@ -38,36 +36,32 @@ void AddSequences(tagMaking& making);
 bool AddSetting(uint8_t nListKind, const char16_t* wszText, uint32_t bSubdomains, void* pMaking);
 bool IsListLoaded(const tagClientSettingData& settings, uint8_t nListKind);
 bool IsOn(uint32_t nSwitch);
-int DeriveAddresses(const tagPolicyLists& from, tagPolicyLists& to);
-int CopyList(const tagListEntry* pFrom, tagListEntry** ppTo);
+void DeriveAddresses(tagPolicyLists& lists);
 
 }  // namespace
 
 int LoadPolicySettings() {
-    return Load(true);
-}
-
-int LoadPolicyWithoutNames() {
-    return Load(false);
-}
-
-int MakeAddressLists(tagPolicy& policy) {
-    tagPolicyLists& lists = policy.lists;
-    const tagPolicyLists from = PolicyListsInForce();
-    if (CopyList(from.pBlockAddrs, &lists.pBlockAddrs) != 0) return 1;
-    if (CopyList(from.pAllowAddrs, &lists.pAllowAddrs) != 0) return 1;
-    if (DeriveAddresses(from, lists) != 0) return 1;
-    IndexPolicyLists(lists);
-    return 0;
-}
-
-void SwapAddressLists(tagPolicy& policy) {
-    std::swap(g_pBlockAddrList, policy.lists.pBlockAddrs);
-    std::swap(g_pAllowAddrList, policy.lists.pAllowAddrs);
+    tagPolicy policy = {};
+    const int nResult = MakePolicy(policy);
+    PutPolicyInForce(policy);
+    FreePolicy(policy);
+    return nResult;
 }
 
 int MakePolicy(tagPolicy& policy) {
-    return Make(policy, true);
+    policy.nFetch = ++s_nFetches;
+    tagMaking making = {{}, &policy.lists};
+    const int nFetched = FetchSettings(making);
+    if (nFetched == 0) {
+        MakeSwitches(policy, making.settings);
+        MakeCategories(policy, making.settings);
+    }
+    ReleaseSettings(making.settings);  // two kilobytes for each entry there, and the resolver may take long
+    if (nFetched != 0) return 9;
+    DeriveAddresses(policy.lists);
+    IndexPolicyLists(policy.lists);
+    policy.bMade = 1;
+    return 0;
 }
 
 void PutPolicyInForce(tagPolicy& policy) {
@@ -93,39 +87,15 @@ void FreePolicy(tagPolicy& policy) {
 
 namespace {
 
-int Load(bool bAskNames) {
-    tagPolicy policy = {};
-    const int nResult = Make(policy, bAskNames);
-    PutPolicyInForce(policy);
-    FreePolicy(policy);
-    return nResult;
-}
-
-int Make(tagPolicy& policy, bool bAskNames) {
-    policy.nFetch = ++s_nFetches;
-    tagMaking making = {{}, &policy.lists};
-    const int nFetched = FetchSettings(making);
-    if (nFetched == 0) {
-        MakeSwitches(policy, making.settings);
-        MakeCategories(policy, making.settings);
-        AddSequences(making);
-    }
-    ReleaseSettings(making.settings);  // two kilobytes for each entry there, and the resolver may take long
-    if (nFetched != 0) return 9;
-    if (bAskNames) (void)DeriveAddresses(policy.lists, policy.lists);
-    IndexPolicyLists(policy.lists);
-    policy.bMade = 1;
-    return 0;
-}
-
 int FetchSettings(tagMaking& making) {
     if (g_bReportModuleLoaded == 0) return 1;
     uint32_t nReserved = 0;
-    const uint8_t bFetched =
-        g_pfnWalkClientSettingData
-            ? g_pfnWalkClientSettingData(&making.settings, AddSetting, &making, &nReserved)
-            : g_pfnGetClientAllSettingData(&making.settings, &nReserved);
-    return bFetched != 0 ? 0 : 1;
+    if (g_pfnWalkClientSettingData) {
+        return g_pfnWalkClientSettingData(&making.settings, AddSetting, &making, &nReserved) != 0 ? 0 : 1;
+    }
+    if (g_pfnGetClientAllSettingData(&making.settings, &nReserved) == 0) return 1;
+    AddSequences(making);
+    return 0;
 }
 
 void MakeSwitches(tagPolicy& policy, const tagClientSettingData& settings) {
@@ -182,21 +152,12 @@ bool IsOn(uint32_t nSwitch) {
     return static_cast<uint8_t>(nSwitch) == 1;
 }
 
-// 0, or 1 when memory runs out. Names that cannot be resolved only leave their addresses out.
-int DeriveAddresses(const tagPolicyLists& from, tagPolicyLists& to) {
-    const int nResults[] = {ResolveHostList(from.pBlockHosts, &to.pBlockAddrs),
-                            ResolveHostList(from.pAllowHosts, &to.pAllowAddrs),
-                            ResolveURLList(from.pBlockURLs, &to.pBlockAddrs),
-                            ResolveURLList(from.pAllowURLs, &to.pAllowAddrs)};
-    return std::count(std::begin(nResults), std::end(nResults), 1) != 0;
-}
-
-// 0, or -1 when memory runs out.
-int CopyList(const tagListEntry* pFrom, tagListEntry** ppTo) {
-    int nResult = 0;
-    for (; pFrom && nResult == 0; pFrom = pFrom->pNext)
-        nResult = AppendListText(ppTo, pFrom->szEntry);
-    return nResult;
+// Names that cannot be resolved only leave their addresses out.
+void DeriveAddresses(tagPolicyLists& lists) {
+    (void)ResolveHostList(lists.pBlockHosts, &lists.pBlockAddrs);
+    (void)ResolveHostList(lists.pAllowHosts, &lists.pAllowAddrs);
+    (void)ResolveURLList(lists.pBlockURLs, &lists.pBlockAddrs);
+    (void)ResolveURLList(lists.pAllowURLs, &lists.pAllowAddrs);
 }
 
 }  // namespace

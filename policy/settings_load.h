@@ -38,11 +38,3 @@ int LoadPolicySettings();
 int MakePolicy(tagPolicy& policy);
 void PutPolicyInForce(tagPolicy& policy);
 void FreePolicy(tagPolicy& policy);
-
-// A load without the derived addresses: no name is asked for. They are added in two steps of the same kind:
-// MakeAddressLists fills an empty record with address lists made from the lists in force, which nobody may
-// replace meanwhile (0, or 1 when memory runs out); SwapAddressLists exchanges these two lists for those in
-// force. FreePolicy frees what is left.
-int LoadPolicyWithoutNames();
-int MakeAddressLists(tagPolicy& policy);
-void SwapAddressLists(tagPolicy& policy);

@@ -2,7 +2,6 @@
 
 #include <execinfo.h>
 
-#include <atomic>
 #include <csignal>
 #include <span>
 
@@ -67,7 +66,6 @@ void PrepareCancellation();
 void LoadPolicy();
 bool StartReceivers();
 int StartInterception(const sigset_t& saved);
-void ResolveListedNames();
 }  // namespace
 
 int RunService() {
@@ -86,7 +84,6 @@ int RunService() {
     if (nStarted != 0) return nStarted;
 
     (void)StartRuleWatchdog();
-    if (g_bLiveTraffic == 1) ResolveListedNames();
     AwaitQueueReceivers();
     (void)sigprocmask(SIG_BLOCK, &control, nullptr);
     return Leave(RECEIVER_ENDED, 0);
@@ -128,7 +125,7 @@ void LoadPolicy() {
     g_bUseCatServer = ReadCategoryMode();
     (void)StartCategoryEngine();
     LoadReportModule();
-    (void)(g_bLiveTraffic == 1 ? LoadPolicyWithoutNames() : LoadPolicySettings());
+    (void)LoadPolicySettings();
     if (g_bPhishingProtection == 0 && g_bBrowsingProtection == 0 && g_bWebCategoryFilter == 0) {
         StopCategoryEngine();
     }
@@ -154,23 +151,6 @@ int StartInterception(const sigset_t& saved) {
     (void)ManageIptableRules(RULE_ADD);
     if (sigprocmask(SIG_SETMASK, &saved, nullptr) != 0) return Leave(NO_SIGNALS, -1);
     return 0;
-}
-
-// With live traffic requests are judged while the resolver is asked, which may take minutes where the network
-// is not there yet. The first FTP address match would replace the lists meanwhile: it has to wait for another
-// one, or it was faster and asks for the names itself.
-void ResolveListedNames() {
-    if (std::atomic_ref(g_bFirstFTPAddrMatch).exchange(0) != 1) return;
-    sigset_t saved;
-    BlockControlSignals(&saved);
-    tagPolicy policy = {};
-    if (MakeAddressLists(policy) == 0 && PauseWorkers()) {
-        SwapAddressLists(policy);
-        ResumeWorkers();
-    }
-    FreePolicy(policy);
-    std::atomic_ref(g_bFirstFTPAddrMatch).store(1);
-    pthread_sigmask(SIG_SETMASK, &saved, nullptr);
 }
 
 // False when none started.

@@ -30,6 +30,9 @@ TEST(GatherRequest, AnswersPieceByPiece) {
         uint32_t nCopied = 65535;
     };
     const uint8_t JUDGE = GATHER_JUDGE, WAIT = GATHER_WAIT, PASS = GATHER_PASS, DROP = GATHER_DROP;
+    std::vector<tagStep> startless;
+    for (uint32_t nOffset = 0; nOffset < 14 * 4; nOffset += 4)
+        startless.push_back({nOffset, "body", PASS});
     const struct {
         const char* szReason;
         std::vector<tagStep> steps;
@@ -50,14 +53,7 @@ TEST(GatherRequest, AnswersPieceByPiece) {
           {40, badRest, DROP}}},
         {"sent again after it was judged",
          {{0, goodHead, WAIT}, {40, goodRest, JUDGE}, {40, goodRest, PASS}}},
-        {"pieces without a start",
-         {{0, "body", PASS},
-          {4, "body", PASS},
-          {8, "body", PASS},
-          {12, "body", PASS},
-          {16, "body", PASS},
-          {20, "body", PASS}},
-         COUNT_UNJUDGED_INCOMPLETE},
+        {"pieces without a start", startless, COUNT_UNJUDGED_INCOMPLETE},
         {"only new bytes are counted", {{0, "body", PASS}, {0, "body", PASS}, {0, "body", PASS}}},
         {"the rest of the headers, and the next request behind it",
          {{0, open, JUDGE}, {nOpen, "X: y\r\n\r\n" + bad, JUDGE}, {nOpen, "X: y\r\n\r\n" + bad, DROP}}},

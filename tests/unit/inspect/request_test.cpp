@@ -1,6 +1,9 @@
 #include <arpa/inet.h>
 #include <gtest/gtest.h>
 
+#include <cstring>
+#include <random>
+
 #include "inspect/ftp_command.h"
 #include "inspect/http_request.h"
 #include "inspect/protocol_detect.h"
@@ -133,6 +136,33 @@ TEST(FindHeaderValue, ReadsTheHeaderBlockLineByLine) {
         char szValue[256] = "untouched";
         EXPECT_EQ(FindHeaderValue("Host:", segment.bytes, szValue), c.nResult) << c.szReason;
         EXPECT_EQ(szValue, c.value) << c.szReason;
+    }
+}
+
+// Line by line as a walk from byte to byte finds them.
+TEST(NextHeaderLine, FindsTheEndsThatAWalkFinds) {
+    std::minstd_rand random(1);
+    for (int nRound = 0; nRound < 20000; ++nRound) {
+        const char* szLetters =
+            nRound % 2 == 0 ? "\r\na" : "\r\naaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaa";
+        Bytes data(random() % 400);
+        for (uint8_t& nByte : data)
+            nByte = static_cast<uint8_t>(szLetters[random() % std::strlen(szLetters)]);
+        const uint8_t* pCursor = data.data();
+        auto nLeft = static_cast<uint32_t>(data.size());
+        size_t nAt = 0;
+        const auto isEnd = [&](size_t n) { return data[n] == '\r' || data[n + 1] == '\n'; };
+        for (uint32_t nLength = 1; nLength != 0;) {
+            while (data.size() > nAt + 2 && !isEnd(nAt))
+                ++nAt;
+            nAt += std::min<size_t>(data.size() - nAt, 2);
+            size_t nEnd = nAt;
+            while (data.size() > nEnd + 1 && !isEnd(nEnd))
+                ++nEnd;
+            nLength = NextHeaderLine(pCursor, nLeft);
+            ASSERT_EQ(nLength, nEnd - nAt);
+            ASSERT_EQ(nLeft, data.size() - nAt);
+        }
     }
 }
 

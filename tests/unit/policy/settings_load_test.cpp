@@ -6,7 +6,6 @@
 #include <vector>
 
 #include "policy/client_settings.h"
-#include "policy/list_index.h"
 #include "report/report_module.h"
 #include "tests/support/policy_fixture.h"
 #include "tests/support/scripted_resolver.h"
@@ -187,28 +186,6 @@ TEST_P(SettingsLoadTest, TheLaterFetchStaysInForce) {
     EXPECT_EQ(TextsOf(g_pBlockHostList), Texts{"late.example"});
     EXPECT_EQ(LoadPolicySettings(), 0);
     EXPECT_EQ(g_bBrowsingProtection, 0);
-}
-
-TEST_P(SettingsLoadTest, NamesMayBeAskedForLater) {
-    scripted_resolver::Answer("block.example", {"192.0.2.1"});
-    scripted_resolver::Answer("allow.example", {"192.0.2.2"});
-    g_Store = [](tagClientSettingData& settings) {
-        AddURL(settings.vecBlockList, u"10.0.0.1");
-        AddURL(settings.vecAllowList, u"10.0.0.2");
-        return AnswerEverything(settings);
-    };
-    EXPECT_EQ(LoadPolicyWithoutNames(), 0);
-    EXPECT_EQ(TextsOf(g_pBlockAddrList), Texts{"10.0.0.1"});
-    EXPECT_EQ(scripted_resolver::Asked(), Texts{});
-    tagPolicy policy = {};
-    EXPECT_EQ(MakeAddressLists(policy), 0);
-    SwapAddressLists(policy);
-    EXPECT_EQ(TextsOf(policy.lists.pBlockAddrs), Texts{"10.0.0.1"});
-    FreePolicy(policy);
-    EXPECT_EQ(TextsOf(g_pBlockAddrList), (Texts{"10.0.0.1", "192.0.2.1", "192.0.2.1/p"}));
-    EXPECT_EQ(TextsOf(g_pAllowAddrList), (Texts{"10.0.0.2", "192.0.2.2", "192.0.2.2/p"}));
-    EXPECT_NE(IndexOf(g_pBlockAddrList, RULES_ADDR), nullptr);
-    EXPECT_EQ(TextsOf(g_pBlockHostList), Texts{".block.example"});
 }
 
 TEST_P(SettingsLoadTest, NarrowsAndCutsTexts) {
