@@ -1,5 +1,6 @@
 #include "policy/ask_names.h"
 
+#include <netdb.h>
 #include <pthread.h>
 #include <signal.h>
 #include <sys/socket.h>

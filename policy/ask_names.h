@@ -5,12 +5,12 @@
 // Any thread; not to be cancelled meanwhile.
 #pragma once
 
-#include <netdb.h>
-
 #include <atomic>
 #include <cstddef>
 #include <span>
 #include <string_view>
+
+struct addrinfo;  // netdb.h, which users of the kernel's headers could not include behind them
 
 constexpr size_t ASKING_THREADS = 32;
 
