@@ -34,6 +34,7 @@ bool IsAnyNumber(const std::string& value);
 bool IsSwitch(const std::string& value);
 bool IsEngine(const std::string& value);
 
+constexpr size_t PORT_LISTS = 3;
 constexpr char RULES[] = "IPTABLEConfigurations";
 constexpr char SERVICE[] = "ServiceConfigurations";
 constexpr tagConfigKey CONFIG_KEYS[] = {
@@ -53,6 +54,7 @@ void CheckNames(const std::string& text, std::vector<std::string>& problems);
 std::string Lowered(std::string text);
 void CheckValue(const std::string& path, const tagConfigKey& key, std::vector<std::string>& problems);
 std::string WhyNotInChain(const std::string& table, const std::string& chain);
+bool ArePortsFitForShell(const tagServiceConfig& config);
 bool IsChainName(const std::string& value);
 bool IsPortList(const std::string& value);
 std::optional<uint32_t> PortOf(std::string_view text);
@@ -89,10 +91,18 @@ std::vector<std::string> WhyNoRules(const tagServiceConfig& config) {
     }
     const std::string whyNot = WhyNotInChain(table, chain);
     if (!whyNot.empty()) reasons.push_back("iptableChain is " + Quoted(chain) + ", " + whyNot);
+    const auto badLists = BadPortLists(config);
+    if (badLists.size() == PORT_LISTS || !ArePortsFitForShell(config))
+        reasons.insert(reasons.end(), badLists.begin(), badLists.end());
+    return reasons;
+}
+
+std::vector<std::string> BadPortLists(const tagServiceConfig& config) {
+    std::vector<std::string> reasons;
     if (config.bUseDefinedPorts == 0) return reasons;
-    const std::pair<const char*, const char*> lists[] = {{"HTTPPorts", config.szHTTPPorts},
-                                                         {"HTTPSPorts", config.szHTTPSPorts},
-                                                         {"FTPPorts", config.szFTPPorts}};
+    const std::pair<const char*, const char*> lists[PORT_LISTS] = {{"HTTPPorts", config.szHTTPPorts},
+                                                                   {"HTTPSPorts", config.szHTTPSPorts},
+                                                                   {"FTPPorts", config.szFTPPorts}};
     for (const auto& [szKey, szPorts] : lists) {
         if (IsPortList(Trimmed(szPorts))) continue;
         reasons.push_back(std::string(szKey) + ", with the ports of other files, is " + Quoted(szPorts) +
@@ -102,11 +112,8 @@ std::vector<std::string> WhyNoRules(const tagServiceConfig& config) {
 }
 
 bool IsFitForShell(const tagServiceConfig& config) {
-    const auto arePorts = [](std::string_view ports) {
-        return ports.find_first_not_of("0123456789,: ") == ports.npos;
-    };
     return IsChainName(config.szIptableTable) && IsChainName(config.szIptableChain) &&
-           arePorts(config.szHTTPPorts) && arePorts(config.szHTTPSPorts) && arePorts(config.szFTPPorts);
+           ArePortsFitForShell(config);
 }
 
 bool IsRuleTable(std::string_view table) {
@@ -187,6 +194,14 @@ std::string WhyNotInChain(const std::string& table, const std::string& chain) {
     }
     const bool bMissing = chain == "POSTROUTING" && IsRuleTable(table) && table != "mangle";
     return bMissing ? "which the table " + table + " does not have" : "";
+}
+
+bool ArePortsFitForShell(const tagServiceConfig& config) {
+    const auto arePorts = [](std::string_view ports) {
+        return ports.find_first_not_of("0123456789,: ") == ports.npos;
+    };
+    return config.bUseDefinedPorts == 0 ||
+           (arePorts(config.szHTTPPorts) && arePorts(config.szHTTPSPorts) && arePorts(config.szFTPPorts));
 }
 
 bool IsChainName(const std::string& value) {

@@ -14,14 +14,18 @@ struct tagConfigCheck {
 };
 
 // Looks at every section and key that the file names, and at the values, read as the daemon reads them; those
-// of rules are WhyNoRules' business.
+// of rules are the business of the two below.
 tagConfigCheck CheckServiceConfig(const std::string& path);
 
-// Why no rule can be made of it, or none that sees what this host asks for: key and value, in words.
+// Why no rule can be made of it, or none that sees what this host asks for, or none without handing a shell
+// more than names and ports: key and value, in words.
 std::vector<std::string> WhyNoRules(const tagServiceConfig& config);
 
-// Whether table, chain and ports hold nothing but the characters of such: the daemon's code, which websecctl
-// shares, hands them to a shell.
+// The port lists of which no rule can be made, likewise. Without one the rules of the others work.
+std::vector<std::string> BadPortLists(const tagServiceConfig& config);
+
+// Whether table, chain and, where they are in use, ports hold nothing but the characters of such: the
+// daemon's code, which websecctl shares, hands them to a shell.
 bool IsFitForShell(const tagServiceConfig& config);
 
 // Whether it is a table of the kernel in which every packet meets the rules.

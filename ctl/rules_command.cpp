@@ -38,7 +38,7 @@ void AddRulesCommand(CLI::App& app) {
     CLI::App* pCheck = pRules->add_subcommand("check", "Tell where websec.cfg puts them, and how many");
     pCheck->footer(
         "Refused when no rule can be made of it, or none that sees anything: websec's service then does not\n"
-        "start.\n"
+        "start. A port list of which none can be made is told; the rules of the others work.\n"
         "Example: sudo websecctl rules check");
     pCheck->final_callback(CheckRules);
     CLI::App* pRemove = pRules->add_subcommand("remove", "Take away what a websec that crashed has left");
@@ -60,8 +60,16 @@ void CheckRules() {
         throw CtlError("refused: " + Joined(reasons, "; ") + "; correct " + SERVICE_CONFIG_FILE);
     }
     ReadLiveTraffic();
-    const uint32_t nRules = RULE_GROUPS + (g_bLiveTraffic == 1 ? 1 : 0);
-    PrintAnswer({{"table", config.szIptableTable}, {"chain", config.szIptableChain}, {"rules", nRules}},
+    const auto badLists = BadPortLists(config);
+    // What iptables refuses of one list takes the whole chain of LiveTraffic along.
+    const bool bLive = g_bLiveTraffic == 1 && badLists.empty();
+    const uint32_t nRules = RULE_GROUPS - static_cast<uint32_t>(badLists.size()) + (bLive ? 1 : 0);
+    for (const auto& list : badLists)
+        PrintWarning("of it no rule can be made: " + list + "; correct " + SERVICE_CONFIG_FILE);
+    PrintAnswer({{"table", config.szIptableTable},
+                 {"chain", config.szIptableChain},
+                 {"rules", nRules},
+                 {"without_rule", badLists}},
                 std::string("table ") + config.szIptableTable + " chain " + config.szIptableChain +
                     " rules " + std::to_string(nRules));
 }

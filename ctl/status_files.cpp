@@ -27,7 +27,8 @@ std::string DataFileState(const tagDataFileKind& kind, const std::string& path, 
 void AddConfig(tagStatus& status, tagHost& host) {
     const tagConfigCheck check = CheckServiceConfig(SERVICE_CONFIG_FILE);
     const bool bChanged = host.daemon && IsConfigNewerThan(*host.daemon);
-    const bool bSound = check.problems.empty() && WhyNoRules(host.config).empty();
+    const bool bSound =
+        check.problems.empty() && WhyNoRules(host.config).empty() && BadPortLists(host.config).empty();
     status.document["config"] = {
         {"file", SERVICE_CONFIG_FILE}, {"there", check.bThere}, {"changed_since_start", bChanged}};
     status.rows.push_back({"websec.cfg", !check.bThere ? "not there, the defaults hold"
@@ -86,7 +87,8 @@ void AddDataFiles(tagStatus& status, tagHost&) {
 
 namespace {
 
-// What the running daemon has of it fails; what it will have may still be corrected.
+// What the running daemon has of it fails; what it will have may still be corrected. A port list alone leaves
+// the others at work.
 void JudgeRuleKeys(tagStatus& status, const tagHost& host) {
     const auto inForce = WhyNoRules(host.rules);
     for (const auto& reason : host.daemon ? inForce : std::vector<std::string>())
@@ -98,6 +100,14 @@ void JudgeRuleKeys(tagStatus& status, const tagHost& host) {
             status.Warn("from its next start websec has no rules that work: " + reason, CORRECT);
         }
     }
+    const auto warn = [&status](const std::string& whose, const tagServiceConfig& config) {
+        if (!WhyNoRules(config).empty()) return;
+        for (const auto& list : BadPortLists(config))
+            status.Warn(whose + " no rule for one list: " + list, CORRECT);
+    };
+    if (host.daemon) warn("websec has", host.rules);
+    if (!host.daemon || BadPortLists(host.rules) != BadPortLists(host.config))
+        warn("websec.cfg gives", host.config);
 }
 
 void JudgeChange(tagStatus& status, const tagHost& host) {

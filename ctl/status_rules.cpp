@@ -72,14 +72,16 @@ void JudgeLeftRules(tagStatus& status, const tagHost& host, const std::string& t
 
 void JudgeRules(tagStatus& status, const tagHost& host, uint32_t nRules, bool bLive) {
     const std::string place = host.Table() + " " + host.Chain();
+    // The section about websec.cfg tells of a list without a rule.
+    const size_t nBadLists = BadPortLists(host.rules).size();
     const std::string should = Counted(nRules, "rule") + " in " + place + " for queue " +
                                std::to_string(host.nServedQueueNum) + ", there should be " +
                                std::to_string(RULE_GROUPS);
     std::string repair;
     if (HasCapability(*host.daemon, CAP_NET_ADMIN)) repair = std::string(MISSING_RULES) + RESTART;
-    if (!WhyNoRules(host.rules).empty()) repair = RESTART;
-    if (!WhyNoRules(host.config).empty()) repair = CORRECT;
-    if (nRules < RULE_GROUPS) status.Fail(should, repair);
+    if (!WhyNoRules(host.rules).empty() || nBadLists != 0) repair = RESTART;
+    if (!WhyNoRules(host.config).empty() || !BadPortLists(host.config).empty()) repair = CORRECT;
+    if (nRules + nBadLists < RULE_GROUPS) status.Fail(should, repair);
     if (nRules > RULE_GROUPS) {
         status.Warn(should + "; of a rule that it finds twice websec clears the whole chain", RESTART);
     }

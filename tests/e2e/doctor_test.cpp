@@ -67,6 +67,8 @@ TEST_F(Doctor, NamesTheCauseAndTheRemedy) {
         {"mv " + words + " /tmp/w", "mv /tmp/w " + words, "no sound catalogue", "install websec", false},
         {"printf '[IPTABLEConfigurations]\\niptableTable=nat\\n' >" + config, "rm " + config,
          "from its next start websec has no rules that work", "correct /usr/lib/Morvane", false},
+        {"printf '[IPTABLEConfigurations]\\nUseDefinedPorts=1\\nFTPPorts=\\n' >" + config, "rm " + config,
+         "websec.cfg gives no rule for one list: FTPPorts", "correct /usr/lib/Morvane", false},
         {"iptables-save -t mangle >/tmp/r; iptables -t mangle -D POSTROUTING 1", "iptables-restore /tmp/r",
          "2 rules in mangle POSTROUTING", "within a minute", true},
         {"mv /usr/sbin/iptables /tmp/i", "mv /tmp/i /usr/sbin/iptables", "there is no iptables binary",

@@ -42,7 +42,6 @@ iptableChain iptableChain=WEB;id
 iptableChain iptableChain=
 iptableTable iptableTable=-mangle x
 HTTPSPorts HTTPSPorts=443 $(id)
-HTTPPorts HTTPPorts=1,2,3,4,5,6,7,8,9,10,11,12,13,14,15,16,17
 queueNum queueNum=70000
 iptableTable iptableTable=nat
 LINES
@@ -56,6 +55,7 @@ while read -r why text; do
 done <<'TEXTS'
 second-section [IPTABLEConfigurations]\nqueueNum=0\n[IPTABLEConfigurations]\niptableChain=LATER\n
 key-without-value [IPTABLEConfigurations]\niptableChain\niptableChain=LATER\n
+a-list-without-a-rule [ServiceConfigurations]\nLiveTraffic=1\n[IPTABLEConfigurations]\nUseDefinedPorts=1\nFTPPorts=90:80\n
 a-chain-that-is-there [IPTABLEConfigurations]\niptableChain=MINE\n
 TEXTS
 [ "$(iptables-save -t mangle | grep -c -e '^-A' -e ':MINE')" = 3 ] || fail "somebody else's chain is not as it was"

@@ -3,6 +3,7 @@
 
 #include <gmock/gmock.h>
 
+#include "common/copy_text.h"
 #include "run_websecctl.h"
 #include "service/read_config.h"
 
@@ -80,12 +81,22 @@ TEST_F(ConfigCheck, NamesWhatNoRuleCanBeMadeOf) {
         {PORTS + std::string("90:80"), "'90:80', not ports"},
         {PORTS + std::string("80:80"), "'80:80', not ports"},
         {PORTS + std::string("80,,81"), "'80,,81', not ports"},
+        {PORTS + std::string(), "FTPPorts, with the ports of other files, is '', not ports"},
     };
     for (const auto& row : rows) {
-        const auto reasons = NoRules(row.keys);
+        auto reasons = NoRules(row.keys);
+        if (row.keys.starts_with(PORTS)) {
+            EXPECT_THAT(reasons, IsEmpty()) << "the other lists work: " << row.keys;
+            reasons = BadPortLists(g_ServiceConfig);
+        }
         ASSERT_EQ(reasons.size(), row.szReason ? 1u : 0u) << row.keys;
         EXPECT_THAT(row.szReason ? reasons[0] : "", HasSubstr(row.szReason ? row.szReason : ""));
     }
+}
+
+TEST_F(ConfigCheck, RefusesPortsThatLeaveNothingOrReachAShell) {
+    EXPECT_EQ(NoRules("UseDefinedPorts=1\nHTTPPorts=\nHTTPSPorts=x\nFTPPorts=0:0").size(), 3u);
+    EXPECT_THAT(NoRules("UseDefinedPorts=1\nHTTPPorts=$(id)"), ElementsAre(HasSubstr("HTTPPorts")));
 }
 
 // Left rules may be those of a configuration that no longer makes any.
@@ -96,6 +107,10 @@ TEST_F(ConfigCheck, ShellsGetNamesAndPortsAlone) {
         EXPECT_FALSE(IsFitForShell(g_ServiceConfig)) << szKeys;
     }
     (void)NoRules("queueNum=70000\niptableTable=nat\nUseDefinedPorts=1\nHTTPPorts=80,,81:80");
+    EXPECT_TRUE(IsFitForShell(g_ServiceConfig));
+    // Of ports that are not in use nothing is handed on.
+    (void)CopyText(g_ServiceConfig.szHTTPPorts, "$(id)");
+    g_ServiceConfig.bUseDefinedPorts = 0;
     EXPECT_TRUE(IsFitForShell(g_ServiceConfig));
 }
 
