@@ -10,7 +10,8 @@ namespace {
 
 constexpr char MISSING_RULES[] =
     "websec puts missing rules back within a minute, a reload does not; to have them at once, ";
-constexpr char MAKE_CHAIN[] = "sudo /usr/libexec/websec/own-chain make; websec's service does so each minute";
+constexpr char RESTORE_CHAIN[] =
+    "sudo /usr/libexec/websec/own-chain restore; websec's service does so each minute";
 constexpr char CORRECT[] = "correct websec.cfg, which names a rule wrongly, and restart websec";
 
 void JudgeLeftRules(tagStatus& status, const tagHost& host, const std::string& table, uint32_t nRules);
@@ -121,7 +122,7 @@ bool IsKernelChain(const std::string& table, const std::string& chain) {
 
 std::string ChainRemedy(const tagHost& host) {
     if (!WhyNoRules(host.config).empty()) return CORRECT;
-    return host.AreRulesElsewhere() || !WhyNoRules(host.rules).empty() ? RESTART : MAKE_CHAIN;
+    return host.AreRulesElsewhere() || !WhyNoRules(host.rules).empty() ? RESTART : RESTORE_CHAIN;
 }
 
 }  // namespace

@@ -86,6 +86,15 @@ ln -sf "$usual" /etc/alternatives/iptables
 
 cp /tmp/kept.cfg $config
 $libexec/run-direct start || fail "it does not start again"
+keeper=$(cat /run/websec/keeper)
+kill -STOP "$keeper"
+kill -9 "$(pgrep -ox websec)"
+left=$(websec_rules)
+$libexec/own-chain restore
+[ "$(websec_rules)" = "$left" ] || fail "restore takes rules away, which may be those of a websec that just starts"
+kill -CONT "$keeper"
+until pgrep -x websec >/dev/null || [ $SECONDS -gt 300 ]; do sleep 0.1; done
+$libexec/own-chain await || fail "the daemon is not back"
 sed -i 's/^iptableChain=.*/iptableChain=NEXT/' $config
 $libexec/own-chain make
 iptables -t mangle -S WEBSEC | grep -q NFQUEUE || fail "a chain for the next start takes the running daemon's away"
