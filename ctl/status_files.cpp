@@ -18,6 +18,7 @@ namespace {
 constexpr char CORRECT[] = "correct /usr/lib/Morvane/Morvane/websec.cfg, and restart websec";
 
 void JudgeRuleKeys(tagStatus& status, const tagHost& host);
+void JudgePortLists(tagStatus& status, const tagHost& host);
 void JudgeChange(tagStatus& status, const tagHost& host);
 std::string DataFileState(const tagDataFileKind& kind, const std::string& path, tagStatus& status,
                           Json& document);
@@ -87,8 +88,7 @@ void AddDataFiles(tagStatus& status, tagHost&) {
 
 namespace {
 
-// What the running daemon has of it fails; what it will have may still be corrected. A port list alone leaves
-// the others at work.
+// What the running daemon has of it fails; what it will have may still be corrected.
 void JudgeRuleKeys(tagStatus& status, const tagHost& host) {
     const auto inForce = WhyNoRules(host.rules);
     for (const auto& reason : host.daemon ? inForce : std::vector<std::string>())
@@ -100,14 +100,20 @@ void JudgeRuleKeys(tagStatus& status, const tagHost& host) {
             status.Warn("from its next start websec has no rules that work: " + reason, CORRECT);
         }
     }
-    const auto warn = [&status](const std::string& whose, const tagServiceConfig& config) {
-        if (!WhyNoRules(config).empty()) return;
-        for (const auto& list : BadPortLists(config))
-            status.Warn(whose + " no rule for one list: " + list, CORRECT);
-    };
-    if (host.daemon) warn("websec has", host.rules);
-    if (!host.daemon || BadPortLists(host.rules) != BadPortLists(host.config))
-        warn("websec.cfg gives", host.config);
+    JudgePortLists(status, host);
+}
+
+// One that is wrong leaves the rules of the others at work; where it does not, it is among the reasons above.
+void JudgePortLists(tagStatus& status, const tagHost& host) {
+    const auto inForce = host.daemon ? BadPortLists(host.rules) : std::vector<std::string>();
+    if (WhyNoRules(host.rules).empty()) {
+        for (const auto& list : inForce)
+            status.Fail("websec runs with no rule for one list: " + list, CORRECT);
+    }
+    const auto next = BadPortLists(host.config);
+    if (next == inForce || !WhyNoRules(host.config).empty()) return;
+    for (const auto& list : next)
+        status.Warn("websec.cfg gives no rule for one list: " + list, CORRECT);
 }
 
 void JudgeChange(tagStatus& status, const tagHost& host) {
