@@ -20,8 +20,8 @@ constexpr uint32_t DAEMON_THREADS = 1 + NUM_QUEUE_RECEIVERS + NUM_WORKER_THREADS
 
 constexpr char START[] =
     "its service starts one that crashed again within seconds; else start it: systemctl start websec, or "
-    "sudo "
-    "/usr/libexec/websec/run-direct start";
+    "sudo /usr/libexec/websec/run-direct start";
+
 struct tagChannelFlag {
     uint32_t nFlag;
     const char* szWithout;  // what it means that the kernel refused it
