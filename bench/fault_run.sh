@@ -383,7 +383,7 @@ reload_row() {
     [[ $name == *"$only"* ]] || return
     launch_to_hang "$1"
     hang "$2" 1 locked
-    [ "$2" = AvGetClientAllSettingData ] || meet allowed.example 1
+    [ "$2" = AvWalkClientSettingData ] || meet allowed.example 1
     timeout 20 websecctl block add www.allowed.example >/dev/null 2>&1
     page=$(pages)
     seen=" | $page"
@@ -393,7 +393,7 @@ reload_row() {
     curl -s -m 6 -o /dev/null http://www.allowed.example/ && seen="$seen not in force BAD"
     seen="$seen $(healed)"
     hang "$2" 1 locked
-    [ "$2" = AvGetClientAllSettingData ] || meet allowed.example 1
+    [ "$2" = AvWalkClientSettingData ] || meet allowed.example 1
     kill -HUP "$pid"
     sleep 1
     kill -TERM "$pid"
@@ -540,7 +540,7 @@ running_rows() {
         hang_row $live allowed.example WCGetURLCategories 3 locked
         hang_row $live blocked.example AvInsertClientReportData 3 locked
         hang_row $live blocked.example InsertClientReportData 3 locked
-        for call in ScanURLForAPSH AvGetClientAllSettingData; do reload_row $live $call; done
+        for call in ScanURLForAPSH AvWalkClientSettingData; do reload_row $live $call; done
         category_server_row $live
     done
     lost_queue_row

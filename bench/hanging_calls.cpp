@@ -99,6 +99,9 @@ int WCGetURLCategories(const char* szHost, const char* szURL, unsigned short* pC
 bool AvGetClientAllSettingData(void* pSettings, uint32_t* pStatus) {
     return Call<bool>("AvGetClientAllSettingData", pSettings, pStatus);
 }
+uint8_t AvWalkClientSettingData(void* pSettings, void* pfnTake, void* pContext, uint32_t* pReserved) {
+    return Call<uint8_t>("AvWalkClientSettingData", pSettings, pfnTake, pContext, pReserved);
+}
 int AvInsertClientReportData(int nType, const void* pRecord, uint32_t* pStatus) {
     return Call<int>("AvInsertClientReportData", nType, pRecord, pStatus);
 }
