@@ -133,14 +133,14 @@ void LoadPolicy() {
     RequireLibrary(CHECKSUM_LIBRARY);
     g_bUseCatServer = ReadCategoryMode();
     (void)StartCategoryEngine();
-    RefuseUnreadableSettings();
-    if (LoadPolicySettings() != 0) throw CtlError("websec's settings can be read no longer");
+    LoadSettingsModule();
+    if (LoadPolicySettings() != 0) ThrowNoSettings();
     LoadScanner();
 }
 
 // And the data files.
 void LoadScanner() {
-    const ModuleCall call(URL_SCANNER_FILE, "InitURLScan");
+    const ModuleCall call(URL_SCANNER_FILE, "InitURLScan", MODULE_LOAD_SECONDS);
     LoadDataFileLists();
     if (g_bURLScannerLoaded != 1) return;
     LimitCalls<g_pfnScanURLForAPSH>(g_pfnScanURLForAPSH, URL_SCANNER_FILE, "ScanURLForAPSH");

@@ -4,6 +4,7 @@
 #include <dlfcn.h>
 
 #include <cerrno>
+#include <string_view>
 
 #include "category/webcat_library.h"
 #include "ctl/module_call.h"
@@ -15,7 +16,8 @@ namespace {
 // Once loaded it stays, as in the daemon.
 template <typename Result, typename... Arguments>
 Result CallModule(const char* szFile, const char* szSymbol, Result failed, Arguments... arguments) {
-    const ModuleCall call(szFile, szSymbol);
+    const bool bLoads = std::string_view(szSymbol) == "WCInit";
+    const ModuleCall call(szFile, szSymbol, bLoads ? MODULE_LOAD_SECONDS : MODULE_CALL_SECONDS);
     void* const pModule = dlopen(szFile, RTLD_NOW | RTLD_LOCAL);
     void* const pSymbol = pModule ? dlsym(pModule, szSymbol) : nullptr;
     if (pSymbol) return reinterpret_cast<Result (*)(Arguments...)>(pSymbol)(arguments...);

@@ -61,7 +61,7 @@ std::string FindProblem(const tagModule& module) {
     const std::string file = module.szFile;
     if (file[0] == '/' && access(module.szFile, F_OK) != 0) return file + " is missing";
     if (file[0] == '/' && !IsWholeLibrary(module.szFile)) return file + " is cut or no library";
-    const ModuleCall call(module.szFile, "loading");
+    const ModuleCall call(module.szFile, "loading", MODULE_LOAD_SECONDS);
     void* const pModule = dlopen(module.szFile, RTLD_NOW | RTLD_LOCAL);
     if (!pModule) return "cannot load " + Printable(dlerror());
     std::string problem;

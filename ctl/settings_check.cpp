@@ -16,13 +16,25 @@ bool ModuleGivesSettings();
 }  // namespace
 
 void RefuseUnreadableSettings() {
-    const ModuleCall call(REPORT_MODULE_FILE, "AvGetClientAllSettingData");
+    LoadSettingsModule();
+    if (!ModuleGivesSettings()) ThrowNoSettings();
+}
+
+void LoadSettingsModule() {
+    const ModuleCall call(REPORT_MODULE_FILE, "loading", MODULE_LOAD_SECONDS);
     LoadReportModule();
     if (!g_bReportModuleLoaded) {
         throw CtlError(std::string("cannot load ") + REPORT_MODULE_FILE + ": websec can read no settings");
     }
-    if (ModuleGivesSettings()) return;
-    // The module does not say why; the store does, if it is the one behind it.
+    LimitCalls<g_pfnGetClientAllSettingData>(g_pfnGetClientAllSettingData, REPORT_MODULE_FILE,
+                                             "AvGetClientAllSettingData");
+    if (!g_pfnWalkClientSettingData) return;
+    LimitCalls<g_pfnWalkClientSettingData>(g_pfnWalkClientSettingData, REPORT_MODULE_FILE,
+                                           "AvWalkClientSettingData");
+}
+
+// The module does not say why; the store does, if it is the one behind it.
+void ThrowNoSettings() {
     SettingsStore store(STORE_OPEN_EXISTING);
     throw CtlError(std::string(REPORT_MODULE_FILE) + " gives no settings");
 }
