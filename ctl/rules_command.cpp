@@ -25,7 +25,9 @@ namespace {
 constexpr int END_SECONDS = 15;
 
 void CheckRules();
+void AwaitEnd();
 void RemoveLeftRules();
+void RefuseWhileRunning();
 void RefuseWhileServed(uint32_t nQueueNum);
 void WithoutErrors(void (*Do)());
 void RemoveRulesOfEachKind();
@@ -41,6 +43,10 @@ void AddRulesCommand(CLI::App& app) {
         "start. A port list of which none can be made is told; the rules of the others work.\n"
         "Example: sudo websecctl rules check");
     pCheck->final_callback(CheckRules);
+    CLI::App* pEnded =
+        pRules->add_subcommand("ended", "Wait for a websec that is just ending; 1 if one runs on");
+    pEnded->footer("Example: websecctl rules ended");
+    pEnded->final_callback(AwaitEnd);
     CLI::App* pRemove = pRules->add_subcommand("remove", "Take away what a websec that crashed has left");
     pRemove->footer(
         "Waits for a websec that is just ending; refused while one runs.\n"
@@ -74,14 +80,16 @@ void CheckRules() {
                     " rules " + std::to_string(nRules));
 }
 
+void AwaitEnd() {
+    RefuseWhileRunning();
+    PrintAnswer({{"outcome", "ended"}}, "no websec runs");
+}
+
 // As the daemon takes them away when it ends, from where it noted that they are, or else from where
 // websec.cfg says. The two keys may have been turned off since.
 void RemoveLeftRules() {
     if (geteuid() != 0) throw CtlError("only root can change the firewall rules; run websecctl as root");
-    if (const auto daemon = FindSettledDaemon(END_SECONDS)) {
-        throw CtlError("websec is running (pid " + std::to_string(daemon->pid) +
-                       ") and needs its rules; they go when it ends");
-    }
+    RefuseWhileRunning();
     (void)IptablesPath();
     (void)ReadServiceConfig();
     const bool bNoted = ReadNotedRules() == 0;
@@ -99,6 +107,13 @@ void RemoveLeftRules() {
     }
     (void)unlink(DAEMON_NOTE_FILE);
     PrintAnswer({{"outcome", "removed"}}, "no rules of websec are left");
+}
+
+void RefuseWhileRunning() {
+    if (const auto daemon = FindSettledDaemon(END_SECONDS)) {
+        throw CtlError("websec is running (pid " + std::to_string(daemon->pid) +
+                       ") and needs its rules; they go when it ends");
+    }
 }
 
 // By a daemon that this process may not see: with more rights, or in another pid namespace. Of one that was

@@ -76,8 +76,11 @@ kill -9 "$(pgrep -ox websec)"
 sed -i 's/OUTPUT/WEBSEC/' $config
 start_by_hand
 [ "$(iptables -t mangle -S OUTPUT | wc -l)" = 1 ] || fail "a start leaves rules of a killed daemon in another chain"
+iptables -t mangle -I POSTROUTING -d 192.0.2.99 -j ACCEPT
+before=$(iptables -t mangle -S)
 ! $libexec/own-chain remove 2>/dev/null || fail "the chain of a running daemon is taken away"
-$libexec/own-chain await || fail "the chain of a running daemon is not put back"
+[ "$(iptables -t mangle -S)" = "$before" ] || fail "the chain of a running daemon goes for a while"
+iptables -t mangle -D POSTROUTING -d 192.0.2.99 -j ACCEPT
 ln -sf "$other" /etc/alternatives/iptables
 pkill -TERM -x websec
 $libexec/own-chain remove || fail "the chain of a daemon that ends is not taken away"
