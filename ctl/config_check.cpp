@@ -7,7 +7,6 @@
 #include <cerrno>
 #include <cstring>
 #include <iterator>
-#include <optional>
 #include <set>
 #include <sstream>
 #include <string_view>
@@ -17,6 +16,7 @@
 #include "common/profile.h"
 #include "ctl/output.h"
 #include "ctl/read_file.h"
+#include "intercept/port_list.h"
 
 namespace {
 
@@ -56,8 +56,6 @@ void CheckValue(const std::string& path, const tagConfigKey& key, std::vector<st
 std::string WhyNotInChain(const std::string& table, const std::string& chain);
 bool ArePortsFitForShell(const tagServiceConfig& config);
 bool IsChainName(const std::string& value);
-bool IsPortList(const std::string& value);
-std::optional<uint32_t> PortOf(std::string_view text);
 bool IsNumber(std::string_view value, uint32_t nMax);
 std::string Trimmed(std::string_view text);
 
@@ -104,7 +102,7 @@ std::vector<std::string> BadPortLists(const tagServiceConfig& config) {
                                                                    {"HTTPSPorts", config.szHTTPSPorts},
                                                                    {"FTPPorts", config.szFTPPorts}};
     for (const auto& [szKey, szPorts] : lists) {
-        if (IsPortList(Trimmed(szPorts))) continue;
+        if (IsPortList(szPorts)) continue;
         reasons.push_back(std::string(szKey) + ", with the ports of other files, is " + Quoted(szPorts) +
                           ", not ports with commas between, 15 at most, where a range FROM:TO counts as two");
     }
@@ -209,29 +207,6 @@ bool IsChainName(const std::string& value) {
     return !value.empty() && value[0] != '-' && value.size() <= LONGEST &&
            std::all_of(value.begin(), value.end(),
                        [](unsigned char c) { return std::isalnum(c) || c == '-' || c == '_' || c == '.'; });
-}
-
-// Single ports and ranges, as the rules' port match takes them.
-bool IsPortList(const std::string& value) {
-    constexpr size_t MOST = 15;  // XT_MULTI_PORTS
-    size_t nPorts = 0;
-    std::istringstream items(value + ",");
-    for (std::string item; std::getline(items, item, ',');) {
-        const size_t nColon = item.find(':');
-        const auto first = PortOf(item.substr(0, nColon));
-        if (!first) return false;
-        ++nPorts;
-        if (nColon == item.npos) continue;
-        const auto last = PortOf(item.substr(nColon + 1));
-        if (!last || *last <= *first) return false;
-        ++nPorts;
-    }
-    return nPorts <= MOST;
-}
-
-std::optional<uint32_t> PortOf(std::string_view text) {
-    if (!IsNumber(text, 65535)) return std::nullopt;
-    return static_cast<uint32_t>(std::stoul(std::string(text)));
 }
 
 bool IsNumber(std::string_view value, uint32_t nMax) {

@@ -9,6 +9,7 @@
 
 #include "intercept/iptables_rules.h"
 #include "intercept/own_chains.h"
+#include "intercept/port_list.h"
 #include "service/service_config.h"
 
 namespace {
@@ -55,7 +56,7 @@ void AppendTcpRules(tagChainText& rules) {
     const char* const listed[] = {config.szHTTPPorts, config.szHTTPSPorts, config.szFTPPorts};
     const char* const usual[] = {"80", "443", "21"};
     for (const char* szPorts : config.bUseDefinedPorts != 0 ? listed : usual) {
-        if (!std::strpbrk(szPorts, "0123456789")) continue;
+        if (!IsPortList(szPorts)) continue;
         AppendText(rules, "-A %s -p tcp -m multiport --dports %s -j REJECT --reject-with tcp-reset\n", CLOSE,
                    szPorts);
     }

@@ -1,10 +1,10 @@
 #include "intercept/live_rules.h"
 
 #include <atomic>
-#include <cstring>
 
 #include "intercept/iptables_rules.h"
 #include "intercept/own_chains.h"
+#include "intercept/port_list.h"
 #include "intercept/stream_marks.h"
 #include "service/service_config.h"
 
@@ -97,11 +97,12 @@ void AppendWatchRules(tagChainText& rules) {
     }
 }
 
+// One rule that iptables does not take would take all others with it.
 void AppendStartRules(tagChainText& rules, bool bTracking) {
     for (const auto& [szPorts, szKey] : STARTS) {
         if (g_ServiceConfig.bUseDefinedPorts == 0) {
             AppendText(rules, "-A %s -p tcp -m u32 --u32 \"%s\" -j %s\n", LIVE, szKey, START);
-        } else if (std::strpbrk(szPorts, "0123456789")) {
+        } else if (IsPortList(szPorts)) {
             AppendText(rules, "-A %s -p tcp -m multiport --dports %s -m u32 --u32 \"%s\" -j %s\n", LIVE,
                        szPorts, szKey, START);
         }
