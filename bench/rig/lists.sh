@@ -65,7 +65,6 @@ for ((round = 0; round < rounds; ++round)); do
             choose "$length"
             resolver none
             start_judge "$judge"
-            sleep 1  # with LiveTraffic 1 the resolver is asked now
             measure $round "$length" "$judge" allowed
             measure $round "$length" "$judge" trusted
             stop_judge
