@@ -14,6 +14,7 @@
 #include "ctl/queue_owner.h"
 #include "ctl/read_file.h"
 #include "ctl/rule_count.h"
+#include "ctl/run_program.h"
 #include "intercept/iptables_rules.h"
 #include "service/daemon_note.h"
 #include "service/read_config.h"
@@ -29,13 +30,15 @@ void AwaitEnd();
 void RemoveLeftRules();
 void RefuseWhileRunning();
 void RefuseWhileServed(uint32_t nQueueNum);
-void WithoutErrors(void (*Do)());
-void RemoveRulesOfEachKind();
+uint32_t WithoutErrors(uint32_t (*Do)());
+uint32_t RemoveRulesOfEachKind();
+uint32_t RemoveRules();
 
 }  // namespace
 
 void AddRulesCommand(CLI::App& app) {
     CLI::App* pRules = app.add_subcommand("rules", "The firewall rules of websec");
+    pRules->footer("Example: sudo websecctl rules check");
     pRules->require_subcommand(1);
     CLI::App* pCheck = pRules->add_subcommand("check", "Tell where websec.cfg puts them, and how many");
     pCheck->footer(
@@ -99,14 +102,16 @@ void RemoveLeftRules() {
                        (bNoted ? "remove " : "correct ") + (bNoted ? DAEMON_NOTE_FILE : SERVICE_CONFIG_FILE));
     }
     RefuseWhileServed(config.nQueueNum);
-    WithoutErrors(RemoveRulesOfEachKind);
+    const uint32_t nRemoved = WithoutErrors(RemoveRulesOfEachKind);
     // A chain of websec's own may have gone with its rules.
     if (HasChain(ListTable(config.szIptableTable), config.szIptableChain) &&
         CountQueueRules(ListRules(config.szIptableTable, config.szIptableChain), config.nQueueNum) != 0) {
         throw CtlError("iptables did not take all rules away; run websecctl rules remove again");
     }
     (void)unlink(DAEMON_NOTE_FILE);
-    PrintAnswer({{"outcome", "removed"}}, "no rules of websec are left");
+    const std::string told = nRemoved == 0 ? "there were none that queue"
+                                           : "removed " + Counted(nRemoved, "rule") + " that queued";
+    PrintAnswer({{"outcome", "removed"}, {"removed", nRemoved}}, "no rules of websec are left; " + told);
 }
 
 void RefuseWhileRunning() {
@@ -132,32 +137,41 @@ void RefuseWhileServed(uint32_t nQueueNum) {
 }
 
 // iptables complains about each chain that has gone already.
-void WithoutErrors(void (*Do)()) {
+uint32_t WithoutErrors(uint32_t (*Do)()) {
     const int fdErrors = dup(STDERR_FILENO), fdNull = open("/dev/null", O_WRONLY);
     (void)dup2(fdNull, STDERR_FILENO);
-    Do();
+    const uint32_t nDone = Do();
     (void)dup2(fdErrors, STDERR_FILENO);
     close(fdNull);
     close(fdErrors);
+    return nDone;
 }
 
 // The host may have gone over to the other kind of iptables while websec ran. The legacy one would load its
-// kernel modules where it has never been used.
-void RemoveRulesOfEachKind() {
+// kernel modules where it has never been used. How many queue rules there were.
+uint32_t RemoveRulesOfEachKind() {
     namespace fs = std::filesystem;
     std::error_code ignored;
     const std::string usual = g_ServiceConfig.szIptablesPath;
     const bool bLegacyUsed = !ReadTextFile("/proc/net/ip_tables_names").value_or("").empty();
     g_bLiveTraffic = 1;
     g_bCloseBypasses = 1;
-    (void)ManageIptableRules(RULE_REMOVE);
+    uint32_t nRemoved = RemoveRules();
     for (const char* szKind : {"-nft", "-legacy"}) {
         const std::string other = usual + szKind;
         const bool bOther = access(other.c_str(), X_OK) == 0 && !fs::equivalent(usual, other, ignored);
         if (!bOther || (szKind == std::string("-legacy") && !bLegacyUsed)) continue;
         (void)CopyText(g_ServiceConfig.szIptablesPath, other);
-        (void)ManageIptableRules(RULE_REMOVE);
+        nRemoved += RemoveRules();
     }
+    return nRemoved;
+}
+
+uint32_t RemoveRules() {
+    const tagServiceConfig& config = g_ServiceConfig;
+    const tagProgramRun listed = RunProgram({config.szIptablesPath, "-t", config.szIptableTable, "-S"});
+    (void)ManageIptableRules(RULE_REMOVE);
+    return CountQueueRules(listed.output, config.nQueueNum);
 }
 
 }  // namespace

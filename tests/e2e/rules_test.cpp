@@ -71,8 +71,9 @@ TEST_P(Rules, LeftRulesAreFoundWhateverTheConfigurationSaysNow) {
     (void)AwaitEnd(daemon);
     EXPECT_THAT(Shell("websecctl status").output, HasSubstr("has left 3 rules in mangle POSTROUTING"));
     EXPECT_EQ(QueueRules(), 3u);
-    MustRun("websecctl rules remove");
+    EXPECT_THAT(Shell("websecctl rules remove").output, HasSubstr("removed 3 rules"));
     EXPECT_EQ(QueueRules(), 0u) << ChainRules();
+    EXPECT_THAT(Shell("websecctl rules remove").output, HasSubstr("there were none"));
 }
 
 class RulesWatchdog : public LabTest {};
