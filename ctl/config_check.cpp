@@ -79,7 +79,8 @@ std::vector<std::string> WhyNoRules(const tagServiceConfig& config) {
     std::vector<std::string> reasons;
     const std::string table = config.szIptableTable, chain = config.szIptableChain;
     if (config.nQueueNum > 65535) {
-        reasons.push_back("queueNum is " + std::to_string(config.nQueueNum) +
+        // Read as an int, as which it is told.
+        reasons.push_back("queueNum is " + std::to_string(static_cast<int32_t>(config.nQueueNum)) +
                           ", not a number from 0 to 65535");
     }
     if (table == "nat") {

@@ -69,6 +69,7 @@ TEST_F(ConfigCheck, NamesWhatNoRuleCanBeMadeOf) {
         {"iptableTable=raw\niptableChain=MY-CHAIN\nHTTPPorts=none in use", nullptr},
         {"iptableTable=security\niptableChain=OUTPUT", nullptr},
         {"queueNum=65536", "queueNum is 65536, not"},
+        {"queueNum=-1", "queueNum is -1, not"},
         {"iptableTable=Mangle", "iptableTable is 'Mangle', not"},
         {"iptableTable=nat", "first packet of a connection"},
         {"iptableTable=filter", "'POSTROUTING', which the table filter does not have"},
