@@ -107,7 +107,8 @@ void AddUnseen(tagStatus& status, tagHost& host) {
         closed.bQuic ? note("IPv6",
                             "CloseBypasses does not refuse IPv6 here, which is not seen and passes: there is "
                             "no way out over IPv4, or no ip6tables that works",
-                            "give the host a way out over IPv4, or install ip6tables; or turn IPv6 off")
+                            "give the host a way out over IPv4 (seen within a minute), or install ip6tables; "
+                            "or turn IPv6 off")
                      : note("IPv6", "this host has IPv6, which is not seen and passes", CLOSE);
     }
     if (!host.bRunsLive) {
