@@ -12,6 +12,7 @@
 #include "ctl/output.h"
 #include "inspect/url_helpers.h"
 #include "modules/store/store_text.h"
+#include "modules/urlmap/url_admission.h"
 #include "policy/list_entry.h"
 
 namespace {
@@ -29,6 +30,7 @@ std::string AsItLooks(const tagEntry& entry);
 void WarnOfAddress(const tagEntry& entry, const tagEntryReading& reading, std::vector<std::string>& warnings);
 std::string WhyReadOtherwise(std::string_view text);
 bool HasCapitalThatCounts(int nList, const tagEntryReading& reading);
+bool IsPublicSuffix(const std::string& name);
 
 }  // namespace
 
@@ -89,6 +91,10 @@ std::vector<std::string> EntryWarnings(int nList, const tagEntry& entry) {
     if (reading.nType == ENTRY_HOST && reading.text.starts_with('.')) {
         const std::string name = reading.text.substr(1);
         warnings.push_back("also covers hosts such as x" + name + " that end in " + name);
+        if (IsPublicSuffix(name)) {
+            warnings.push_back(
+                "it is a top-level domain or another public suffix: unrelated sites stand below it");
+        }
     }
     return warnings;
 }
@@ -220,6 +226,15 @@ bool HasCapitalThatCounts(int nList, const tagEntryReading& reading) {
     if (nList != STORE_LIST_TRUST && reading.nType == ENTRY_HOST && reading.text[0] != '.') return false;
     const std::string host = HostOf(reading);
     return std::any_of(host.begin(), host.end(), [](char c) { return c >= 'A' && c <= 'Z'; });
+}
+
+bool IsPublicSuffix(const std::string& name) {
+    tagSuffixList suffixes = {};
+    if (!LoadSuffixList(&suffixes)) return false;
+    tagCanonicalURL url;
+    const int nAdmission = AdmitURL(suffixes, name, &url);
+    FreeSuffixList(&suffixes);
+    return nAdmission == ADMIT_PUBLIC_SUFFIX || nAdmission == ADMIT_SINGLE_LABEL;
 }
 
 }  // namespace
