@@ -34,6 +34,7 @@ void RemoveEntries(int nList, const tagListArguments& arguments);
 void ListEntries(int nList);
 Json EntryDocument(const tagEntry& entry);
 std::string EntryText(const tagEntry& entry);
+const char* WhatIsLeftOut(int nList, const tagEntry& entry);
 
 }  // namespace
 
@@ -54,7 +55,11 @@ void AddListGroup(CLI::App& app, const tagListGroup& group) {
     pGroup->require_subcommand(1);
 
     CLI::App* pAdd = pGroup->add_subcommand("add", "Add entries; all of them, or none if one is refused");
-    pAdd->footer("A URL stands for that very page; of HTTPS only the host is seen.\n" + example +
+    pAdd->footer("A URL stands for that very page; of HTTPS only the host is seen.\n" +
+                 std::string(nList == STORE_LIST_TRUST
+                                 ? "A host stands for http://HOST/ and for all of it under HTTPS.\n"
+                                 : "") +
+                 example +
                  (nList == STORE_LIST_TRUST ? " add a.example/page" : " add a.example --subdomains"));
     pAdd->add_option("ENTRY", pArguments->entries, "Host, IPv4 address or URL")->required();
     if (nList != STORE_LIST_TRUST) {
@@ -94,8 +99,7 @@ void AddEntries(int nList, const tagListArguments& arguments) {
         (szAction ? added : unchanged).push_back(std::move(document));
         text += (text.empty() ? "" : "\n") + std::string(StoreListName(nList)) + ": " +
                 (szAction ? szAction : "already there:") + " " + EntryText(entry) +
-                (ReadAsDaemon(entry).nType == ENTRY_URL ? ", not under https, of which only the host is seen"
-                                                        : "");
+                WhatIsLeftOut(nList, entry);
     }
     store.Keep();
     const Json answer{{"list", StoreListName(nList)}, {"added", added}, {"unchanged", unchanged}};
@@ -153,6 +157,13 @@ Json EntryDocument(const tagEntry& entry) {
 
 std::string EntryText(const tagEntry& entry) {
     return Printable(entry.text) + (entry.bSubdomains ? " and its sub-domains" : "");
+}
+
+const char* WhatIsLeftOut(int nList, const tagEntry& entry) {
+    if (ReadAsDaemon(entry).nType == ENTRY_URL) return ", not under https, of which only the host is seen";
+    if (nList != STORE_LIST_TRUST) return "";
+    return ", under http no page but its first: trust each page, or the site by a pattern (datafile build "
+           "trusted)";
 }
 
 }  // namespace

@@ -34,6 +34,7 @@ TEST_F(ListCommands, KeepEntriesInOrderAndRemoveThem) {
     EXPECT_EQ(Run({"block", "remove", "b.example", "10.0.0.1"}).nStatus, 0);
     EXPECT_EQ(Listed("block"), (std::vector<std::string>{"a.example"}));
     EXPECT_THAT(Run({"block", "add", "a.example/p"}).out, HasSubstr("added a.example/p, not under https"));
+    EXPECT_THAT(Run({"trust", "add", "a.example"}).out, HasSubstr("added a.example, under http no page but"));
 }
 
 TEST_F(ListCommands, RefuseWithValueAndReasonAndChangeNothing) {
@@ -82,6 +83,8 @@ TEST_F(ListCommands, WarnOfEntriesThatAreReadOtherwise) {
         {{"block", "add", std::string(255, 'a')}, nullptr},
         {{"block", "add", "ftp://a.example/pub/"}, nullptr},
         {{"block", "add", "b.example", "--subdomains"}, "also covers hosts such as xb.example"},
+        {{"block", "add", "co.uk", "--subdomains"}, "public suffix"},
+        {{"block", "add", "com", "--subdomains"}, "public suffix"},
         {{"block", "add", "HTTPS://a.example/"}, nullptr},
         {{"block", "add", "GOPHER://a.example/"}, "read as the host 'GOPHER'; the only schemes"},
         {{"block", "add", "http://a.example:81/p"},
