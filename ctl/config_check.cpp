@@ -54,7 +54,6 @@ void CheckNames(const std::string& text, std::vector<std::string>& problems);
 std::string Lowered(std::string text);
 void CheckValue(const std::string& path, const tagConfigKey& key, std::vector<std::string>& problems);
 std::string WhyNotInChain(const std::string& table, const std::string& chain);
-bool ArePortsFitForShell(const tagServiceConfig& config);
 bool IsChainName(const std::string& value);
 bool IsNumber(std::string_view value, uint32_t nMax);
 std::string Trimmed(std::string_view text);
@@ -110,9 +109,17 @@ std::vector<std::string> BadPortLists(const tagServiceConfig& config) {
     return reasons;
 }
 
-bool IsFitForShell(const tagServiceConfig& config) {
-    return IsChainName(config.szIptableTable) && IsChainName(config.szIptableChain) &&
-           ArePortsFitForShell(config);
+bool IsPlaceForRules(const tagServiceConfig& config) {
+    const std::string_view table = config.szIptableTable;
+    return (IsRuleTable(table) || table == "nat") && IsChainName(config.szIptableChain);
+}
+
+bool ArePortsFitForShell(const tagServiceConfig& config) {
+    const auto arePorts = [](std::string_view ports) {
+        return ports.find_first_not_of("0123456789,: ") == ports.npos;
+    };
+    return config.bUseDefinedPorts == 0 ||
+           (arePorts(config.szHTTPPorts) && arePorts(config.szHTTPSPorts) && arePorts(config.szFTPPorts));
 }
 
 bool IsRuleTable(std::string_view table) {
@@ -193,14 +200,6 @@ std::string WhyNotInChain(const std::string& table, const std::string& chain) {
     }
     const bool bMissing = chain == "POSTROUTING" && IsRuleTable(table) && table != "mangle";
     return bMissing ? "which the table " + table + " does not have" : "";
-}
-
-bool ArePortsFitForShell(const tagServiceConfig& config) {
-    const auto arePorts = [](std::string_view ports) {
-        return ports.find_first_not_of("0123456789,: ") == ports.npos;
-    };
-    return config.bUseDefinedPorts == 0 ||
-           (arePorts(config.szHTTPPorts) && arePorts(config.szHTTPSPorts) && arePorts(config.szFTPPorts));
 }
 
 bool IsChainName(const std::string& value) {

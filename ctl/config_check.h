@@ -24,9 +24,12 @@ std::vector<std::string> WhyNoRules(const tagServiceConfig& config);
 // The port lists of which no rule can be made, likewise. Without one the rules of the others work.
 std::vector<std::string> BadPortLists(const tagServiceConfig& config);
 
-// Whether table, chain and, where they are in use, ports hold nothing but the characters of such: the
-// daemon's code, which websecctl shares, hands them to a shell.
-bool IsFitForShell(const tagServiceConfig& config);
+// Whether there can be rules in that table and chain at all; else neither is fit for a shell, to which the
+// daemon's code, which websecctl shares, hands them.
+bool IsPlaceForRules(const tagServiceConfig& config);
+
+// Whether the ports, where they are in use, hold nothing but the characters of such, likewise.
+bool ArePortsFitForShell(const tagServiceConfig& config);
 
 // Whether it is a table of the kernel in which every packet meets the rules.
 bool IsRuleTable(std::string_view table);

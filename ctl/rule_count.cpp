@@ -11,6 +11,7 @@
 namespace {
 
 std::string List(std::vector<std::string> arguments);
+std::string ListIPv6Filter();
 bool AcceptsAll(std::string_view rule);
 
 }  // namespace
@@ -37,7 +38,12 @@ bool HasChain(std::string_view listing, std::string_view chain) {
 bool HasCloseChain() {
     if (HasChain(ListTable("filter"), CLOSE_CHAIN)) return true;
     // Without one there is none over IPv6.
-    return HasChain(RunProgram({IptablesPath("ip6tables"), "-t", "filter", "-S"}).output, CLOSE_CHAIN);
+    return HasChain(ListIPv6Filter(), CLOSE_CHAIN);
+}
+
+bool IsCloseChainReached() {
+    return IsReached(ListTable("filter"), CLOSE_CHAIN, true) ||
+           IsReached(ListIPv6Filter(), CLOSE_CHAIN, true);
 }
 
 std::string IptablesPath(std::string_view program) {
@@ -64,6 +70,10 @@ std::string List(std::vector<std::string> arguments) {
     return run.output;
 }
 
+std::string ListIPv6Filter() {
+    return RunProgram({IptablesPath("ip6tables"), "-t", "filter", "-S"}).output;
+}
+
 bool AcceptsAll(std::string_view rule) {
     constexpr std::string_view TCP = "-p tcp ";
     if (rule.starts_with(TCP)) rule.remove_prefix(TCP.size());
@@ -84,6 +94,11 @@ uint32_t CountQueueRules(std::string_view listing, uint32_t nQueueNum) {
         nRules += bQueues;
     }
     return nRules;
+}
+
+std::string RulesText(uint32_t nRules, const std::string& table, const std::string& chain, bool bLive) {
+    const std::string text = std::to_string(nRules) + " in " + Printable(table + ' ' + chain);
+    return bLive ? text + ", and the chain " + LIVE_CHAIN : text;
 }
 
 bool IsReached(std::string_view table, std::string_view chain, bool bPastAccept) {

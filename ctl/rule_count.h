@@ -18,6 +18,9 @@ uint32_t CountQueueRules(std::string_view listing, uint32_t nQueueNum);
 // Whether one of them jumps to that chain.
 bool HasJump(std::string_view listing, std::string_view chain);
 
+// How many there are in a table's chain, and whether LIVE_CHAIN, in words.
+std::string RulesText(uint32_t nRules, const std::string& table, const std::string& chain, bool bLive);
+
 // Whether the rules of a table lead what this host sends to that chain: from OUTPUT or POSTROUTING, also by
 // way of other chains. Rules behind one that lets all TCP pass count only with bPastAccept.
 bool IsReached(std::string_view table, std::string_view chain, bool bPastAccept);
@@ -25,8 +28,10 @@ bool IsReached(std::string_view table, std::string_view chain, bool bPastAccept)
 // Whether `iptables -S` lists a chain of that name.
 bool HasChain(std::string_view listing, std::string_view chain);
 
-// Whether CLOSE_CHAIN is there, over IPv4 or IPv6. Throws CtlError as the two below.
+// Whether CLOSE_CHAIN is there, over IPv4 or IPv6, and whether anything that this host sends comes through
+// it. Throw CtlError as the two below.
 bool HasCloseChain();
+bool IsCloseChainReached();
 
 // The iptables that the daemon uses, or the program of that name beside it. Throws CtlError when there is
 // none.

@@ -4,6 +4,8 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <iomanip>
+#include <sstream>
 
 #include "common/copy_text.h"
 #include "common/product_paths.h"
@@ -15,6 +17,7 @@
 #include "ctl/read_file.h"
 #include "ctl/rule_count.h"
 #include "ctl/run_program.h"
+#include "intercept/close_rules.h"
 #include "intercept/iptables_rules.h"
 #include "service/daemon_note.h"
 #include "service/read_config.h"
@@ -33,6 +36,7 @@ void RefuseWhileServed(uint32_t nQueueNum);
 uint32_t WithoutErrors(uint32_t (*Do)());
 uint32_t RemoveRulesOfEachKind();
 uint32_t RemoveRules();
+void RemoveListedRules();
 
 }  // namespace
 
@@ -72,15 +76,15 @@ void CheckRules() {
     const auto badLists = BadPortLists(config);
     // What iptables refuses of one list takes the whole chain of LiveTraffic along.
     const bool bLive = g_bLiveTraffic == 1 && badLists.empty();
-    const uint32_t nRules = RULE_GROUPS - static_cast<uint32_t>(badLists.size()) + (bLive ? 1 : 0);
+    const uint32_t nRules = RULE_GROUPS - static_cast<uint32_t>(badLists.size());
     for (const auto& list : badLists)
         PrintWarning("of it no rule can be made: " + list + "; correct " + SERVICE_CONFIG_FILE);
     PrintAnswer({{"table", config.szIptableTable},
                  {"chain", config.szIptableChain},
-                 {"rules", nRules},
+                 {"count", nRules},
+                 {"live", bLive},
                  {"without_rule", badLists}},
-                std::string("table ") + config.szIptableTable + " chain " + config.szIptableChain +
-                    " rules " + std::to_string(nRules));
+                RulesText(nRules, config.szIptableTable, config.szIptableChain, bLive));
 }
 
 void AwaitEnd() {
@@ -95,16 +99,13 @@ void RemoveLeftRules() {
     RefuseWhileRunning();
     (void)IptablesPath();
     (void)ReadServiceConfig();
-    const bool bNoted = ReadNotedRules() == 0;
-    const tagServiceConfig& config = g_ServiceConfig;
-    if (!IsFitForShell(config)) {
-        throw CtlError("refused: " + Joined(WhyNoRules(config), "; ") + "; " +
-                       (bNoted ? "remove " : "correct ") + (bNoted ? DAEMON_NOTE_FILE : SERVICE_CONFIG_FILE));
-    }
+    (void)ReadNotedRules();
+    tagServiceConfig& config = g_ServiceConfig;
     RefuseWhileServed(config.nQueueNum);
+    if (!ArePortsFitForShell(config)) config.bUseDefinedPorts = 0;
     const uint32_t nRemoved = WithoutErrors(RemoveRulesOfEachKind);
     // A chain of websec's own may have gone with its rules.
-    if (HasChain(ListTable(config.szIptableTable), config.szIptableChain) &&
+    if (IsPlaceForRules(config) && HasChain(ListTable(config.szIptableTable), config.szIptableChain) &&
         CountQueueRules(ListRules(config.szIptableTable, config.szIptableChain), config.nQueueNum) != 0) {
         throw CtlError("iptables did not take all rules away; run websecctl rules remove again");
     }
@@ -167,11 +168,35 @@ uint32_t RemoveRulesOfEachKind() {
     return nRemoved;
 }
 
+// Where there can be no rules, the chain in "filter" may be left all the same.
 uint32_t RemoveRules() {
     const tagServiceConfig& config = g_ServiceConfig;
+    if (!IsPlaceForRules(config)) {
+        ManageCloseRules(RULE_REMOVE);
+        return 0;
+    }
     const tagProgramRun listed = RunProgram({config.szIptablesPath, "-t", config.szIptableTable, "-S"});
     (void)ManageIptableRules(RULE_REMOVE);
+    RemoveListedRules();
     return CountQueueRules(listed.output, config.nQueueNum);
+}
+
+// Of ports that are names, or that a shell made, the listing alone tells what they have become.
+void RemoveListedRules() {
+    const tagServiceConfig& config = g_ServiceConfig;
+    const std::vector<std::string> program = {config.szIptablesPath, "-t", config.szIptableTable};
+    auto list = program;
+    list.insert(list.end(), {"-S", config.szIptableChain});
+    std::istringstream lines(RunProgram(list).output);
+    for (std::string line; std::getline(lines, line);) {
+        const bool bOurs = line.find(" PSH,ACK ") != line.npos;
+        if (!bOurs || CountQueueRules(line, config.nQueueNum) == 0) continue;
+        std::istringstream words(line.replace(0, 2, "-D"));
+        auto arguments = program;
+        for (std::string word; words >> std::quoted(word);)
+            arguments.push_back(word);
+        (void)RunProgram(arguments);
+    }
 }
 
 }  // namespace

@@ -12,7 +12,6 @@ constexpr char MISSING_RULES[] =
     "websec puts missing rules back within a minute, a reload does not; to have them at once, ";
 constexpr char RESTORE_CHAIN[] =
     "sudo /usr/libexec/websec/own-chain restore; websec's service does so each minute";
-constexpr char CORRECT[] = "correct websec.cfg, which names a rule wrongly, and restart websec";
 
 void JudgeLeftRules(tagStatus& status, const tagHost& host, const std::string& table, uint32_t nRules);
 void JudgeRules(tagStatus& status, const tagHost& host, uint32_t nRules, bool bLive);
@@ -25,7 +24,7 @@ std::string ChainRemedy(const tagHost& host);
 
 void AddRules(tagStatus& status, tagHost& host) {
     if (geteuid() != 0) throw CtlError("only root can see the firewall rules; run websecctl as root");
-    const std::string table = ListTable(host.Table()), place = host.Table() + " " + host.Chain();
+    const std::string table = ListTable(host.Table());
     const bool bChain = HasChain(table, host.Chain());
     const std::string listing = bChain ? ListRules(host.Table(), host.Chain()) : "";
     const uint32_t nRules = CountQueueRules(listing, host.nServedQueueNum);
@@ -33,8 +32,7 @@ void AddRules(tagStatus& status, tagHost& host) {
     status.document["rules"] = {
         {"table", host.Table()}, {"chain", host.Chain()}, {"count", nRules}, {"live", bLive}};
     status.rows.push_back(
-        {"rules", bChain ? std::to_string(nRules) + " in " + Printable(place) +
-                               (bLive ? std::string(", and the chain ") + LIVE_CHAIN : "")
+        {"rules", bChain ? RulesText(nRules, host.Table(), host.Chain(), bLive)
                          : "no chain " + Quoted(host.Chain()) + " in " + Printable(host.Table())});
     if (!host.daemon) {
         JudgeLeftRules(status, host, table, nRules);
@@ -56,12 +54,16 @@ void JudgeLeftRules(tagStatus& status, const tagHost& host, const std::string& t
     std::vector<std::string> left;
     if (nRules != 0) left.push_back(Counted(nRules, "rule") + " in " + host.Table() + " " + host.Chain());
     if (HasChain(table, LIVE_CHAIN)) left.push_back(std::string("the chain ") + LIVE_CHAIN);
-    if (HasCloseChain()) left.push_back(std::string("the chain ") + CLOSE_CHAIN);
+    const bool bClose = HasCloseChain();
+    if (bClose) left.push_back(std::string("the chain ") + CLOSE_CHAIN);
+    const bool bReached = IsReached(table, host.Chain(), true) || IsReached(table, LIVE_CHAIN, true) ||
+                          (bClose && IsCloseChainReached());
     if (!left.empty()) {
         // A start looks only where websec.cfg says by now.
         const bool bStartHelps = !host.AreRulesElsewhere() && host.rules.nQueueNum == host.config.nQueueNum;
         status.Fail("websec is not running, but has left " + Joined(left, " and ") +
-                        ": requests that match get lost or are refused",
+                        (bReached ? ": requests that match get lost or are refused"
+                                  : ": nothing that this host sends comes through"),
                     std::string("take that away: sudo websecctl rules remove; ") +
                         (bStartHelps ? "or start websec" : "then start websec"));
     }
@@ -73,7 +75,7 @@ void JudgeLeftRules(tagStatus& status, const tagHost& host, const std::string& t
 
 void JudgeRules(tagStatus& status, const tagHost& host, uint32_t nRules, bool bLive) {
     const std::string place = host.Table() + " " + host.Chain();
-    // The section about websec.cfg tells of a list without a rule.
+    // The section about websec.cfg tells of a list without a rule, and to correct what is wrong there.
     const size_t nBadLists = BadPortLists(host.rules).size();
     const std::string should = Counted(nRules, "rule") + " in " + place + " for queue " +
                                std::to_string(host.nServedQueueNum) + ", there should be " +
@@ -81,7 +83,7 @@ void JudgeRules(tagStatus& status, const tagHost& host, uint32_t nRules, bool bL
     std::string repair;
     if (HasCapability(*host.daemon, CAP_NET_ADMIN)) repair = std::string(MISSING_RULES) + RESTART;
     if (!WhyNoRules(host.rules).empty() || nBadLists != 0) repair = RESTART;
-    if (!WhyNoRules(host.config).empty() || !BadPortLists(host.config).empty()) repair = CORRECT;
+    if (!WhyNoRules(host.config).empty() || !BadPortLists(host.config).empty()) repair.clear();
     if (nRules + nBadLists < RULE_GROUPS) status.Fail(should, repair);
     if (nRules > RULE_GROUPS) {
         status.Warn(should + "; of a rule that it finds twice websec clears the whole chain", RESTART);
@@ -121,7 +123,7 @@ bool IsKernelChain(const std::string& table, const std::string& chain) {
 }
 
 std::string ChainRemedy(const tagHost& host) {
-    if (!WhyNoRules(host.config).empty()) return CORRECT;
+    if (!WhyNoRules(host.config).empty()) return "";
     return host.AreRulesElsewhere() || !WhyNoRules(host.rules).empty() ? RESTART : RESTORE_CHAIN;
 }
 

@@ -102,17 +102,18 @@ TEST_F(ConfigCheck, RefusesPortsThatLeaveNothingOrReachAShell) {
 
 // Left rules may be those of a configuration that no longer makes any.
 TEST_F(ConfigCheck, ShellsGetNamesAndPortsAlone) {
-    for (const char* szKeys :
-         {"iptableChain=X;id", "iptableTable=`id`", "UseDefinedPorts=1\nHTTPPorts=$(id)"}) {
+    for (const char* szKeys : {"iptableChain=X;id", "iptableTable=`id`", "iptableTable=bogus"}) {
         (void)NoRules(szKeys);
-        EXPECT_FALSE(IsFitForShell(g_ServiceConfig)) << szKeys;
+        EXPECT_FALSE(IsPlaceForRules(g_ServiceConfig)) << szKeys;
     }
+    (void)NoRules("UseDefinedPorts=1\nHTTPPorts=$(id)");
+    EXPECT_FALSE(ArePortsFitForShell(g_ServiceConfig));
     (void)NoRules("queueNum=70000\niptableTable=nat\nUseDefinedPorts=1\nHTTPPorts=80,,81:80");
-    EXPECT_TRUE(IsFitForShell(g_ServiceConfig));
+    EXPECT_TRUE(IsPlaceForRules(g_ServiceConfig) && ArePortsFitForShell(g_ServiceConfig));
     // Of ports that are not in use nothing is handed on.
     (void)CopyText(g_ServiceConfig.szHTTPPorts, "$(id)");
     g_ServiceConfig.bUseDefinedPorts = 0;
-    EXPECT_TRUE(IsFitForShell(g_ServiceConfig));
+    EXPECT_TRUE(ArePortsFitForShell(g_ServiceConfig));
 }
 
 }  // namespace
