@@ -76,6 +76,22 @@ TEST_P(Rules, LeftRulesAreFoundWhateverTheConfigurationSaysNow) {
     EXPECT_THAT(Shell("websecctl rules remove").output, HasSubstr("there were none"));
 }
 
+// Neither what it noted nor what websec.cfg says may keep them: iptables takes names for ports, a shell more.
+TEST_P(Rules, LeftRulesGoWhateverThePortListsAre) {
+    constexpr char KEYS[] = "[IPTABLEConfigurations]\nUseDefinedPorts=1\nHTTPPorts=";
+    constexpr char LIVE[] = "\n[ServiceConfigurations]\nLiveTraffic=1\n";
+    for (const char* szPorts : {"80,http", "$(echo 80)", "80,99999"}) {
+        SCOPED_TRACE(szPorts);
+        WriteFile(ProductFile("websec.cfg"), std::string(KEYS) + szPorts + LIVE);
+        tagDaemon daemon = StartDaemon();
+        kill(daemon.pid, SIGKILL);
+        (void)AwaitEnd(daemon);
+        MustRun("websecctl rules remove");
+        EXPECT_EQ(CountText(Shell("iptables-" + Kind() + "-save -t mangle").output, "-A "), 0u);
+        EXPECT_EQ(Shell("websecctl rules remove").nStatus, 0) << "without a note, by websec.cfg";
+    }
+}
+
 class RulesWatchdog : public LabTest {};
 
 // Its period is 60 seconds.

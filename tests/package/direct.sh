@@ -45,6 +45,11 @@ HTTPSPorts HTTPSPorts=443 $(id)
 queueNum queueNum=70000
 iptableTable iptableTable=nat
 LINES
+cp /tmp/kept.cfg $config
+$libexec/run-direct start || fail "it does not start"
+printf '[IPTABLEConfigurations]\nUseDefinedPorts=1\nHTTPPorts=80,http\n' >$config
+told=$($libexec/run-direct stop 2>&1)
+[ -z "$told" ] || fail "the stop of a healthy daemon goes by a later websec.cfg: $told"
 # Started is what has its rules in the chain that own-chain made.
 iptables -t mangle -N MINE
 iptables -t mangle -A MINE -d 192.0.2.99 -j ACCEPT
