@@ -56,8 +56,8 @@ void JudgeLeftRules(tagStatus& status, const tagHost& host, const std::string& t
     if (HasChain(table, LIVE_CHAIN)) left.push_back(std::string("the chain ") + LIVE_CHAIN);
     const bool bClose = HasCloseChain();
     if (bClose) left.push_back(std::string("the chain ") + CLOSE_CHAIN);
-    const bool bReached = IsReached(table, host.Chain(), true) || IsReached(table, LIVE_CHAIN, true) ||
-                          (bClose && IsCloseChainReached());
+    const bool bReached = (nRules != 0 && IsReached(table, host.Chain(), true)) ||
+                          IsReached(table, LIVE_CHAIN, true) || (bClose && IsCloseChainReached());
     if (!left.empty()) {
         // A start looks only where websec.cfg says by now.
         const bool bStartHelps = !host.AreRulesElsewhere() && host.rules.nQueueNum == host.config.nQueueNum;
