@@ -4,7 +4,8 @@
 // A piece that is not the last one needed is accepted at once, so the server may get all of a request but the
 // piece that decides: that one waits for its verdict, and when it is dropped, its bytes never come through
 // again as long as the connection is remembered. Workers meet the pieces in any order. A piece before its
-// start is kept as an orphan; a connection with more of them than its buffer has room for is let go and counted.
+// start is kept as an orphan; a connection with more of them than its buffer has room for is let go and
+// counted.
 //
 // A request that was judged is followed to its end, through the rest of its headers and its body, since the
 // next one may begin anywhere in a segment. A piece that looks like a start is judged all the same: a server

@@ -26,7 +26,8 @@ using Clock = std::chrono::steady_clock;
 
 constexpr size_t BATCH = 64;
 constexpr int SEND_BUFFER_BYTES = 256 << 20;
-// As the part hand-off measures it, and 20 µs of judging; of two processors the sender and the receiver take one.
+// As the part hand-off measures it, and 20 µs of judging; of two processors the sender and the receiver take
+// one.
 constexpr tagStoreModel MODEL{8, 16 + 20, 1};
 
 bool IsBlocked(size_t n, size_t nBlockedEvery) {
