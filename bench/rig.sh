@@ -29,15 +29,42 @@ for program in load_client queue_stand_in first_verdict raw_requests spinning_ur
     echo "$build/bench/rig/$program is missing: cmake -DWEBSEC_BENCH=ON, then build the target rig" >&2
     exit 1
 done
+# in_labs PART: each lane of the part in a lab of its own, all at the same time; rig/turns.sh tells who measures.
+in_labs() {
+    local script=$rig/${1//-/_}.sh lane
+    local -a lanes labs=()
+    mapfile -t lanes < <("$script" lanes)
+    export RIG_LANES=${#lanes[@]} RIG_LANE=0 RIG_TURNS=$out/turns
+    rm -rf "$RIG_TURNS"
+    mkdir "$RIG_TURNS"
+    for lane in "${lanes[@]}"; do
+        mkfifo "$RIG_TURNS/$RIG_LANE"
+        RIG_LANE=$((RIG_LANE + 1))
+    done
+    exec {first}<>"$RIG_TURNS/0"
+    echo >&$first
+    RIG_LANE=0
+    for lane in "${lanes[@]}"; do
+        # A session of its own, which is preferred to others inside (rig/judges.sh); it would not hear a Ctrl-C,
+        # and unshare does not mind one.
+        nice -n -20 setsid "$rig/../../tests/support/lab.sh" "$build" "$script" "$lane" &
+        labs+=($!)
+        trap 'kill -KILL "${labs[@]}" 2>/dev/null; exit 130' INT TERM
+        RIG_LANE=$((RIG_LANE + 1))
+    done
+    # The others would wait for the turn of one that fails.
+    for lane in "${lanes[@]}"; do
+        wait -n || { local status=$?; kill -KILL "${labs[@]}" 2>/dev/null; exit $status; }
+    done
+    exec {first}>&-
+    rm -r "$RIG_TURNS"
+}
+
 for part in "$@"; do
     [ -x "$rig/${part//-/_}.sh" ] || { echo "no such part: $part" >&2; exit 2; }
     export RIG_RAW=$out/$part.raw.tsv RIG_BIN=$build/bench/rig
     begun="$(date +%F\ %R), load $(cut -d' ' -f1-3 /proc/loadavg)"
-    # A session of its own, which is preferred to others inside (rig/judges.sh); it would not hear a Ctrl-C,
-    # and unshare does not mind one.
-    nice -n -20 setsid "$rig/../../tests/support/lab.sh" "$build" "$rig/${part//-/_}.sh" &
-    trap 'kill -KILL $!; exit 130' INT TERM
-    wait $!
+    in_labs "$part"
     echo "begun $begun; ended with load $(cut -d' ' -f1-3 /proc/loadavg)" >"$out/$part.when"
     python3 "$rig/${part//-/_}.py" "$out/$part" | tee "$out/$part.md"
 done

@@ -1,9 +1,14 @@
 #!/usr/bin/env bash
-# The part bursts, inside the lab: requests without connections (raw_requests), some of them to a blocked host,
+# bursts.sh lanes|all: the part bursts, inside the lab, in a single lane: requests without connections (raw_requests), some of them to a blocked host,
 # with 20 microseconds of added judging for each. The other host counts what comes and drops it. A line of
 # RIG_RAW is one judge with one kind of burst.
 set -eu
 . "$(dirname "$0")/judges.sh"
+if [ "$1" = lanes ]; then
+    echo all
+    exit
+fi
+. "$(dirname "$0")/turns.sh"
 rounds=3
 [ "$RIG_QUICK" = 0 ] || rounds=1
 kinds=("burst 1000 10" "burst 5000 10" "steady 30000 5 100")
@@ -49,8 +54,7 @@ prefer self
 for port in 9000 9001; do
     ip netns exec server iptables -t mangle -A PREROUTING -p tcp --dport $port -j DROP
 done
-printf '%s\t' round judge kind allowed blocked allowed_lost blocked_served seconds model_lost >"$RIG_RAW"
-echo ended >>"$RIG_RAW"
+header round judge kind allowed blocked allowed_lost blocked_served seconds model_lost ended
 for ((round = 0; round < rounds; ++round)); do
     for kind in "${kinds[@]}"; do
         for judge in $(judges none daemon0 daemon1); do

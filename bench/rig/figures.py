@@ -1,6 +1,7 @@
 """What the parts' tables share: reading what was measured, medians, tables and bar charts."""
 import csv
 import json
+import math
 import statistics
 from xml.sax.saxutils import escape
 
@@ -20,6 +21,16 @@ def median(values):
     return statistics.median(values) if values else None
 
 
+def ratio(lines, key, own, other):
+    """The geometric mean of what own(line) has of other(line), round for round, and its standard error."""
+    found = [{line["round"]: float(line[key]) for line in lines if who(line)} for who in (own, other)]
+    logs = [math.log(found[0][number] / found[1][number]) for number in found[0] if found[1].get(number)]
+    if len(logs) < 2:
+        return None
+    mean = math.exp(statistics.mean(logs))
+    return mean, mean * statistics.stdev(logs) / math.sqrt(len(logs))
+
+
 def write(path, rows):
     """rows: dicts with the same keys. As PATH.tsv and PATH.json."""
     with open(path + ".tsv", "w", encoding="ascii") as file:
@@ -31,14 +42,21 @@ def write(path, rows):
 
 
 def show(rows, columns):
-    """Prints a Markdown table. columns: (heading, key, format); a figure that is None shows as nothing."""
+    """Prints a Markdown table. columns: (heading, key, format); of a pair the second is the error, and None shows
+    as nothing."""
     lines = [[heading for heading, _, _ in columns]]
     for row in rows:
-        lines.append(["" if row[key] is None else format(row[key], form) for _, key, form in columns])
+        lines.append([cell(row[key], form) for _, key, form in columns])
     widths = [max(len(line[n]) for line in lines) for n in range(len(columns))]
     lines.insert(1, ["-" * width for width in widths])
     for line in lines:
         print("| " + " | ".join(cell.ljust(width) for cell, width in zip(line, widths)) + " |")
+
+
+def cell(value, form):
+    if value is None:
+        return ""
+    return " ± ".join(format(part, form) for part in value) if isinstance(value, tuple) else format(value, form)
 
 
 def bars(path, title, groups):

@@ -42,20 +42,18 @@ stop_judge() {
 # configure_daemon LIVE
 configure_daemon() { printf '[ServiceConfigurations]\nLiveTraffic=%s\n' "$1" >$PRODUCT/websec.cfg; }
 
-# The daemon's own rules, kept for those who stand in for it: all of them, and it gives its first verdict when
-# it has made only some.
+# keep_rules LIVE: the daemon's own rules, kept for those who stand in for it: all of them, and it gives its
+# first verdict when it has made only some.
 keep_rules() {
-    local live
-    for live in 0 1; do
-        start_judge daemon$live
-        sleep 2
-        iptables-save -t mangle >"$LAB_DIR/rules.$live"
-        stop_judge
-    done
+    start_judge "daemon$1"
+    sleep 2
+    iptables-save -t mangle >"$LAB_DIR/rules.$1"
+    stop_judge
 }
 
 # start_with_rules LIVE COMMAND...
 start_with_rules() {
+    [ -e "$LAB_DIR/rules.$1" ] || keep_rules "$1"
     iptables-restore <"$LAB_DIR/rules.$1"
     shift
     first_verdict_ms=$("$RIG_BIN/first_verdict" "$@" 2>"$LAB_DIR/judge.log")
@@ -64,6 +62,18 @@ start_with_rules() {
 # prefer PID: before the sessions of others, whose builds would otherwise be measured too. Where the kernel
 # groups processes by their session, that is for the session; elsewhere the priority of rig.sh does.
 prefer() { { echo -20 >"/proc/$1/autogroup"; } 2>/dev/null || true; }
+
+# place near|free: where client (client_on), judge and server run from now on, of the machine's first two
+# processors. Near is the client with the judge on one and the server on the other, the fastest for each judge; free
+# is where the scheduler puts them, which makes a factor of two from one second to the next.
+place() {
+    local pid server_pid server_on=0,1
+    client_on=0,1
+    [ "$1" = free ] || client_on=0 server_on=1
+    [ -z "$judge_pid" ] || taskset -acp $client_on "$judge_pid" >/dev/null
+    server_pid=$(cat "$LAB_DIR/rig/nginx.pid")
+    for pid in $server_pid $(pgrep -P "$server_pid"); do taskset -cp $server_on "$pid" >/dev/null; done
+}
 
 # judges NAME...: those of them that rig.sh was asked for and that are installed.
 judges() {

@@ -1,16 +1,24 @@
 #!/usr/bin/env bash
-# The part lists, inside the lab: kept-alive requests while the daemon has ever longer lists. "trusted" are for a
-# host that the scanner finds and the last entry of the trust list lifts, "allowed" for one of a blocked category
-# that the last entry of the allow list lifts: together they pass every list to its end. A line of RIG_RAW is
-# one length with one LiveTraffic and one of the two in one round. The length "million" is one entry in each
-# list, and a million names in each mapped file, where the others have one.
+# lists.sh lanes|LENGTH-JUDGE: the part lists, inside the lab: kept-alive requests while the daemon has ever longer
+# lists. "trusted" are for a host that the scanner finds and the last entry of the trust list lifts, "allowed" for
+# one of a blocked category that the last entry of the allow list lifts: together they pass every list to its end.
+# A line of RIG_RAW is one length with one LiveTraffic and one of the two in one round; the rounds called "start" and
+# "resolved" tell how long a start took, without and with a resolver that answers. The length "million" is one
+# entry in each list, and a million names in each mapped file, where the others have one.
 set -eu
-. "$(dirname "$0")/judges.sh"
 here=$(dirname "$0")
-rounds=7 seconds=2
-lengths=(1 10000 100000 million)
-[ "$RIG_QUICK" = 0 ] || rounds=2 seconds=1
-[ "$RIG_QUICK" = 0 ] || lengths=(1 10000 million)
+. "$here/judges.sh"
+if [ "$1" = lanes ]; then
+    for judge in $(judges daemon0 daemon1); do
+        printf "%s-$judge\n" 1 10000 100000 million
+    done
+    exit
+fi
+. "$here/turns.sh"
+length=${1%-*} judge=${1#*-}
+connections=8 seconds=0.3
+rounds=40 starts=5
+[ "$RIG_QUICK" = 0 ] || rounds=10 starts=2
 
 # names COUNT LAST: the last one is the host that is asked for.
 names() {
@@ -18,12 +26,10 @@ names() {
     echo "$2"
 }
 
-# prepare LENGTH: store and mapped lists of their own.
+# Store and mapped lists.
 prepare() {
     local entries=1 mapped=1
-    if [ "$1" = million ]; then mapped=1000000; else entries=$1; fi
-    choose "$1"
-    mkdir -p "$WEBSEC_LISTS"
+    if [ "$length" = million ]; then mapped=1000000; else entries=$length; fi
     websecctl protection blocklist on >/dev/null 2>&1
     for what in phishing browsing category; do websecctl protection $what on >/dev/null; done
     websecctl category block gambling >/dev/null
@@ -36,44 +42,47 @@ prepare() {
     python3 "$here/fill_lists.py" "$WEBSEC_DB" "$entries"
 }
 
-choose() { export WEBSEC_DB=$LAB_DIR/$1.db WEBSEC_LISTS=$LAB_DIR/$1.lists; }
+# resolver SERVICES: "none" is no service of the system's, so that looking a name up costs nothing.
+resolver() { echo "hosts: $1" >/etc/nsswitch.conf; }
 
-# resolver none|stand-in: without one no name is known, so none is looked up in vain.
-resolver() {
-    [ "$1" = none ] && echo "hosts: files" >/etc/nsswitch.conf && return
-    echo "hosts: files dns" >/etc/nsswitch.conf
-    echo "nameserver 192.0.2.2" >/etc/resolv.conf
-}
-
-# measure ROUND LENGTH JUDGE HOST
+# measure ROUND HOST
 measure() {
     local load
-    load=$("$RIG_BIN/load_client" kept 8 $seconds 192.0.2.2 8000 "$4.example")
-    echo "$1 $2 $3 $4 $load $(resident_kib) $first_verdict_ms" | awk -v OFS='\t' '{
-        print $1, $2, $3, $4, $7, $8, $9, $10, $11, $12, "" }' >>"$RIG_RAW"
+    place near
+    load=$(taskset -c $client_on "$RIG_BIN/load_client" kept $connections $seconds 192.0.2.2 8000 "$2.example")
+    echo "$1 $length $judge $2 $load $(resident_kib) $first_verdict_ms" | awk -v OFS='\t' '{
+        print $1, $2, $3, $4, $7, $8, $9, $10, $11, $12 }' >>"$RIG_RAW"
 }
 
+# start ROUND
+start() {
+    start_judge "$judge"
+    measure "$1" allowed
+    stop_judge
+}
+
+await_turn
+header round length judge host rate p50_us p99_us errors rss_kib first_verdict_ms
 prefer self
-for length in "${lengths[@]}"; do prepare "$length"; done
+export WEBSEC_DB=$LAB_DIR/rig.db WEBSEC_LISTS=$LAB_DIR/rig.lists
+mkdir -p "$WEBSEC_LISTS"
+prepare
 start_server
+resolver none
+for ((n = 0; n < starts; ++n)); do start start; done
+resolver "files dns"
+echo "nameserver 192.0.2.2" >/etc/resolv.conf
 ip netns exec server python3 "$here/dns_stand_in.py" 192.0.2.2 &
-printf '%s\t' round length judge host rate p50_us p99_us errors rss_kib first_verdict_ms >"$RIG_RAW"
-echo resolved_verdict_ms >>"$RIG_RAW"
+dns_pid=$!
+sleep 0.3
+start resolved
+kill $dns_pid
+resolver none
+start_judge "$judge"
+pass_turn
 for ((round = 0; round < rounds; ++round)); do
-    for judge in $(judges daemon0 daemon1); do
-        for length in "${lengths[@]}"; do
-            choose "$length"
-            resolver none
-            start_judge "$judge"
-            measure $round "$length" "$judge" allowed
-            measure $round "$length" "$judge" trusted
-            stop_judge
-            [ $round = 0 ] || continue
-            resolver stand-in
-            start_judge "$judge"
-            printf '0\t%s\t%s\tresolved\t0\t0\t0\t0\t\t\t%s\n' "$length" "$judge" "$first_verdict_ms" \
-                >>"$RIG_RAW"
-            stop_judge
-        done
-    done
+    await_turn
+    for host in allowed trusted; do measure $round $host; done
+    pass_turn
 done
+stop_judge
