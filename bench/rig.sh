@@ -24,7 +24,7 @@ out=$(realpath "$2")
 shift 2
 [ $# -gt 0 ] || set -- hand-off lists bursts
 
-for program in load_client queue_stand_in first_verdict raw_requests spinning_urlcheck.so; do
+for program in load_client queue_stand_in first_verdict raw_requests spinning_urlcheck.so instant_resolver.so; do
     [ -x "$build/bench/rig/$program" ] && continue
     echo "$build/bench/rig/$program is missing: cmake -DWEBSEC_BENCH=ON, then build the target rig" >&2
     exit 1

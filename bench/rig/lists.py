@@ -41,7 +41,7 @@ def main(out):
     figures.show(rows, COLUMNS)
     print("\nstarts:\n")
     figures.show([start_row(every, length, judge)
-                  for judge in dict(judges) for length in lengths], STARTS)
+                  for judge in dict.fromkeys(judge for judge, _ in judges) for length in lengths], STARTS)
     figures.bars(out, f"Requests a second by the length of each list ({figures.when(out)})",
                  [(f"{judge}, {host}", [(line["length"], line["rate"], f'{line["rate"]:,.0f}/s')
                                         for line in rows if (line["judge"], line["host"]) == (judge, host)])
