@@ -21,6 +21,15 @@ constexpr bool IsBlank(char c) {
     return c == ' ' || (c >= '\t' && c <= '\r');
 }
 
+// The text without blanks at its ends.
+constexpr std::string_view TrimBlanks(std::string_view text) {
+    while (!text.empty() && IsBlank(text.front()))
+        text.remove_prefix(1);
+    while (!text.empty() && IsBlank(text.back()))
+        text.remove_suffix(1);
+    return text;
+}
+
 constexpr bool SameNoCase(char a, char b) {
     return AsciiLower(a) == AsciiLower(b);
 }

@@ -1,6 +1,5 @@
 #include "common/profile_line.h"
 
-#include <algorithm>
 #include <cstring>
 
 #include "common/ascii.h"
@@ -10,7 +9,6 @@
 namespace {
 
 std::string_view TrimEnd(std::string_view text);
-bool EqualNames(std::string_view a, std::string_view b);
 
 }  // namespace
 
@@ -19,7 +17,7 @@ unsigned int MakeProfilePlace(const char* szSection, const char* szKey, tagProfi
     const std::string_view key = ProfileArgument(szKey);
     if (section.empty()) return PROFILE_EMPTY_SECTION;
     if (key.empty()) return PROFILE_EMPTY_KEY;
-    place = {TrimText(section), TrimText(key)};
+    place = {TrimBlanks(section), TrimBlanks(key)};
     return PROFILE_OK;
 }
 
@@ -39,13 +37,6 @@ bool ReadProfileLine(FILE* pFile, tagProfileLine& line) {
     return line.nBytes != 0;
 }
 
-std::string_view TrimText(std::string_view text) {
-    text = TrimEnd(text);
-    const auto first = std::find_if_not(text.begin(), text.end(), IsBlank);
-    text.remove_prefix(static_cast<size_t>(first - text.begin()));
-    return text;
-}
-
 bool IsCommentLine(std::string_view text) {
     return text.starts_with('#') || text.starts_with(';');
 }
@@ -57,16 +48,16 @@ bool IsHeaderLine(std::string_view text) {
 std::optional<std::string_view> SectionNameOf(std::string_view text) {
     const size_t nClose = text.find(']');
     if (!IsHeaderLine(text) || nClose == std::string_view::npos) return std::nullopt;
-    return TrimText(text.substr(1, nClose - 1));
+    return TrimBlanks(text.substr(1, nClose - 1));
 }
 
 bool IsHeaderOf(std::string_view text, std::string_view section) {
     const auto name = SectionNameOf(text);
-    return name && EqualNames(*name, section);
+    return name && EqualNoCase(*name, section);
 }
 
 bool HasKey(std::string_view text, std::string_view key) {
-    return EqualNames(TrimEnd(text.substr(0, text.find('='))), key);
+    return EqualNoCase(TrimEnd(text.substr(0, text.find('='))), key);
 }
 
 char* Trim(char* text) {
@@ -105,11 +96,6 @@ std::string_view TrimEnd(std::string_view text) {
     while (!text.empty() && IsBlank(text.back()))
         text.remove_suffix(1);
     return text;
-}
-
-bool EqualNames(std::string_view a, std::string_view b) {
-    return std::equal(a.begin(), a.end(), b.begin(), b.end(),
-                      [](char x, char y) { return AsciiLower(x) == AsciiLower(y); });
 }
 
 }  // namespace

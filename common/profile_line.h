@@ -31,8 +31,6 @@ std::string_view ProfileArgument(const char* szArgument);
 // it cannot be read.
 bool ReadProfileLine(FILE* pFile, tagProfileLine& line);
 
-std::string_view TrimText(std::string_view text);
-
 // These take the trimmed text of a line.
 bool IsCommentLine(std::string_view text);
 bool IsHeaderLine(std::string_view text);

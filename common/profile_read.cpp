@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "common/ascii.h"
 #include "common/cancellation_off.h"
 #include "common/profile.h"
 #include "common/profile_line.h"
@@ -72,16 +73,16 @@ unsigned int SearchProfile(FILE* pFile, const tagProfilePlace& place, tagProfile
     std::string_view text;
     do {
         if (!ReadProfileLine(pFile, line)) return PROFILE_NO_SECTION;
-        text = TrimText({line.bytes, line.nBytes});
+        text = TrimBlanks({line.bytes, line.nBytes});
     } while (!IsHeaderOf(text, place.section));
     while (ReadProfileLine(pFile, line)) {
-        text = TrimText({line.bytes, line.nBytes});
+        text = TrimBlanks({line.bytes, line.nBytes});
         if (IsCommentLine(text)) continue;
         if (IsHeaderLine(text)) return PROFILE_NO_KEY;
         if (!HasKey(text, place.key)) continue;
         const size_t nEqual = text.find('=');
         if (nEqual == std::string_view::npos) return PROFILE_NO_VALUE;
-        value = TrimText(text.substr(nEqual + 1));
+        value = TrimBlanks(text.substr(nEqual + 1));
         return PROFILE_OK;
     }
     return PROFILE_NO_KEY;

@@ -4,6 +4,7 @@
 
 #include <cstring>
 
+#include "common/ascii.h"
 #include "common/cancellation_off.h"
 #include "common/profile.h"
 #include "common/profile_line.h"
@@ -34,7 +35,7 @@ int WritePrivateProfileString(const char* section, const char* key, const char* 
     *error = MakeProfilePlace(section, key, setting.place);
     if (*error == PROFILE_OK && *value == '\0') *error = PROFILE_EMPTY_VALUE;
     if (*error != PROFILE_OK) return -1;
-    setting.value = TrimText(ProfileArgument(value));
+    setting.value = TrimBlanks(ProfileArgument(value));
     *error = RewriteFile(file, setting);
     return *error == PROFILE_OK ? 0 : -1;
 }
@@ -80,7 +81,7 @@ void CopyWithSetting(FILE* pFrom, FILE* pTo, const tagSetting& setting) {
     bool bInSection = false;
     tagProfileLine line;
     while (ReadProfileLine(pFrom, line)) {
-        const std::string_view text = TrimText({line.bytes, line.nBytes});
+        const std::string_view text = TrimBlanks({line.bytes, line.nBytes});
         const bool bNextSection = bInSection && IsHeaderLine(text);
         if (bNextSection || (bInSection && !IsCommentLine(text) && HasKey(text, setting.place.key))) {
             PutSetting(pTo, setting);

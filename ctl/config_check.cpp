@@ -56,7 +56,6 @@ void CheckValue(const std::string& path, const tagConfigKey& key, std::vector<st
 std::string WhyNotInChain(const std::string& table, const std::string& chain);
 bool IsChainName(const std::string& value);
 bool IsNumber(std::string_view value, uint32_t nMax);
-std::string Trimmed(std::string_view text);
 
 }  // namespace
 
@@ -134,15 +133,15 @@ void CheckNames(const std::string& text, std::vector<std::string>& problems) {
     std::string section;
     std::set<std::string> seen;  // sections, and with "]" behind them their keys
     for (std::string line; std::getline(lines, line);) {
-        line = Trimmed(line);
+        line = std::string(TrimBlanks(line));
         if (line.empty() || line[0] == '#' || line[0] == ';') continue;
         const bool bHeader = line[0] == '[';
         if (bHeader && line.find(']') == line.npos) {
             problems.push_back("the heading " + Quoted(line) + " has no ']'");
             continue;
         }
-        if (bHeader) section = Trimmed(line.substr(1, line.find(']') - 1));
-        const std::string key = Trimmed(line.substr(0, line.find('=')));
+        if (bHeader) section = TrimBlanks(std::string_view(line).substr(1, line.find(']') - 1));
+        const std::string key(TrimBlanks(std::string_view(line).substr(0, line.find('='))));
         const bool bKnown =
             std::any_of(std::begin(CONFIG_KEYS), std::end(CONFIG_KEYS), [&](const tagConfigKey& known) {
                 return strcasecmp(known.szSection, section.c_str()) == 0 &&
@@ -217,13 +216,6 @@ bool IsNumber(std::string_view value, uint32_t nMax) {
         nValue = nValue * 10 + static_cast<uint32_t>(c - '0');
     }
     return nValue <= nMax;
-}
-
-std::string Trimmed(std::string_view text) {
-    constexpr char BLANKS[] = " \t\n\v\f\r";
-    const size_t nFirst = text.find_first_not_of(BLANKS);
-    if (nFirst == text.npos) return {};
-    return std::string(text.substr(nFirst, text.find_last_not_of(BLANKS) - nFirst + 1));
 }
 
 }  // namespace

@@ -10,13 +10,12 @@
 namespace {
 constexpr size_t MOST_PORTS = 15;
 
-std::string_view WithoutBlanks(std::string_view text);
 size_t CountPorts(std::string_view item);
 bool ReadPort(std::string_view text, uint16_t& nPort);
 }  // namespace
 
 bool IsPortList(std::string_view text) {
-    text = WithoutBlanks(text);
+    text = TrimBlanks(text);
     size_t nPorts = 0;
     for (;;) {
         const size_t nComma = text.find(',');
@@ -29,14 +28,6 @@ bool IsPortList(std::string_view text) {
 }
 
 namespace {
-std::string_view WithoutBlanks(std::string_view text) {
-    while (!text.empty() && IsBlank(text.front()))
-        text.remove_prefix(1);
-    while (!text.empty() && IsBlank(text.back()))
-        text.remove_suffix(1);
-    return text;
-}
-
 // 1, 2 for a range, 0 for neither.
 size_t CountPorts(std::string_view item) {
     const size_t nColon = item.find(':');

@@ -4,6 +4,7 @@
 
 #include <string>
 
+#include "common/ascii.h"
 #include "ctl/import/line_reader.h"
 
 namespace {

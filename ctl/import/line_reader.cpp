@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "common/ascii.h"
 #include "ctl/import/adblock_line.h"
 #include "ctl/import/hosts_line.h"
 
@@ -41,11 +42,6 @@ const char* LineReader::ReadCsv(std::string_view line, std::vector<tagLineItem>&
     const std::string_view threat = m_columns.nThreat < fields.size() ? fields[m_columns.nThreat] : "";
     items.push_back({TrimBlanks(fields[m_columns.nURL]), TrimBlanks(threat), false, false, false});
     return nullptr;
-}
-
-std::string_view TrimBlanks(std::string_view text) {
-    const size_t nFirst = std::min(text.find_first_not_of(BLANKS), text.size());
-    return text.substr(nFirst, text.find_last_not_of(BLANKS) + 1 - nFirst);
 }
 
 std::string_view TakeWord(std::string_view& text) {

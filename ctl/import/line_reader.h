@@ -41,8 +41,5 @@ class LineReader {
     bool m_bRecords = false;  // one was read, so no heading follows
 };
 
-// The text without blanks at its ends.
-std::string_view TrimBlanks(std::string_view text);
-
 // Takes the text up to the next blank off the front of a trimmed text, and the blanks behind it.
 std::string_view TakeWord(std::string_view& text);

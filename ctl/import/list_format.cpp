@@ -4,6 +4,7 @@
 #include <array>
 #include <cstdint>
 
+#include "common/ascii.h"
 #include "ctl/import/hosts_line.h"
 
 namespace {

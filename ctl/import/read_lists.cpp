@@ -6,6 +6,7 @@
 #include <array>
 #include <memory>
 
+#include "common/ascii.h"
 #include "ctl/import/category_folder.h"
 #include "ctl/import/import_progress.h"
 #include "ctl/import/interruption.h"

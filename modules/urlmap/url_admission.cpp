@@ -4,12 +4,13 @@
 
 #include <algorithm>
 
+#include "common/ascii.h"
+
 namespace {
 
 constexpr size_t NAME_MAX_BYTES = 253;  // RFC 1035 2.3.4, without the root's dot
 constexpr size_t LABEL_MAX_BYTES = 63;
 
-std::string_view TrimBlanks(std::string_view text);
 std::string_view DropWildcardLabel(std::string_view text);
 bool IsAddressRange(std::string_view text);
 int JudgeAddress(const tagCanonicalURL& url);
@@ -100,12 +101,6 @@ const char* AdmissionText(int nAdmission) {
 }
 
 namespace {
-
-std::string_view TrimBlanks(std::string_view text) {
-    constexpr std::string_view BLANKS = " \t\r\n\v\f";
-    const size_t nFirst = std::min(text.find_first_not_of(BLANKS), text.size());
-    return text.substr(nFirst, text.find_last_not_of(BLANKS) + 1 - nFirst);
-}
 
 std::string_view DropWildcardLabel(std::string_view text) {
     if (text.starts_with("*.")) return text.substr(2);

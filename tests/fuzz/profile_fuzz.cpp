@@ -10,6 +10,7 @@
 #include <string>
 #include <string_view>
 
+#include "common/ascii.h"
 #include "common/profile.h"
 #include "common/profile_line.h"
 
@@ -46,7 +47,7 @@ std::string TakeArgument(std::string_view& line) {
 
 // Whether what is written under these names must be found under them.
 bool IsPlain(std::string_view section, std::string_view key, std::string_view value) {
-    const std::string_view name = TrimText(key);
+    const std::string_view name = TrimBlanks(key);
     return section.size() + key.size() + value.size() < 200 && section.find(']') == std::string_view::npos &&
            !name.empty() && name.find('=') == std::string_view::npos && !IsHeaderLine(name) &&
            !IsCommentLine(name);
@@ -79,7 +80,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* pData, size_t nSize) {
                                     path.c_str(), &nError) != 0) {
             abort();
         }
-        if (szBack != TrimText(value)) abort();
+        if (szBack != TrimBlanks(value)) abort();
     }
     return 0;
 }
