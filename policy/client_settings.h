@@ -80,16 +80,14 @@ std::span<const T> Elements(const tagSequence<T>& seq) {
     return {seq.pFirst, static_cast<size_t>(seq.pEnd - seq.pFirst)};
 }
 
-// Makes room for nRoom elements in all: an element is large, and a sequence that grows by itself is copied
-// again and again. False (the sequence unchanged) when memory runs out.
+// Makes room for twice as many elements. False (the sequence unchanged) when memory runs out.
 template <class T>
-bool ReserveElements(tagSequence<T>& seq, size_t nRoom) {
+bool GrowSequence(tagSequence<T>& seq) {
     static_assert(std::is_trivially_copyable_v<T>);
-    if (nRoom <= static_cast<size_t>(seq.pStorageEnd - seq.pFirst)) return true;
-    if (nRoom > PTRDIFF_MAX / sizeof(T)) return false;
+    const size_t nCount = Elements(seq).size();
+    const size_t nRoom = nCount == 0 ? 16 : nCount * 2;
     T* pGrown = static_cast<T*>(::operator new(nRoom * sizeof(T), std::nothrow));
     if (!pGrown) return false;
-    const size_t nCount = Elements(seq).size();
     if (nCount != 0) std::memcpy(static_cast<void*>(pGrown), seq.pFirst, nCount * sizeof(T));
     ::operator delete(seq.pFirst);
     seq = {pGrown, pGrown + nCount, pGrown + nRoom};
@@ -100,8 +98,7 @@ bool ReserveElements(tagSequence<T>& seq, size_t nRoom) {
 // (the sequence unchanged) when memory runs out.
 template <class T>
 T* AppendBareElement(tagSequence<T>& seq) {
-    const size_t nCount = Elements(seq).size();
-    if (seq.pEnd == seq.pStorageEnd && !ReserveElements(seq, nCount == 0 ? 16 : nCount * 2)) return nullptr;
+    if (seq.pEnd == seq.pStorageEnd && !GrowSequence(seq)) return nullptr;
     return new (seq.pEnd++) T;
 }
 
