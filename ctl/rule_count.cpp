@@ -10,18 +10,28 @@
 
 namespace {
 
-std::string List(std::vector<std::string> arguments);
 std::string ListIPv6Filter();
 bool AcceptsAll(std::string_view rule);
 
 }  // namespace
 
 std::string ListTable(const std::string& table) {
-    return List({"-t", table, "-S"});
+    const std::string path = IptablesPath();
+    const tagProgramRun run = RunProgram({path, "-t", table, "-S"});
+    if (run.nExitStatus != 0) {
+        const std::string firstLine = run.output.substr(0, run.output.find('\n'));
+        throw CtlError(path + " cannot list the rules: " + Printable(firstLine));
+    }
+    return run.output;
 }
 
-std::string ListRules(const std::string& table, const std::string& chain) {
-    return List({"-t", table, "-S", chain});
+std::string RulesOf(std::string_view table, std::string_view chain) {
+    const std::string rule = "-A " + std::string(chain) + ' ';
+    std::string rules;
+    std::istringstream lines{std::string(table)};
+    for (std::string line; std::getline(lines, line);)
+        if (line.starts_with(rule)) rules += line + '\n';
+    return rules;
 }
 
 bool HasChain(std::string_view listing, std::string_view chain) {
@@ -59,17 +69,6 @@ std::string IptablesPath(std::string_view program) {
 
 namespace {
 
-std::string List(std::vector<std::string> arguments) {
-    const std::string path = IptablesPath();
-    arguments.insert(arguments.begin(), path);
-    const tagProgramRun run = RunProgram(arguments);
-    if (run.nExitStatus != 0) {
-        const std::string firstLine = run.output.substr(0, run.output.find('\n'));
-        throw CtlError(path + " cannot list the rules: " + Printable(firstLine));
-    }
-    return run.output;
-}
-
 std::string ListIPv6Filter() {
     return RunProgram({IptablesPath("ip6tables"), "-t", "filter", "-S"}).output;
 }
@@ -104,11 +103,10 @@ std::string RulesText(uint32_t nRules, const std::string& table, const std::stri
 bool IsReached(std::string_view table, std::string_view chain, bool bPastAccept) {
     std::vector<std::string> reached = {"OUTPUT", "POSTROUTING"};
     for (size_t n = 0; n < reached.size(); ++n) {
-        const std::string rule = "-A " + reached[n] + ' ';
-        std::istringstream lines{std::string(table)};
+        const size_t nRule = sizeof("-A ") + reached[n].size();
+        std::istringstream lines{RulesOf(table, reached[n])};
         for (std::string line; std::getline(lines, line);) {
-            if (!line.starts_with(rule)) continue;
-            if (!bPastAccept && AcceptsAll(line.substr(rule.size()))) break;
+            if (!bPastAccept && AcceptsAll(line.substr(nRule))) break;
             std::istringstream words(line);
             for (std::string word, last; words >> word; last = word) {
                 const bool bTarget = last == "-j" || last == "-g";

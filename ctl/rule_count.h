@@ -37,7 +37,9 @@ bool IsCloseChainReached();
 // none.
 std::string IptablesPath(std::string_view program = "iptables");
 
-// Lists a whole table, or one chain of it, with the iptables that the daemon uses. Throws CtlError with the
-// cause: no iptables, no rights, no such chain.
+// Lists a table with the iptables that the daemon uses. Throws CtlError with the cause: no iptables, no
+// rights.
 std::string ListTable(const std::string& table);
-std::string ListRules(const std::string& table, const std::string& chain);
+
+// The rules of one chain in that listing, each on a line; none when there is no such chain.
+std::string RulesOf(std::string_view table, std::string_view chain);

@@ -104,9 +104,8 @@ void RemoveLeftRules() {
     RefuseWhileServed(config.nQueueNum);
     if (!ArePortsFitForShell(config)) config.bUseDefinedPorts = 0;
     const uint32_t nRemoved = WithoutErrors(RemoveRulesOfEachKind);
-    // A chain of websec's own may have gone with its rules.
-    if (IsPlaceForRules(config) && HasChain(ListTable(config.szIptableTable), config.szIptableChain) &&
-        CountQueueRules(ListRules(config.szIptableTable, config.szIptableChain), config.nQueueNum) != 0) {
+    const auto left = [&config] { return RulesOf(ListTable(config.szIptableTable), config.szIptableChain); };
+    if (IsPlaceForRules(config) && CountQueueRules(left(), config.nQueueNum) != 0) {
         throw CtlError("iptables did not take all rules away; run websecctl rules remove again");
     }
     (void)unlink(DAEMON_NOTE_FILE);

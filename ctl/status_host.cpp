@@ -185,7 +185,8 @@ tagClosed FindClosed(const tagHost& host) {
     if (!host.daemon || geteuid() != 0) return {host.bCloseBypasses, host.bCloseBypasses};
     const tagProgramRun run = RunProgram({IptablesPath("ip6tables"), "-t", "filter", "-S"});
     const bool bTcp = run.output.find(std::string("-A ") + CLOSE_CHAIN + " -p tcp ") != run.output.npos;
-    return {HasJump(ListRules("filter", "OUTPUT"), CLOSE_CHAIN), bTcp && HasJump(run.output, CLOSE_CHAIN)};
+    return {HasJump(RulesOf(ListTable("filter"), "OUTPUT"), CLOSE_CHAIN),
+            bTcp && HasJump(run.output, CLOSE_CHAIN)};
 }
 
 // Any that is damaged keeps all from being used.

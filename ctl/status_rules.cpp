@@ -26,7 +26,7 @@ void AddRules(tagStatus& status, tagHost& host) {
     if (geteuid() != 0) throw CtlError("only root can see the firewall rules; run websecctl as root");
     const std::string table = ListTable(host.Table());
     const bool bChain = HasChain(table, host.Chain());
-    const std::string listing = bChain ? ListRules(host.Table(), host.Chain()) : "";
+    const std::string listing = RulesOf(table, host.Chain());
     const uint32_t nRules = CountQueueRules(listing, host.nServedQueueNum);
     const bool bLive = HasJump(listing, LIVE_CHAIN);
     status.document["rules"] = {
