@@ -108,7 +108,7 @@ void ListCategories() {
     const auto blocked = store.BlockedCategories();
     const auto listed = CountListedNames();
     Json categories = Json::array();
-    std::vector<std::vector<std::string>> rows = {{"ID", "CATEGORY", "BLOCKED"}};
+    std::vector<std::vector<std::string>> rows = {{"CATEGORY", "BLOCKED"}};
     if (!listed.empty()) rows[0].push_back("LISTED NAMES");
     for (const tagCategory& category : CATEGORY_TABLE) {
         const uint8_t nId = category.nId;
@@ -117,10 +117,10 @@ void ListCategories() {
         Json document = CategoryDocument(nId);
         document["blocked"] = bBlocked;
         if (szSwitch) document["blocked_by"] = szSwitch;
-        rows.push_back({std::to_string(nId), std::string(category.szName),
-                        bBlocked   ? "yes"
-                        : szSwitch ? "by the protection '" + std::string(szSwitch) + "'"
-                                   : "-"});
+        rows.push_back(
+            {std::string(category.szName), bBlocked   ? "yes"
+                                           : szSwitch ? "by the protection '" + std::string(szSwitch) + "'"
+                                                      : "-"});
         if (!listed.empty()) {
             document["listed_names"] = listed[nId];
             rows.back().push_back(std::to_string(listed[nId]));
