@@ -25,11 +25,14 @@
 #include "ctl/report/store.h"
 #include "ctl/report/summary.h"
 #include "ctl/report/table.h"
+#include "ctl/settings_store.h"
 #include "ctl/time_argument.h"
 
 namespace {
 
 constexpr int64_t LIMIT_MOST = 1'000'000'000;
+constexpr char OFF_WARNING[] =
+    "the protection 'report' is off, so no new rows come; switch it on with: websecctl protection report on";
 
 struct tagReportArguments {
     tagReportChoice choice;
@@ -166,6 +169,7 @@ void ShowReports(const tagReportArguments& arguments) {
     if (const int64_t nLost = store.Lost()) PrintWarning(LostRecords(nLost));
     const tagReportFilter filter = FilterOf(arguments.choice);
     if (arguments.bFollow) {
+        if (!SettingsStore(STORE_OPEN_EXISTING).IsOn(SWITCH_REPORT)) PrintWarning(OFF_WARNING);
         std::ostringstream text;
         return FollowReports(store, filter, *MakeWriter(arguments, text), text);
     }

@@ -70,19 +70,14 @@ TEST_F(ReportFollow, WaitsForTheOtherHalfOfARow) {
     Start({"--json"});
     char szNow[32];
     const time_t now = std::time(nullptr);
-    std::strftime(szNow, sizeof szNow, "%d-%b-%Y %H:%M:%S", std::localtime(&now));
+    const tm* pNow = std::localtime(&now);
+    std::strftime(szNow, sizeof szNow, "%d-%b-%Y %H:%M:%S", pNow);
     Block({szNow, "alice", "a.example/1", 6});
     EXPECT_EQ(ReadLine(700), "");
     // The client record of the same block.
-    const tm* pNow = std::localtime(&now);
     ClientReportRecord client = ClientRecord("a.example/1");
-    const uint16_t fields[] = {static_cast<uint16_t>(pNow->tm_year + 1900),
-                               static_cast<uint16_t>(pNow->tm_mon + 1),
-                               0,
-                               static_cast<uint16_t>(pNow->tm_mday),
-                               static_cast<uint16_t>(pNow->tm_hour),
-                               static_cast<uint16_t>(pNow->tm_min),
-                               static_cast<uint16_t>(pNow->tm_sec)};
+    const int fields[] = {pNow->tm_year + 1900, pNow->tm_mon + 1, 0,           pNow->tm_mday,
+                          pNow->tm_hour,        pNow->tm_min,     pNow->tm_sec};
     std::copy(std::begin(fields), std::end(fields), client.nLocalTime);
     StoreOne(REPORT_CLIENT, &client);
     EXPECT_THAT(ReadLine(), testing::HasSubstr("\"category\":\"Custom blocked\""));
@@ -92,12 +87,14 @@ TEST_F(ReportFollow, WaitsForTheOtherHalfOfARow) {
 }
 
 TEST_F(ReportFollow, EndsInOrder) {
+    (void)Run({"protection", "report", "off"});
     Block({"20-Nov-2025 10:00:00", "alice", "a.example/1", 4});
     for (const int nSignal : {SIGINT, SIGTERM}) {
         Start({});
         EXPECT_NE(ReadLine(), "");
         kill(m_pid, nSignal);
         EXPECT_EQ(AwaitEnd(), 0) << nSignal;
+        EXPECT_THAT(ReadFile("stderr"), testing::HasSubstr("'report' is off, so no new rows come"));
         CloseReader();
     }
     Start({"--csv"});
