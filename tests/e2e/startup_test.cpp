@@ -56,6 +56,7 @@ TEST_F(Startup, EachFailureHasItsExitStatus) {
         EXPECT_EQ(QueueRules(), 0u);
         MustRun(row.szAfter);
     }
+    EXPECT_THAT(MustRun("websec --help"), testing::StartsWith("usage: websec\n"));
 }
 
 TEST_F(Startup, QueueOfAnotherProcess) {
