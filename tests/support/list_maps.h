@@ -1,5 +1,5 @@
 // Writes the mapped lists of URLs where the product looks for them: in the folder that WEBSEC_LISTS names,
-// else in that of the installed product.
+// else in that of the installed product. And looks URLs up in them.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -9,9 +9,11 @@
 #include <initializer_list>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "modules/urlmap/list_files.h"
 #include "modules/urlmap/url_expressions.h"
+#include "modules/urlmap/url_map.h"
 #include "modules/urlmap/url_map_builder.h"
 
 inline uint64_t ListKeyOf(const char* szURL) {
@@ -49,4 +51,19 @@ inline tagURLMapBuilder WriteCategoryList(
         EXPECT_EQ(AddCategory(&builder, ListKeyOf(szURL), nCategory), URLMAP_OK);
     WriteListFile(builder, CATEGORY_LIST);
     return builder;
+}
+
+// The threat's name, or "none".
+inline std::string ThreatIn(const tagURLMap& map, const char* szURL) {
+    tagURLKeys keys;
+    MakeURLKeys(szURL, &keys);
+    const int32_t nText = FindURLKeys(map, keys);
+    return nText < 0 ? "none" : std::string(URLMapText(map, static_cast<uint32_t>(nText)));
+}
+
+inline std::vector<uint16_t> CategoriesIn(const tagURLMap& map, const char* szURL) {
+    tagURLKeys keys;
+    MakeURLKeys(szURL, &keys);
+    uint16_t categories[URLMAP_CATEGORIES_MAX];
+    return {categories, categories + FindURLCategories(map, keys, categories)};
 }

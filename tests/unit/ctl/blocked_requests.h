@@ -20,15 +20,11 @@ class ReportsTest : public WebsecctlTest {
     ~ReportsTest() override { CloseStore(&m_store); }
 
     void Block(const tagBlockedRequest& request) {
-        if (request.nResult == 8) {
-            ReportRecordHarmful record = {};
+        if (request.nResult >= 7) {
+            ReportRecordHarmful record = {};  // begins as that of phishing
             Fill(record.threat, request);
             WidenText(record.wszThreatName, request.szFoundBy);
-            StoreOne(REPORT_HARMFUL, &record);
-        } else if (request.nResult == 7) {
-            ReportRecordThreat record = {};
-            Fill(record, request);
-            StoreOne(REPORT_PHISHING, &record);
+            StoreOne(request.nResult == 8 ? REPORT_HARMFUL : REPORT_PHISHING, &record);
         } else {
             ReportRecordBlock record = {};
             Fill(record, request);

@@ -5,9 +5,8 @@
 
 #include "category/category_table.h"
 #include "ctl/category_suggestions.h"
-#include "modules/urlmap/list_files.h"
-#include "modules/urlmap/url_map_builder.h"
 #include "run_websecctl.h"
+#include "tests/support/list_maps.h"
 
 namespace {
 
@@ -67,16 +66,7 @@ TEST_F(CategoryCommand, NoMoreAreBlockedThanTheDaemonHolds) {
 TEST_F(CategoryCommand, TheListCountsTheNamesThatWereImported) {
     ASSERT_EQ(Run({"category", "block", "news"}).nStatus, 0);
     EXPECT_THAT(Run({"category", "list"}).out, testing::Not(HasSubstr("LISTED NAMES")));
-    tagURLMapBuilder builder;
-    ASSERT_EQ(StartURLMap(&builder, URLMAP_CATEGORIES), URLMAP_OK);
-    const struct {
-        const char* szExpression;
-        uint16_t nCategory;
-    } names[] = {{"a.example/", 31}, {"b.example/", 31}, {"b.example/", 10}};
-    for (const auto& name : names)
-        ASSERT_EQ(AddCategory(&builder, URLKey(name.szExpression), name.nCategory), URLMAP_OK);
-    ASSERT_EQ(WriteURLMap(&builder, Path(CATEGORY_LIST).c_str()), URLMAP_OK);
-    FreeURLMapBuilder(&builder);
+    WriteCategoryList({{"a.example", 31}, {"b.example", 31}, {"b.example", 10}});
     const json categories = json::parse(Run({"--json", "category", "list"}).out)["categories"];
     ASSERT_EQ(categories.size(), CATEGORY_COUNT);
     EXPECT_EQ(categories[31], json::parse(R"({"id":31,"name":"News","blocked":true,"listed_names":2})"));

@@ -1,7 +1,4 @@
 // The protected data files from text to bytes and back, and what is said of damaged ones.
-#include "policy/data_file.h"
-
-#include <arpa/inet.h>
 #include <gmock/gmock.h>
 
 #include <nlohmann/json.hpp>
@@ -49,23 +46,6 @@ TEST_F(DataFiles, AllKindsGoRoundTrip) {
         ASSERT_EQ(Run({"datafile", "build", row.szKind, Path("again")}, shown).nStatus, 0);
         EXPECT_EQ(ReadFile("again"), ReadFile(row.szFile)) << row.szKind;
     }
-}
-
-TEST_F(DataFiles, NumbersHaveTheByteOrderOfTheirReaders) {
-    WriteFile("ranges.txt", "192.0.2.0/24\n");
-    ASSERT_EQ(Run({"datafile", "build", "ranges", Path("r"), Path("ranges.txt")}).nStatus, 0);
-    tagAddrRangeTable ranges{};
-    ASSERT_EQ(ReadAddrRangeFile(Path("r").c_str(), &ranges), 0);
-    ASSERT_EQ(ranges.nCount, 1);
-    EXPECT_EQ(ranges.pRanges[0].nBase, 0xC0000200u);
-    EXPECT_EQ(ntohl(ranges.pRanges[0].nMask), 0xFFFFFF00u);
-    FreeAddrRangeTable(ranges);
-
-    tagPortTable ports{};
-    ASSERT_EQ(ReadPortFile(Path("wswebflt.dat").c_str(), &ports), 0);
-    ASSERT_EQ(ports.nCount, 1);
-    EXPECT_EQ(ports.pRecords[0].nPort, 8080);
-    FreePortTable(ports);
 }
 
 TEST_F(DataFiles, SayWhatIsWrong) {

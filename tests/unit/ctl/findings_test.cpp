@@ -3,17 +3,14 @@
 
 #include <gmock/gmock.h>
 
-#include <filesystem>
-
 #include "category/category_engine.h"
 #include "common/copy_text.h"
 #include "ctl/explanation.h"
-#include "modules/urlmap/list_files.h"
-#include "modules/urlmap/url_map_builder.h"
 #include "policy/list_entry.h"
 #include "policy/policy_state.h"
 #include "policy/policy_switches.h"
 #include "policy/url_scanner.h"
+#include "tests/unit/modules/list_folder.h"
 
 namespace {
 
@@ -24,22 +21,13 @@ using testing::Not;
 
 constexpr uint16_t GAMES = 50, NEWS = 31;
 
-class Findings : public ::testing::Test {
+class Findings : public ListFolderTest {
   protected:
-    Findings() {
-        char szFolder[] = "/tmp/findings-test-XXXXXX";
-        m_folder = mkdtemp(szFolder);
-        setenv("WEBSEC_LISTS", m_folder.c_str(), 1);
-        MakeThreats(PHISHING_LIST, {{"phish.example/", "Bank"}, {"trusted.example/", "Bank"}});
-        MakeThreats(HARMFUL_LIST, {{"harm.example/bad", "Eicar"}, {"trusted.example/", "Eicar"}});
-        tagURLMapBuilder builder;
-        EXPECT_EQ(StartURLMap(&builder, URLMAP_CATEGORIES), URLMAP_OK);
-        for (const char* szName : {"games.example/", "allowed.example/"})
-            EXPECT_EQ(AddCategory(&builder, URLKey(szName), GAMES), URLMAP_OK);
-        EXPECT_EQ(AddCategory(&builder, URLKey("news.example/"), NEWS), URLMAP_OK);
-        EXPECT_EQ(WriteURLMap(&builder, (m_folder + "/" + CATEGORY_LIST).c_str()), URLMAP_OK);
-        FreeURLMapBuilder(&builder);
-
+    void SetUp() override {
+        ListFolderTest::SetUp();
+        WriteThreatList(PHISHING_LIST, {{"phish.example", "Bank"}, {"trusted.example", "Bank"}});
+        WriteThreatList(HARMFUL_LIST, {{"harm.example/bad", "Eicar"}, {"trusted.example", "Eicar"}});
+        WriteCategoryList({{"games.example", GAMES}, {"allowed.example", GAMES}, {"news.example", NEWS}});
         g_bBrowsingProtection = g_bPhishingProtection = g_bWebCategoryFilter = g_bCustomBlockList = 1;
         const uint16_t blocked[] = {CATEGORY_HARMFUL, CATEGORY_PHISHING, 100 + GAMES};
         std::copy(std::begin(blocked), std::end(blocked), g_nBlockedCategories);
@@ -49,30 +37,19 @@ class Findings : public ::testing::Test {
         (void)StartCategoryEngineFrom("/nonexistent");
         LoadURLScannerFrom(URLCHECK_FILE);
     }
-    ~Findings() override {
+    void TearDown() override {
         (void)UnloadURLScanner();
         StopCategoryEngine();
         FreePolicyLists();
         g_bBrowsingProtection = g_bPhishingProtection = g_bWebCategoryFilter = g_bCustomBlockList = 0;
         g_nBlockedCategoryCount = 0;
         g_bUseCatServer = CATENGINE_LIBRARY;
-        unsetenv("WEBSEC_LISTS");
-        std::filesystem::remove_all(m_folder);
+        ListFolderTest::TearDown();
     }
 
     static tagExplanation Explain(const std::string& url) { return ExplainRequest(SplitURL(url), {}); }
 
-    std::string m_folder;
-
   private:
-    void MakeThreats(const char* szFile, std::vector<std::pair<const char*, const char*>> threats) {
-        tagURLMapBuilder builder;
-        EXPECT_EQ(StartURLMap(&builder, URLMAP_THREATS), URLMAP_OK);
-        for (const auto& [szExpression, szThreat] : threats)
-            EXPECT_EQ(AddThreat(&builder, URLKey(szExpression), szThreat), URLMAP_OK);
-        EXPECT_EQ(WriteURLMap(&builder, (m_folder + "/" + szFile).c_str()), URLMAP_OK);
-        FreeURLMapBuilder(&builder);
-    }
     void AddEntry(const char* szText, uint8_t nKind) {
         tagListEntryBuf entry{};
         CopyText(entry.szSource, szText);
@@ -143,7 +120,7 @@ TEST_F(Findings, SayWhyThereIsNoAnswer) {
     std::vector<std::string> notes;
     EXPECT_THAT(FindRequestCategories(tagWebRequest{}, notes), IsEmpty());
     EXPECT_THAT(notes, Contains(HasSubstr("127.0.0.1:7101 gives no answer")));
-    std::filesystem::resize_file(m_folder + "/" + HARMFUL_LIST, 90);
+    std::filesystem::resize_file(m_folder.Path(HARMFUL_LIST), 90);
     notes.clear();
     NoteMissingProtections(notes);
     EXPECT_THAT(notes, Contains(HasSubstr("harmful.map is damaged")));

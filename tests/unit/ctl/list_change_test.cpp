@@ -3,7 +3,6 @@
 #include <gmock/gmock.h>
 #include <signal.h>
 #include <sys/file.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
 
 #include <nlohmann/json.hpp>
@@ -92,14 +91,11 @@ TEST_F(ListChangeTest, FullDiskLeavesTheOldList) {
     for (int n = 0; n < 150'000; ++n)
         large += "n" + std::to_string(n) + ".example\n";
     WriteFile("large.txt", large);
-    rlimit before;
-    getrlimit(RLIMIT_FSIZE, &before);
-    const rlimit small = {1 << 20, before.rlim_max};
-    const auto pPrevious = signal(SIGXFSZ, SIG_IGN);
-    setrlimit(RLIMIT_FSIZE, &small);
-    const tagRun run = Run({"import", "phishing", Path("large.txt"), "--name", "a"});
-    setrlimit(RLIMIT_FSIZE, &before);
-    signal(SIGXFSZ, pPrevious);
+    tagRun run;
+    {
+        const FullDisk full(1 << 20);
+        run = Run({"import", "phishing", Path("large.txt"), "--name", "a"});
+    }
     EXPECT_EQ(run.nStatus, 1);
     EXPECT_THAT(run.err, HasSubstr("cannot write the list: File too large"));
     EXPECT_EQ(ThreatOf(PHISHING, "one.example"), "a");

@@ -5,7 +5,7 @@
 
 #include <set>
 
-#include "modules/urlmap/url_map.h"
+#include "tests/support/list_maps.h"
 #include "tests/unit/ctl/run_websecctl.h"
 
 class ImportTest : public WebsecctlTest {
@@ -17,22 +17,16 @@ class ImportTest : public WebsecctlTest {
     std::string ThreatOf(const char* szList, const char* szURL) {
         tagURLMap map;
         EXPECT_LE(OpenURLMap(&map, Path(szList).c_str(), URLMAP_THREATS), URLMAP_MISSING) << szList;
-        tagURLKeys keys;
-        MakeURLKeys(szURL, &keys);
-        const int32_t nText = FindURLKeys(map, keys);
-        const std::string name(nText < 0 ? "none" : URLMapText(map, static_cast<uint32_t>(nText)));
+        const std::string name = ThreatIn(map, szURL);
         CloseURLMap(&map);
         return name;
     }
     std::vector<uint16_t> CategoriesOf(const char* szURL) {
         tagURLMap map;
         EXPECT_EQ(OpenURLMap(&map, Path("lists/categories.map").c_str(), URLMAP_CATEGORIES), URLMAP_OK);
-        tagURLKeys keys;
-        MakeURLKeys(szURL, &keys);
-        uint16_t categories[URLMAP_CATEGORIES_MAX];
-        const uint32_t nFound = FindURLCategories(map, keys, categories);
+        const auto categories = CategoriesIn(map, szURL);
         CloseURLMap(&map);
-        return {categories, categories + nFound};
+        return categories;
     }
     // All names in the folder of the lists and below.
     std::set<std::string> Files() {

@@ -2,16 +2,11 @@
 #pragma once
 
 #include <fcntl.h>
-#include <gtest/gtest.h>
-#include <stdlib.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <string>
 #include <vector>
+
+#include "tests/unit/common/temp_folder.h"
 
 struct tagRun {
     int nStatus;
@@ -21,14 +16,9 @@ struct tagRun {
 
 class WebsecctlTest : public ::testing::Test {
   protected:
-    WebsecctlTest() {
-        char szFolder[] = "/tmp/websecctl-test-XXXXXX";
-        m_folder = mkdtemp(szFolder);
-        setenv("WEBSEC_DB", Path("websec.db").c_str(), 1);
-    }
-    ~WebsecctlTest() override { std::filesystem::remove_all(m_folder); }
+    WebsecctlTest() { setenv("WEBSEC_DB", Path("websec.db").c_str(), 1); }
 
-    std::string Path(const std::string& name) const { return m_folder + "/" + name; }
+    std::string Path(const std::string& name) const { return m_folder.Path(name); }
 
     tagRun Run(std::vector<std::string> arguments, const std::string& input = "") {
         return Finish(Start(std::move(arguments), input));
@@ -59,18 +49,13 @@ class WebsecctlTest : public ::testing::Test {
         return {WIFEXITED(nStatus) ? WEXITSTATUS(nStatus) : -1, ReadFile("stdout"), ReadFile("stderr")};
     }
 
-    void WriteFile(const std::string& name, const std::string& bytes) {
-        std::ofstream(Path(name), std::ios::binary) << bytes;
-    }
-    std::string ReadFile(const std::string& name) {
-        std::ifstream file(Path(name), std::ios::binary);
-        return {std::istreambuf_iterator<char>(file), {}};
-    }
+    void WriteFile(const std::string& name, const std::string& bytes) { m_folder.Put(name, bytes); }
+    std::string ReadFile(const std::string& name) { return m_folder.Get(name); }
 
   private:
     void Redirect(const char* szName, int fd, int nFlags) {
         dup2(open(Path(szName).c_str(), nFlags, 0600), fd);
     }
 
-    std::string m_folder;
+    TempFolder m_folder;
 };
