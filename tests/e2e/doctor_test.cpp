@@ -3,10 +3,11 @@
 #include <gmock/gmock.h>
 #include <signal.h>
 
-#include "tests/e2e/category_servers.h"
+#include "tests/e2e/category_server.h"
 #include "tests/e2e/daemon.h"
 #include "tests/e2e/lab.h"
 #include "tests/e2e/queue_taker.h"
+#include "tests/support/list_maps.h"
 
 using testing::AllOf;
 using testing::HasSubstr;
@@ -124,7 +125,6 @@ TEST_F(Doctor, NamesWhyRulesSeeNothing) {
     } rows[] = {
         {"iptableTable=nat", "true", "iptableTable is 'nat', which sees only the first packet"},
         {"iptableChain=INPUT", "true", "iptableChain is 'INPUT', through which nothing goes"},
-        {"iptableTable=bogus", "true", "iptableTable is 'bogus', not mangle"},
         {"queueNum=70000", "true", "queueNum is 70000, not"},
         {"UseDefinedPorts=1\nHTTPPorts=1,2,3,4,5,6,7,8,9,10,11,12,13,14,15",
          "echo 8080 | websecctl datafile build ports /usr/lib/Morvane/Morvane/wswebflt.dat",
@@ -157,6 +157,7 @@ TEST_F(Doctor, TellsCategoryServersApart) {
         const Catserver empty;
         EXPECT_THAT(told(), HasSubstr("has no list to answer from"));
     }
-    const FeignedCatserver feigned;
+    WriteCategoryList({{"games.example", 50}});
+    const Catserver full;
     EXPECT_THAT(told(), HasSubstr("category server at 127.0.0.1:7101, which answers"));
 }

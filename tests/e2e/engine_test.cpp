@@ -54,8 +54,6 @@ TEST_F(Engine, StartsRefreshesAndStopsByItsStatus) {
         {"no status is on", 0, "", "true", {ON, RENEWED, AGAIN, OFF}},
         {"status 1", 1, "1", "true", {ON, RENEWED, AGAIN, OFF}},
         {"status 0", 0, "0", "true", {"", ENDED, AGAIN, ""}},
-        {"status 2", 1, "2", "true", {"", ENDED, AGAIN, ""}},
-        {"damaged", 0, "0", "echo x >>", {ON, RENEWED, AGAIN, OFF}},
         {"server mode ends nothing", 2, "1", "true", {ON, RENEWED, AGAIN, ""}},
         {"it does not start", 0, "1", REFUSE, {ON, RENEWED, REFUSED, ""}},
         {"no protection is on", 0, "1", ALL_OFF, {"WCInit WCDeinit ", ENDED, OFF, ""}},
