@@ -5,6 +5,7 @@
 #include "gtest/gtest.h"
 #include "intercept/packet_store.h"
 #include "intercept/receiver_thread.h"
+#include "intercept/worker_pause.h"
 #include "intercept/worker_thread.h"
 #include "service/service_config.h"
 #include "tests/support/fake_kernel_queue.h"

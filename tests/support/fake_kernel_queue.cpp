@@ -21,8 +21,7 @@ int s_kernelEnd = -1;
 int s_nFailing = 0;
 uint32_t s_nRefused = 0;
 int s_nRefusal = 0;
-std::vector<uint8_t> s_Sent;       // of the last datagram, what NextVerdict has not told yet
-constexpr uint8_t OVERRUN = 0xFF;  // a datagram of this byte alone
+std::vector<uint8_t> s_Sent;  // of the last datagram, what NextVerdict has not told yet
 
 // What the kernel does before the send returns.
 void AnswerRequest(const nlmsghdr* pRequest) {
@@ -68,10 +67,6 @@ ssize_t recv(int fd, void* buf, size_t len, int nFlags) {
         errno = ENOSPC;
         return -1;
     }
-    if (n == 1 && *static_cast<uint8_t*>(buf) == OVERRUN) {
-        errno = ENOBUFS;
-        return -1;
-    }
     return n;
 }
 ssize_t mnl_socket_recvfrom(const mnl_socket* nl, void* buf, size_t len) {
@@ -101,10 +96,6 @@ void FailOpening(int nResult) {
 void RefuseFlags(uint32_t nFlags, int nErrno) {
     s_nRefused = nFlags;
     s_nRefusal = nErrno;
-}
-
-void Overrun() {
-    Deliver({&OVERRUN, 1});
 }
 
 void Deliver(std::span<const uint8_t> message) {

@@ -24,9 +24,6 @@ void FailOpening(int nResult);
 // Which error (a positive number) answers a request to switch one of these NFQA_CFG_F_* on. 0 and 0: none.
 void RefuseFlags(uint32_t nFlags, int nErrno);
 
-// The receiver's next receive reports messages that were lost for want of room.
-void Overrun();
-
 // Delivers one datagram to the receiver.
 void Deliver(std::span<const uint8_t> message);
 

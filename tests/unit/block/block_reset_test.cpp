@@ -27,7 +27,7 @@ Bytes ExpectedReset(uint32_t nSeq, uint32_t nAck, uint8_t nFlags, uint16_t nWind
 }
 
 TEST(BuildBlockReset, AnswersInTheServersName) {
-    const uint8_t RST_ACK = FLAG_RST | FLAG_ACK;
+    constexpr uint8_t RST_ACK = FLAG_RST | FLAG_ACK, SYN_FIN = FLAG_SYN | FLAG_FIN;
     const std::string words(4, '\1'), data(100, 'x');
     const struct {
         uint32_t nSeq, nAck;
@@ -40,12 +40,7 @@ TEST(BuildBlockReset, AnswersInTheServersName) {
         {7, 0, FLAG_RST, 0x1A00, "window shifted and cut", {.nAck = 7, .nWindow = 0x1234}},
         {7, 0, FLAG_RST, 128, "options", {.nAck = 7, .nWindow = 1, .ipOptions = words, .tcpOptions = words}},
         {0, 5100, RST_ACK, 0, "no ACK", {.nSeq = 5000, .nWindow = 0, .nFlags = FLAG_PSH, .payload = data}},
-        {0,
-         1,
-         RST_ACK,
-         0,
-         "SYN and FIN count",
-         {.nSeq = 0xFFFFFFFF, .nWindow = 0, .nFlags = FLAG_SYN | FLAG_FIN}},
+        {0, 1, RST_ACK, 0, "SYN and FIN count", {.nSeq = UINT32_MAX, .nWindow = 0, .nFlags = SYN_FIN}},
     };
     for (const auto& c : cases) {
         const Bytes packet = ComposePacket(c.queued);

@@ -4,8 +4,6 @@
 #include <arpa/inet.h>
 #include <linux/netfilter.h>
 
-#include <cstring>
-
 #include "tests/support/client_hello_composer.h"
 #include "tests/support/fake_kernel_queue.h"
 #include "tests/support/packet_composer.h"
@@ -71,27 +69,6 @@ TEST_F(QueuedPacket, WhichPacketsReachTheChecks) {
     }
 }
 
-// A message that breaks off anywhere, and one whose packet does, passes.
-TEST_F(QueuedPacket, CutMessagesPass) {
-    SetSwitches("0001");
-    FillList(g_pBlockHostList, {"a.example"});
-    const Bytes packet = ComposePacket({.payload = Http("GET /p", "a.example")});
-    ASSERT_EQ(packet.size() % 4, 0u) << "no padding that could go missing";
-    const auto whole = fake_kernel::QueueMessage(PACKET_ID, packet);
-    for (size_t nKept = sizeof(nlmsghdr); nKept < whole.size(); ++nKept) {
-        std::vector<uint8_t> cut = whole;  // what is missing still lies behind it
-        const auto nLength = static_cast<uint32_t>(nKept);
-        std::memcpy(cut.data(), &nLength, sizeof nLength);
-        EXPECT_EQ(Dispatch(std::span(cut).first(nKept)).nVerdict, NF_ACCEPT) << nKept;
-    }
-    for (size_t nKept = 0; nKept < packet.size(); ++nKept) {
-        const auto part = std::span(packet).first(nKept);
-        EXPECT_EQ(Dispatch(fake_kernel::QueueMessage(PACKET_ID, part)).nVerdict, NF_ACCEPT) << nKept;
-    }
-    EXPECT_EQ(g_Flow.trace, "");
-    EXPECT_EQ(Dispatch(whole).nVerdict, NF_DROP);
-}
-
 // LiveTraffic 1 with b.example in the block list: the segments of one connection, and what becomes of each.
 TEST_F(QueuedPacket, LiveTrafficJudgesWhatSingleSegmentsHide) {
     const std::string get = Http("GET /p", "b.example"), head = Http("HEAD /", "a.example");
@@ -107,12 +84,9 @@ TEST_F(QueuedPacket, LiveTrafficJudgesWhatSingleSegmentsHide) {
         {"whole", {get}, "d", "RrX"},
         {"another host", {Http("GET /p", "a.example")}, "a", "c"},
         {"an FTP word in the URL", {Http("GET /?x=RETR", "b.example")}, "d", "RrX"},
-        {"an FTP word in the cookie", {Http("GET /", "b.example\r\nCookie: CWD a")}, "d", "RrX"},
         {"blanks behind the host", {Http("GET /p", padded.c_str())}, "d", "RrX"},
-        {"HEAD", {Http("HEAD /p", "b.example")}, "d", "RrX"},
         {"GET behind HEAD", {head + get}, "d", "cRrX"},
         {"GET behind HEAD, its rest later", {head + get.substr(0, 20), get.substr(20)}, "ad", "cRrX"},
-        {"HEAD ends in the segment of GET", {head.substr(0, 20), head.substr(20) + get}, "ad", "cRrX"},
         {"request line in two, and the rest once more: reset again",
          {get.substr(0, 5), get.substr(5), "more"},
          "add",

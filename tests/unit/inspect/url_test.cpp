@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <cstring>
 #include <string>
 
 #include "common/copy_text.h"
@@ -96,7 +95,7 @@ TEST(UrlHelpersTest, NormaliseURLDropsSchemeAndTail) {
         std::string url;
         std::string expected;
     } rows[] = {
-        {"http://a.b/x/?", "a.b/x"},
+        {"http://a.b/x/?#\n", "a.b/x"},
         {"ftp://10.0.0.1/pub/", "10.0.0.1/pub"},
         {"http://", ""},
         {"HTTP://a.b", ""},
@@ -110,23 +109,6 @@ TEST(UrlHelpersTest, NormaliseURLDropsSchemeAndTail) {
         EXPECT_EQ(request.szCheckURL, row.expected) << row.url;
     }
     EXPECT_EQ(NormaliseURL(nullptr), 2);
-}
-
-TEST(UrlHelpersTest, TrimURLTailKeepsTheFirstCharacter) {
-    const struct {
-        const char* szText;
-        int nResult;
-        const char* szExpected;
-    } rows[] = {
-        {"/", 0, "/"}, {"a//#", 0, "a"}, {"///", 0, "/"}, {"a?\n", 0, "a"}, {"a/b", 0, "a/b"}, {"", 2, ""},
-    };
-    for (const auto& row : rows) {
-        char szText[16] = {};
-        CopyText(szText, row.szText);
-        EXPECT_EQ(TrimURLTail(szText, std::strlen(szText)), row.nResult) << row.szText;
-        EXPECT_STREQ(szText, row.szExpected);
-    }
-    EXPECT_EQ(TrimURLTail(nullptr, 3), 2);
 }
 
 TEST(UrlHelpersTest, MarkIPHostTakesWhatInetAddrTakes) {

@@ -5,11 +5,9 @@
 #include <unistd.h>
 
 #include <atomic>
-#include <set>
 #include <thread>
 
 #include "intercept/thread_life.h"
-#include "intercept/worker_pause.h"
 #include "policy/addr_match.h"
 #include "policy/list_entry.h"
 #include "policy/policy_state.h"
@@ -36,23 +34,6 @@ class Handoff : public ChannelTest {
         g_bCustomBlockList = 0;
     }
 };
-
-TEST_F(Handoff, EveryPacketGetsExactlyOneVerdict) {
-    StartAll();
-    std::set<uint32_t> expected, seen;
-    for (uint32_t nId = 1; nId <= 400; ++nId) {
-        expected.insert(nId);
-        DeliverRequest(nId);
-        if (nId % 20 != 0) continue;
-        while (seen.size() < nId) {
-            const auto verdict = NextVerdict();
-            ASSERT_TRUE(verdict);
-            EXPECT_EQ(verdict->nVerdict, static_cast<uint32_t>(NF_ACCEPT));
-            EXPECT_TRUE(seen.insert(verdict->nPacketId).second) << "answered twice";
-        }
-    }
-    EXPECT_EQ(seen, expected);
-}
 
 TEST_F(Handoff, WhatHoldsNoPacketIsNotAnswered) {
     StartAll();

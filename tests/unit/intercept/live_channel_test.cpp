@@ -11,8 +11,6 @@
 #include "intercept/iptables_rules.h"
 #include "intercept/live_rules.h"
 #include "intercept/stream_marks.h"
-#include "intercept/thread_life.h"
-#include "intercept/worker_pause.h"
 #include "tests/support/channel_fixture.h"
 #include "tests/support/packet_composer.h"
 #include "tests/support/recording_popen.h"
@@ -61,27 +59,6 @@ TEST_F(LiveChannel, ARefusedFlagCostsThatFlagAlone) {
         EXPECT_EQ(last[26] << 8 | last[27], 7936) << "with 256 bytes around them still a receive buffer";
         CloseIdleChannels();
     }
-}
-
-TEST_F(LiveChannel, AQueueOfAnotherIsNotOpened) {
-    fake_kernel::RefuseFlags(NFQA_CFG_F_GSO, EPERM);
-    EXPECT_EQ(StartQueueReceiver(receiver), CHANNEL_NO_CONFIG);
-}
-
-TEST_F(LiveChannel, AnswersToSingleVerdictsAndOverrunsAreSurvived) {
-    StartAll();
-    for (int i = 0; i < 10; ++i)
-        Deliver(fake_kernel::ErrorMessage(ENOENT));
-    Deliver(fake_kernel::ErrorMessage(0));
-    fake_kernel::Overrun();
-    Deliver(QueueMessage(3, ComposePacket({.payload = "GET / HTTP/1.1\r\n\r\n"})));
-    ExpectVerdict(3, NF_ACCEPT);
-    EXPECT_EQ(Count(COUNT_VERDICT_LATE), 10u);
-    EXPECT_EQ(Count(COUNT_KERNEL_OVERRUN), 1u);
-    EXPECT_EQ(Count(COUNT_PACKETS), 1u);
-    EXPECT_EQ(Count(COUNT_ACCEPTED), 1u);
-    for (tagWorkerThread& worker : g_WorkerThreads)
-        EXPECT_EQ(GetThreadLife(worker.nLife), THREAD_RUNNING);
 }
 
 TEST_F(LiveChannel, ALostChannelEndsTheReceiverAtOnce) {

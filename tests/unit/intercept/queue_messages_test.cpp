@@ -20,41 +20,17 @@ Bytes Sent(const nlmsghdr* pMessage) {
     return {p, p + pMessage->nlmsg_len};
 }
 
-// What the kernel must read, byte by byte (little-endian host: length, type, flags, sequence, port id).
-TEST(QueueMessages, AreWhatTheKernelReads) {
+// Byte by byte (little-endian host: length, type, flags, sequence, port id). What the others say is seen by
+// what the kernel does.
+TEST(QueueMessages, SayWhatNoKernelOfTodayTells) {
     tagQueueMsgBuffer buffer;
     buffer.bytes.fill(0xEE);
-    EXPECT_EQ(Sent(BuildVerdictMsg(buffer, 5, 0, 1)),
-              (Bytes{
-                  32, 0, 0, 0, 0x01, 0x03, 1, 0,              // type 769, request
-                  0,  0, 0, 0, 0,    0,    0, 0, 0, 0, 0, 0,  // unspec, version 0, queue 0
-                  12, 0, 2, 0,                                // NFQA_VERDICT_HDR
-                  0,  0, 0, 1, 0,    0,    0, 5,              // accept, id
-              }));
     EXPECT_EQ(Sent(BuildCfgParamsMsg(buffer, NFQNL_COPY_PACKET, 65535, 0x0102)),
               (Bytes{
                   32, 0, 0, 0, 0x02, 0x03, 1,    0,                 // type 770
                   0,  0, 0, 0, 0,    0,    0,    0,                 //
                   0,  0, 1, 2,                                      // queue number in network order
                   9,  0, 2, 0, 0,    0,    0xFF, 0xFF, 2, 0, 0, 0,  // range, mode, padding
-              }));
-    EXPECT_EQ(Sent(BuildRepeatMsg(buffer, 5, 0, 0x01020304)),
-              (Bytes{
-                  40, 0, 0, 0, 0x01, 0x03, 1, 0,              //
-                  0,  0, 0, 0, 0,    0,    0, 0, 0, 0, 0, 0,  //
-                  12, 0, 2, 0, 0,    0,    0, 4, 0, 0, 0, 5,  // repeat, id
-                  8,  0, 3, 0, 1,    2,    3, 4,              // NFQA_MARK
-              }));
-    EXPECT_EQ(Sent(BuildCfgFlagsMsg(buffer, 5, 0x0102, 9)),
-              (Bytes{
-                  36, 0, 0, 0, 0x02, 0x03, 5, 0,              // request, acknowledge
-                  9,  0, 0, 0, 0,    0,    0, 0, 0, 0, 1, 2,  //
-                  8,  0, 5, 0, 0,    0,    0, 5,              // NFQA_CFG_FLAGS
-                  8,  0, 4, 0, 0,    0,    0, 5,              // NFQA_CFG_MASK
-              }));
-    EXPECT_EQ(Sent(BuildCfgCmdMsg(buffer, NFQNL_CFG_CMD_BIND, 3)),
-              (Bytes{
-                  28, 0, 0, 0, 0x02, 0x03, 1, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 3, 8, 0, 1, 0, 1, 0, 0, 2,
               }));
     EXPECT_EQ(Sent(BuildCfgPfCmdMsg(buffer, NFQNL_CFG_CMD_PF_UNBIND)),
               (Bytes{

@@ -61,16 +61,6 @@ TEST_F(WebCatTest, AnswersWithLibraryIdsLongestMatchFirst) {
     EXPECT_EQ(nCount, 7);
 }
 
-TEST_F(WebCatTest, WithoutListsNothingIsKnown) {
-    uint16_t categories[5];
-    uint16_t nCount = 0;
-    EXPECT_NE(WCGetURLCategories("a.example", "http://a.example", categories, &nCount), 0)
-        << "not initialised";
-    m_folder.Put(CATEGORY_LIST, "damaged");
-    ASSERT_EQ(WCInit(), 0);
-    EXPECT_THAT(Ask("a.example", "http://a.example"), ElementsAre());
-}
-
 TEST_F(WebCatTest, FillsTheDaemonsTableWhileItIsUp) {
     for (int nTimes = 0; nTimes < 2; ++nTimes) {
         ASSERT_EQ(WCInit(), 0);

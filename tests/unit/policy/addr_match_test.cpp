@@ -118,23 +118,4 @@ TEST_F(AddrMatchTest, LiveTrafficLoadsBesideTheOtherWorkers) {
     EXPECT_EQ(first.nResult, RESULT_BLOCK_HOST);
 }
 
-TEST_F(AddrMatchTest, AFailedLoadIsNotTriedAgain) {
-    g_bReportModuleLoaded = 0;
-    FillList(g_pAllowAddrList, {"10.0.0.1"});
-    tagWebRequest request = Request(PROTO_FTP, "10.0.0.1/pub", 1);
-    (void)MatchAddrList(&request);
-    EXPECT_EQ(request.nResult, RESULT_ALLOW_HOST) << "the previous lists stay in force";
-    EXPECT_EQ(g_bFirstFTPAddrMatch, 0);
-}
-
-TEST_F(AddrMatchTest, AWorkerThatComesSecondDoesNotLoadAgain) {
-    g_pfnPauseWorkersFromWorker = [] {
-        NoteStep("pause");
-        g_bFirstFTPAddrMatch = 0;  // another worker, while this one waited for the locks
-    };
-    tagWebRequest request = Request(PROTO_FTP, "10.9.9.9");
-    (void)MatchAddrList(&request);
-    EXPECT_EQ(g_Steps, (Texts{"pause", "resume"}));
-}
-
 }  // namespace

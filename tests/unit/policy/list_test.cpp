@@ -58,28 +58,6 @@ TEST_F(ListEntryTest, ParsesIntoNormalForm) {
     }
 }
 
-TEST_F(ListEntryTest, KindAndTypeChooseTheLists) {
-    for (const uint8_t nKind : {LIST_BLOCK, LIST_ALLOW, LIST_TRUSTED}) {
-        for (const char* szSource : {"a.example", "a.example/p", "10.0.0.1", "xy"}) {
-            tagListEntryBuf entry = Entry(szSource, 0, nKind);
-            EXPECT_EQ(AddListEntry(entry), 0);
-        }
-    }
-    for (const char* szTooShort : {"", "x"}) {
-        tagListEntryBuf entry = Entry(szTooShort, 1, LIST_ALLOW);
-        EXPECT_EQ(AddListEntry(entry), 2);
-    }
-    const Texts hosts = {"a.example", "xy"};
-    const Texts urls = {"a.example/p", "10.0.0.1"};
-    EXPECT_EQ(TextsOf(g_pBlockHostList), hosts);
-    EXPECT_EQ(TextsOf(g_pAllowHostList), hosts);
-    EXPECT_EQ(TextsOf(g_pBlockURLList), urls);
-    EXPECT_EQ(TextsOf(g_pAllowURLList), urls);
-    EXPECT_EQ(TextsOf(g_pBlockAddrList), Texts{"10.0.0.1"});
-    EXPECT_EQ(TextsOf(g_pAllowAddrList), Texts{"10.0.0.1"});
-    EXPECT_EQ(TextsOf(g_pTrustedSiteList), (Texts{"a.example", "a.example/p", "10.0.0.1", "xy"}));
-}
-
 class ListMatchTest : public PolicyTest {};
 
 tagWebRequest Request(std::string_view host, std::string_view checkURL) {
@@ -151,6 +129,8 @@ TEST_F(ListMatchTest, HostsAreCoveredByNameOrByDomain) {
 }
 
 TEST_F(ListMatchTest, ChecksAskAddressThenHostThenURL) {
+    tagWebRequest unasked = {};
+    EXPECT_EQ(CheckBlockLists(&unasked), 6) << "switched off";
     g_bCustomBlockList = 1;
     FillList(g_pBlockAddrList, {"10.0.0.1"});
     FillList(g_pBlockURLList, {"10.0.0.1", "10.0.0.2"});
@@ -179,24 +159,6 @@ TEST_F(ListMatchTest, ChecksAskAddressThenHostThenURL) {
         EXPECT_EQ(blocked.nResult, row.nBlocked) << row.szCheckURL;
         EXPECT_EQ(allowed.nResult, row.nAllowed) << row.szCheckURL;
     }
-}
-
-TEST_F(ListMatchTest, ChecksLeaveTheResultAloneWithoutAHit) {
-    tagWebRequest request = Request("a.example", "a.example");
-    request.nResult = RESULT_CATEGORY;
-    FillList(g_pBlockHostList, {"a.example"});
-    EXPECT_EQ(CheckBlockLists(&request), 6) << "switched off";
-    EXPECT_EQ(CheckAllowLists(&request), 0);
-    EXPECT_EQ(CheckTrustedSites(&request), 0);
-    EXPECT_EQ(request.nResult, RESULT_CATEGORY);
-
-    g_bCustomBlockList = 2;  // any value but 0 lets the check run
-    EXPECT_EQ(CheckBlockLists(&request), 0);
-    EXPECT_EQ(request.nResult, RESULT_BLOCK_HOST);
-
-    FillList(g_pTrustedSiteList, {"www.a.example"});
-    EXPECT_EQ(CheckTrustedSites(&request), 0);
-    EXPECT_EQ(request.nResult, RESULT_EXCLUDED);
 }
 
 class ListResolveTest : public PolicyTest {

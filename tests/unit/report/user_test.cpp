@@ -75,17 +75,6 @@ TEST(ConnectionOwner, FirstLineWithBothPortsDecides) {
     EXPECT_STREQ(szUser, "?");
 }
 
-TEST(ConnectionOwner, TheUidThatCameWithThePacketDecides) {
-    tagPacketInfo packet = PACKET;
-    packet.bHasUid = 1;
-    char szUser[8] = "?";
-    EXPECT_EQ(GetConnectionOwner(szUser, sizeof szUser, &packet), 0u);
-    EXPECT_STREQ(szUser, "root") << "there is no such connection in the table";
-    packet.nUid = 4000000001u;
-    EXPECT_EQ(GetConnectionOwner(szUser, sizeof szUser, &packet), 0u);
-    EXPECT_STREQ(szUser, "root") << "left as it was: no entry";
-}
-
 using Logins = std::vector<std::pair<int, std::string>>;
 
 void WriteLogins(const char* szPath, const Logins& logins) {
