@@ -88,6 +88,7 @@ TEST_F(LiveChannel, WithoutAFreeSlotThePacketPassesAndTheReceiverGoesOn) {
     EXPECT_EQ(Count(COUNT_UNJUDGED_STORE_FULL), 3u);
     EXPECT_EQ(Count(COUNT_STORE_DEPTH), 0u);
     EXPECT_EQ(Count(COUNT_STORE_DEPTH_MAX), 500u);
+    EXPECT_EQ(Count(COUNT_PACKETS), 504u);
 }
 
 TEST_F(LiveChannel, AVerdictChangesTheStreamsMark) {

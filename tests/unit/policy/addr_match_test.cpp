@@ -118,4 +118,14 @@ TEST_F(AddrMatchTest, LiveTrafficLoadsBesideTheOtherWorkers) {
     EXPECT_EQ(first.nResult, RESULT_BLOCK_HOST);
 }
 
+TEST_F(AddrMatchTest, AWorkerThatComesSecondDoesNotLoadAgain) {
+    g_pfnPauseWorkersFromWorker = [] {
+        NoteStep("pause");
+        g_bFirstFTPAddrMatch = 0;  // another worker, while this one waited for the locks
+    };
+    tagWebRequest request = Request(PROTO_FTP, "10.9.9.9");
+    (void)MatchAddrList(&request);
+    EXPECT_EQ(g_Steps, (Texts{"pause", "resume"}));
+}
+
 }  // namespace
