@@ -28,7 +28,7 @@ class ConfigCheck : public WebsecctlTest {
 };
 
 TEST_F(ConfigCheck, TakesWhatTheDaemonTakes) {
-    EXPECT_THAT(Problems("# all keys\n[iptableconfigurations]\n queueNum = 65535\niptableTable=raw\n"
+    EXPECT_THAT(Problems(" # all keys\n \n[iptableconfigurations]\n queueNum = 65535\niptableTable=raw\n"
                          "iptableChain=MY-CHAIN\nUseDefinedPorts=1\nHTTPPorts=80,8000:8100\n"
                          "[ServiceConfigurations]\n; modes\ncatengine=2\nLiveTraffic=0\nCloseBypasses=1\n"),
                 IsEmpty());

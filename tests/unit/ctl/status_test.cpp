@@ -21,6 +21,17 @@ TEST(QueueOwner, ReadsTheKernelsListOfQueues) {
     EXPECT_EQ(queues[0].nSocketDropped, 3u);
 }
 
+TEST(QueueOwner, FindsTheNetfilterSocketOfAPort) {
+    constexpr char SOCKETS[] =
+        "sk               Eth Pid        Groups   Rmem     Wmem     Dump  Locks    Drops    Inode\n"
+        "000000003f806241 0   31447      00000000 0        0        0     2        0        4\n"
+        "000000003b8b6fea 12  31447      00000000 0        0        0     2        0        58121\n"
+        "00000000aaaaaaaa 12  4294963128 00000000 0        0        0     2        0        58122\n";
+    EXPECT_EQ(FindNetlinkInode(SOCKETS, 31447), 58121u);
+    EXPECT_EQ(FindNetlinkInode(SOCKETS, 4294963128), 58122u);
+    EXPECT_EQ(FindNetlinkInode(SOCKETS, 1), std::nullopt);
+}
+
 TEST(RuleCount, CountsTheRulesOfThisQueueAlone) {
     constexpr char RULES[] =
         "-A POSTROUTING -p tcp -m u32 --u32 \"0x4&0x1fff=0x0\" -j NFQUEUE --queue-num 1\n"
@@ -31,6 +42,7 @@ TEST(RuleCount, CountsTheRulesOfThisQueueAlone) {
     EXPECT_EQ(CountQueueRules(RULES, 0), 0u);
     EXPECT_TRUE(HasJump("-A OUTPUT -p tcp -j WEBSEC_LIVE\n", "WEBSEC_LIVE"));
     EXPECT_FALSE(HasJump("-A OUTPUT -p tcp -j WEBSEC_LIVE_START\n-N WEBSEC_LIVE\n", "WEBSEC_LIVE"));
+    EXPECT_EQ(RulesOf("-A WEBSEC_LIVE -j A\n-A WEBSEC -j B\n", "WEBSEC"), "-A WEBSEC -j B\n");
     EXPECT_FALSE(HasChain("-P OUTPUT ACCEPT\n-N WEBSEC_LIVE\n", "WEBSEC"));
 }
 
