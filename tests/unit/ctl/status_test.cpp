@@ -66,7 +66,18 @@ TEST(RuleCount, FollowsTheWayOfWhatThisHostSends) {
     EXPECT_TRUE(IsReached("-P OUTPUT ACCEPT\n", "OUTPUT", false));
 }
 
-TEST(ProcessStatus, TellsWhetherItIsBusy) {
+TEST(ProcessStatus, ReadsSignalsAndCapabilities) {
+    const auto status = ParseProcessStatus(
+        "Name:\twebsec\nState:\tT "
+        "(stopped)\nPPid:\t17\nThreads:\t9\nSigPnd:\t0000000000000000\nShdPnd:\t0000000000000001\n"
+        "SigBlk:\t0000000000004801\nSigCgt:\t0000000000004801\nCapEff:\t000001ffffffffff\n");
+    EXPECT_EQ(status.nParent, 17);
+    EXPECT_EQ(status.cState, 'T');
+    EXPECT_EQ(status.nThreads, 9u);
+    EXPECT_EQ(status.nPendingSignals, 1u);
+    EXPECT_EQ(status.nBlockedSignals, 0x4801u);
+    EXPECT_EQ(status.nCaughtSignals, 0x4801u);
+    EXPECT_EQ(status.nCapabilities, 0x1ffffffffffu);
     const auto isBusy = [](const char* szLine) {
         return tagDaemonProcess{1, ParseProcessStatus(szLine), {}}.IsBusy();
     };

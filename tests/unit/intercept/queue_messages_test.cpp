@@ -32,6 +32,13 @@ TEST(QueueMessages, SayWhatNoKernelOfTodayTells) {
                   0,  0, 1, 2,                                      // queue number in network order
                   9,  0, 2, 0, 0,    0,    0xFF, 0xFF, 2, 0, 0, 0,  // range, mode, padding
               }));
+    EXPECT_EQ(Sent(BuildCfgFlagsMsg(buffer, 5, 0x0102, 9)),
+              (Bytes{
+                  36, 0, 0, 0, 0x02, 0x03, 5, 0,              // request, acknowledge
+                  9,  0, 0, 0, 0,    0,    0, 0, 0, 0, 1, 2,  //
+                  8,  0, 5, 0, 0,    0,    0, 5,              // NFQA_CFG_FLAGS
+                  8,  0, 4, 0, 0,    0,    0, 5,              // NFQA_CFG_MASK
+              }));
     EXPECT_EQ(Sent(BuildCfgPfCmdMsg(buffer, NFQNL_CFG_CMD_PF_UNBIND)),
               (Bytes{
                   28, 0, 0, 0, 0x02, 0x03, 1, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 8, 0, 1, 0, 4, 0, 0, 2,
