@@ -58,6 +58,28 @@ TEST_F(ListEntryTest, ParsesIntoNormalForm) {
     }
 }
 
+TEST_F(ListEntryTest, KindAndTypeChooseTheLists) {
+    for (const uint8_t nKind : {LIST_BLOCK, LIST_ALLOW, LIST_TRUSTED}) {
+        for (const char* szSource : {"a.example", "a.example/p", "10.0.0.1", "xy"}) {
+            tagListEntryBuf entry = Entry(szSource, 0, nKind);
+            EXPECT_EQ(AddListEntry(entry), 0);
+        }
+    }
+    for (const char* szTooShort : {"", "x"}) {
+        tagListEntryBuf entry = Entry(szTooShort, 1, LIST_ALLOW);
+        EXPECT_EQ(AddListEntry(entry), 2);
+    }
+    const Texts hosts = {"a.example", "xy"};
+    const Texts urls = {"a.example/p", "10.0.0.1"};
+    EXPECT_EQ(TextsOf(g_pBlockHostList), hosts);
+    EXPECT_EQ(TextsOf(g_pAllowHostList), hosts);
+    EXPECT_EQ(TextsOf(g_pBlockURLList), urls);
+    EXPECT_EQ(TextsOf(g_pAllowURLList), urls);
+    EXPECT_EQ(TextsOf(g_pBlockAddrList), Texts{"10.0.0.1"});
+    EXPECT_EQ(TextsOf(g_pAllowAddrList), Texts{"10.0.0.1"});
+    EXPECT_EQ(TextsOf(g_pTrustedSiteList), (Texts{"a.example", "a.example/p", "10.0.0.1", "xy"}));
+}
+
 class ListMatchTest : public PolicyTest {};
 
 tagWebRequest Request(std::string_view host, std::string_view checkURL) {
