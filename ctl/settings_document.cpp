@@ -110,7 +110,8 @@ std::vector<const Json*> Members(const Json& value, const std::string& path,
             found[n] = &*member;
         }
     }
-    for (const auto& [key, unused] : value.items()) {
+    for (const auto& item : value.items()) {
+        const std::string& key = item.key();
         const auto isKey = [&key](const tagMember& member) { return key == member.szKey; };
         if (std::none_of(members.begin(), members.end(), isKey)) {
             faults.push_back(prefix + Printable(key.substr(0, 60)) + ": is not known");
