@@ -1,11 +1,14 @@
 #include "category/translate.h"
 
-#include <glob.h>
+#include <dirent.h>
 #include <libintl.h>
+#include <limits.h>
 #include <locale.h>
 #include <pthread.h>
+#include <unistd.h>
 
-#include <algorithm>
+#include <cerrno>
+#include <cstdio>
 
 #include "category/catalogue_file.h"
 #include "common/cancellation_off.h"
@@ -17,15 +20,24 @@ constexpr char TEXT_DOMAIN[] = "lang";
 
 pthread_once_t g_SetUpOnce = PTHREAD_ONCE_INIT;
 
-// Whatever language is asked for, none of the catalogues may harm.
+// Whether the catalogue of this locale is missing or sound.
+bool IsHarmless(const char* szLocale) {
+    char szPath[PATH_MAX];
+    const int nLength =
+        std::snprintf(szPath, sizeof szPath, "%s/%s/LC_MESSAGES/lang.mo", TRANSLATION_DIR, szLocale);
+    if (nLength < 0 || static_cast<size_t>(nLength) >= sizeof szPath) return false;
+    return access(szPath, F_OK) != 0 || IsSoundCatalogue(szPath) == 1;
+}
+
+// Whatever language is asked for, none of the catalogues may harm. Not by glob: the C library's (2.36) frees
+// twice when it gets no memory for what it has found.
 bool AreCataloguesSound() {
-    glob_t found{};
+    DIR* pFolder = opendir(TRANSLATION_DIR);
+    if (!pFolder) return errno == ENOENT;
     bool bSound = true;
-    if (glob(PRODUCT_DIR "translation/*/LC_MESSAGES/lang.mo", GLOB_NOSORT, nullptr, &found) == 0) {
-        bSound = std::all_of(found.gl_pathv, found.gl_pathv + found.gl_pathc,
-                             [](const char* szPath) { return IsSoundCatalogue(szPath) == 1; });
-    }
-    globfree(&found);
+    while (const dirent* pEntry = bSound ? readdir(pFolder) : nullptr)
+        bSound = pEntry->d_name[0] == '.' || IsHarmless(pEntry->d_name);
+    closedir(pFolder);
     return bSound;
 }
 
