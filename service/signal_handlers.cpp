@@ -39,6 +39,13 @@ bool IsAnyProtectionOn() {
     return g_bBrowsingProtection == 1 || g_bPhishingProtection == 1 || g_bWebCategoryFilter == 1;
 }
 
+// One that failed at the start gets another chance.
+void RetryReportModule() {
+    if (g_bReportModuleLoaded == 1 || !PauseWorkers()) return;
+    LoadReportModule();
+    ResumeWorkers();
+}
+
 // With the switches of the policy that has come in force.
 void RestartProtection() {
     if (!IsAnyProtectionOn()) return StopCategoryEngine();
@@ -59,11 +66,11 @@ void OnReloadSignal(int) {
     sigset_t saved;
     BlockControlSignals(&saved);
     // With live traffic the workers go on while the policy is made.
-    const bool bBeside = g_bLiveTraffic == 1 && g_bReportModuleLoaded == 1;
+    const bool bBeside = g_bLiveTraffic == 1;
+    if (bBeside) RetryReportModule();
     tagPolicy policy = {};
     if (bBeside) (void)MakePolicy(policy);
     if (PauseWorkers()) {
-        if (g_bLiveTraffic == 1) LoadReportModule();  // one that failed at the start gets another chance
         if (!bBeside) (void)MakePolicy(policy);
         PutPolicyInForce(policy);
         RestartProtection();
