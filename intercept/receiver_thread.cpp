@@ -41,6 +41,7 @@ uint8_t TakeDatagram(const tagQueueReceiver& receiver, tagPacketSlot& slot, ssiz
 bool IsOverrun(ssize_t nReceived);
 uint8_t TakeAnswer(int nError);
 bool JudgeHere(const tagPacketSlot& slot);
+bool HandOffReceived(const tagQueueReceiver& receiver, tagPacketSlot& slot, ssize_t nReceived);
 bool HandOff(const tagQueueReceiver& receiver, const tagPacketSlot& slot);
 bool MayStore();
 bool AnswerStored(const tagQueueReceiver& receiver);
@@ -101,9 +102,9 @@ void CloseIdleChannels() {
     }
 }
 
-bool ReceiveForWorkers(const tagQueueReceiver& receiver, tagPacketSlot& slot) {
-    const uint8_t nTaken = TakeDatagram(receiver, slot, Await(receiver, slot));
-    return nTaken == TAKE_PACKET ? HandOff(receiver, slot) : nTaken != TAKE_LOST;
+bool HandOffWaiting(const tagQueueReceiver& receiver, tagPacketSlot& slot) {
+    const ssize_t nReceived = ReceiveWaitingMessage(receiver, {slot.message, ReceiveBufferBytes()});
+    return (nReceived < 0 && errno == EAGAIN) || HandOffReceived(receiver, slot, nReceived);
 }
 
 namespace {
@@ -128,7 +129,7 @@ void ReceivePackets(tagQueueReceiver& receiver) {
     // Not on the stack: a sanitizer would not see that a cancelled thread has left it.
     thread_local tagPacketSlot slot;
     if (g_bLiveTraffic != 1) {
-        while (ReceiveForWorkers(receiver, slot)) {
+        while (HandOffReceived(receiver, slot, Await(receiver, slot))) {
         }
         return;
     }
@@ -192,6 +193,12 @@ bool JudgeHere(const tagPacketSlot& slot) {
     (void)JudgeUnderLock(g_ReceiverAsWorker, slot);
     EndOwnJudging();
     return true;
+}
+
+// False when the channel can no longer be used.
+bool HandOffReceived(const tagQueueReceiver& receiver, tagPacketSlot& slot, ssize_t nReceived) {
+    const uint8_t nTaken = TakeDatagram(receiver, slot, nReceived);
+    return nTaken == TAKE_PACKET ? HandOff(receiver, slot) : nTaken != TAKE_LOST;
 }
 
 // False when libmnl rejects the message: the channel is then broken.

@@ -23,10 +23,10 @@ tagQueueReceiver& ReceiverOfQueue(uint32_t nQueueNum);
 // caller's signal mask. 0, the channel's result, or the error number of pthread_create. Main thread.
 int StartQueueReceiver(tagQueueReceiver& receiver);
 
-// Receives one message and stores it for the workers, or answers it: what the receiver does itself as long as
-// its channel can be used, and what a worker does in its place (receiver_watch.h). `slot` is the caller's
-// room for the message. False when the channel can no longer be used. Receiver, or the worker that stands in.
-bool ReceiveForWorkers(const tagQueueReceiver& receiver, tagPacketSlot& slot);
+// Receives the message that waits, if one does, and stores it for the workers, or answers it, in the place of
+// the receiver (receiver_watch.h). `slot` is the caller's room for the message. False when the channel can no
+// longer be used. A worker.
+bool HandOffWaiting(const tagQueueReceiver& receiver, tagPacketSlot& slot);
 
 // Waits until every receiver has announced its end. Main thread; signal handlers run meanwhile, while this
 // thread holds no lock, and may stop and join the receivers themselves.

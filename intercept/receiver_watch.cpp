@@ -1,5 +1,6 @@
 #include "intercept/receiver_watch.h"
 
+#include <poll.h>
 #include <time.h>
 
 #include <atomic>
@@ -80,11 +81,13 @@ void EndWatch(void*) {
     s_bWatched.store(false);
 }
 
-// The receiver may get on while this waits for a packet; one more is then read here, and that is all.
+// Never waits for a packet that the receiver, which may have got on, takes first: with its next one it may
+// come to need this worker again.
 void StandIn(uint64_t nTurn, tagPacketSlot& slot) {
     SendGatheredVerdicts(g_QueueReceivers[0]);
+    pollfd wait{mnl_socket_get_fd(g_QueueReceivers[0].pSocket), POLLIN, 0};
     while (s_nTurn.load(std::memory_order_relaxed) == nTurn) {
-        if (ReceiveForWorkers(g_QueueReceivers[0], slot)) continue;
+        if (poll(&wait, 1, RECEIVER_WATCH_MS) != 1 || HandOffWaiting(g_QueueReceivers[0], slot)) continue;
         // The receiver has to learn that the channel is lost: the kernel answers this as well.
         SendVerdict(g_QueueReceivers[0], UINT32_MAX, 1);
         return;
