@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <atomic>
 #include <cstdint>
 
 #include "common/monotonic_ms.h"
@@ -17,11 +18,13 @@ constexpr int LOCK_LOOK_US = 50;
 constexpr int LOCK_REST_MS = 20;
 
 pthread_mutex_t s_PauseLock = PTHREAD_MUTEX_INITIALIZER;
+std::atomic<bool> s_bTaking{false};  // somebody takes the locks of all
 
 using JudgeLocks = std::array<pthread_mutex_t*, NUM_WORKER_THREADS + 1>;
 
+bool TakePauseLock(int64_t nUntil);
 JudgeLocks AllLocks();
-bool TakeAllLocks(int64_t nWaitMs);
+bool TakeAllLocks(int64_t nUntil);
 bool TakeAllSoon(const JudgeLocks& locks);
 bool TakeSoon(pthread_mutex_t* pLock, int64_t nUntil);
 }  // namespace
@@ -40,7 +43,8 @@ int StartAllWorkers() {
 }
 
 bool PauseWorkers() {
-    pthread_mutex_lock(&s_PauseLock);
+    const int64_t nUntil = MonotonicMs() + PAUSE_WAIT_SECONDS * 1000;
+    if (!TakePauseLock(nUntil)) return false;
     uint32_t nIndex = 0;
     for (tagWorkerThread& worker : g_WorkerThreads) {
         if (GetThreadLife(worker.nLife) != THREAD_RUNNING) {
@@ -49,7 +53,7 @@ bool PauseWorkers() {
         }
         ++nIndex;
     }
-    if (TakeAllLocks(PAUSE_WAIT_SECONDS * 1000)) return true;
+    if (TakeAllLocks(nUntil)) return true;
     pthread_mutex_unlock(&s_PauseLock);
     return false;
 }
@@ -74,7 +78,19 @@ void ResumeOtherWorkers() {
     pthread_mutex_unlock(&s_PauseLock);
 }
 
+void LetPauseBegin() {
+    while (s_bTaking)
+        usleep(LOCK_LOOK_US);
+}
+
 namespace {
+// With LiveTraffic 1 a worker that pauses the others may wait for a packet that takes long.
+bool TakePauseLock(int64_t nUntil) {
+    if (g_bLiveTraffic != 1) return pthread_mutex_lock(&s_PauseLock) == 0;
+    const timespec until{nUntil / 1000, nUntil % 1000 * 1'000'000};
+    return pthread_mutex_clocklock(&s_PauseLock, CLOCK_MONOTONIC, &until) == 0;
+}
+
 // In the order in which they are taken.
 JudgeLocks AllLocks() {
     JudgeLocks locks;
@@ -87,34 +103,35 @@ JudgeLocks AllLocks() {
 
 // With LiveTraffic 1 the locks of the others are given back while one packet takes long: it must not keep the
 // rest from being judged for as long as somebody waits to pause them. Then it may also be in vain.
-bool TakeAllLocks(int64_t nWaitMs) {
+bool TakeAllLocks(int64_t nUntil) {
     const JudgeLocks locks = AllLocks();
     if (g_bLiveTraffic != 1) {
         for (pthread_mutex_t* pLock : locks)
             pthread_mutex_lock(pLock);
         return true;
     }
-    const int64_t nBegin = MonotonicMs();
     while (!TakeAllSoon(locks)) {
-        if (MonotonicMs() - nBegin > nWaitMs) return false;
+        if (MonotonicMs() > nUntil) return false;
         usleep(LOCK_REST_MS * 1000);
     }
     return true;
 }
 
-// All, or none.
+// All, or none. Workers begin with no other packet meanwhile: with one after the other at hand, each would
+// have its lock again before this looked, and hardly ever would all be free within that time.
 bool TakeAllSoon(const JudgeLocks& locks) {
     const int64_t nUntil = MonotonicMs() + LOCK_WAIT_MS;
-    for (auto pTaken = locks.begin(); pTaken != locks.end(); ++pTaken) {
-        if (TakeSoon(*pTaken, nUntil)) continue;
-        while (pTaken != locks.begin())
-            pthread_mutex_unlock(*--pTaken);
-        return false;
-    }
-    return true;
+    s_bTaking = true;
+    auto pTaken = locks.begin();
+    while (pTaken != locks.end() && TakeSoon(*pTaken, nUntil))
+        ++pTaken;
+    const bool bAll = pTaken == locks.end();
+    while (!bAll && pTaken != locks.begin())
+        pthread_mutex_unlock(*--pTaken);
+    s_bTaking = false;
+    return bAll;
 }
 
-// A worker that is only busy has its lock free after each packet, for about as long as it was taken.
 bool TakeSoon(pthread_mutex_t* pLock, int64_t nUntil) {
     while (pthread_mutex_trylock(pLock) != 0) {
         if (MonotonicMs() > nUntil) return false;

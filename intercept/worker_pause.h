@@ -14,8 +14,8 @@ constexpr int PAUSE_WAIT_SECONDS = 12;
 
 // Re-creates each worker that has ended, and takes its lock: on return of true no worker is in the decision
 // flow. A worker that cannot be re-created stays ended. False, with nothing paused, when with LiveTraffic 1 a
-// packet is judged for longer than that: the main thread must be able to stop. Main thread, with the control
-// signals blocked.
+// packet is judged for longer than that, whoever waits for it: the main thread must be able to stop. Main
+// thread, with the control signals blocked.
 [[nodiscard]] bool PauseWorkers();
 
 // Lets the workers go on. Main thread, after PauseWorkers.
@@ -26,3 +26,7 @@ void PauseOtherWorkers();
 
 // Gives back all locks but the calling worker's own. After PauseOtherWorkers.
 void ResumeOtherWorkers();
+
+// Before a worker takes its lock for a packet: returns once nobody is about to take the locks of all, which
+// with LiveTraffic 1 takes 5 ms at most. A cancellation point. Worker.
+void LetPauseBegin();

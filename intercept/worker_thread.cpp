@@ -16,6 +16,7 @@
 #include "intercept/store_progress.h"
 #include "intercept/thread_life.h"
 #include "intercept/verdict_batch.h"
+#include "intercept/worker_pause.h"
 
 tagWorkerThread g_WorkerThreads[NUM_WORKER_THREADS];
 tagWorkerThread g_ReceiverAsWorker{NUM_WORKER_THREADS, {}, PTHREAD_MUTEX_INITIALIZER, THREAD_NONE, 1};
@@ -118,6 +119,7 @@ void JudgePackets(tagWorkerThread& worker) {
         pthread_mutex_unlock(&g_PacketStoreLock);
         if (nPopped != 0) continue;
 
+        LetPauseBegin();
         pthread_mutex_lock(&worker.lock);
         if (JudgeUnderLock(worker, slot) < 0) return;
     }

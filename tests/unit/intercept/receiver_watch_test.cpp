@@ -25,6 +25,7 @@ std::atomic<bool> s_bHeld{false};
 std::atomic<tagWorkerThread*> s_pHolder{nullptr};
 
 int ScanHeld(const char* szURL) {
+    if (std::strstr(szURL, "slow")) usleep(6'000);
     if (!std::strstr(szURL, "held")) return 0;
     s_pHolder = CurrentWorker();
     while (s_bHeld)
@@ -127,6 +128,49 @@ TEST_F(ReceiverWatch, TwoPacketsThatTakeLongHoldUpNoThird) {
         EXPECT_TRUE(NextVerdict());
         EXPECT_TRUE(NextVerdict());
     }
+}
+
+// The worker that stood in for the first held packet has to come again for the second, wherever the moment of
+// its return falls.
+TEST_F(ReceiverWatch, APacketThatTakesLongKeepsNoVerdictBackThatWasGathered) {
+    for (int nRound = 0; nRound < 40; ++nRound) {
+        SetCost(1);
+        HoldTheReceiver();
+        usleep(3 * RECEIVER_WATCH_MS * 1000);
+        s_bHeld = false;
+        ASSERT_TRUE(NextVerdict());
+        usleep(1'000);
+        s_bHeld = true;
+        DeliverRequest(2);
+        DeliverRequest(3, "held.example");
+        const auto verdict = NextVerdict();
+        s_bHeld = false;
+        ASSERT_TRUE(verdict) << "round " << nRound;
+        EXPECT_EQ(verdict->nPacketId, 2u);
+        ASSERT_TRUE(NextVerdict());
+    }
+}
+
+// Each of them always has the next packet at hand.
+TEST_F(ReceiverWatch, BusyWorkersLetAReloadIn) {
+    SetCost(1'000'000);
+    std::atomic<bool> bEnd{false};
+    std::thread load([&] {
+        for (uint32_t nId = 1; !bEnd; ++nId) {
+            DeliverRequest(nId, "slow.example");
+            if (nId > 100) (void)NextVerdict();
+        }
+        while (NextVerdict(100)) {
+        }
+    });
+    usleep(200'000);
+    for (int nReload = 0; nReload < 3; ++nReload) {
+        EXPECT_TRUE(PauseWorkers());
+        ResumeWorkers();
+        usleep(50'000);
+    }
+    bEnd = true;
+    load.join();
 }
 
 TEST_F(ReceiverWatch, WhenAllHangTheRestPassesUntilOneReturns) {
