@@ -13,7 +13,8 @@ self=$(realpath "$0")
 product=/usr/lib/Morvane/Morvane
 lists=/var/lib/websec/lists
 if [ "${1:-}" != --inside ]; then
-    build=$(realpath "${1:?build directory}")
+    [ -d "${1:-}" ] || { sed -n '2,/^set/{/^#/s/^#\( \|$\)//p}' "$0" >&2; exit 2; }
+    build=$(realpath "$1")
     exec "${self%/*}/../tests/support/lab.sh" "$build" "$self" --inside "$build" "${2:-}"
 fi
 build=$2
@@ -127,7 +128,7 @@ note() { # STATE-EXPECTED STATE PAGE BLOCKS HEALED
 }
 
 healed() {
-    [ "$(blocks)" = lpc ] && echo healed || echo NOT
+    [ "$(blocks)" = lpc ] && [ "$(loads)" = loads ] && echo healed || echo NOT
 }
 
 # row NAME EXPECTED-AT-START BREAK MEND: the two are shell commands. EXPECTED is rests or ended; a reload must
@@ -586,4 +587,5 @@ failing_iptables_row
 second_daemon_row
 running_rows
 printf '\n%d rows, %d not as expected\n' "$rows" "$bad"
+[ "$rows" != 0 ] || { echo "no row has '$only' in its name" >&2; exit 2; }
 [ "$bad" = 0 ]

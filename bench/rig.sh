@@ -9,16 +9,22 @@
 set -eu -o pipefail
 rig=$(realpath "$(dirname "$0")")/rig
 export RIG_QUICK=0 RIG_JUDGES=""
+usage() { sed -n '2,/^set/{/^# /s/^# //p}' "$0"; }
 while [ $# -gt 0 ]; do
     case $1 in
         --quick) RIG_QUICK=1 ;;
         --judges) RIG_JUDGES=$2 && shift ;;
+        --help) usage && exit ;;
+        -*) usage >&2 && exit 2 ;;
         *) break ;;
     esac
     shift
 done
-[ $# -ge 2 ] || { sed -n '2,/^set/{/^# /s/^# //p}' "$0" >&2; exit 2; }
+[ $# -ge 2 ] || { usage >&2; exit 2; }
 build=$(realpath "$1")
+case $(realpath -m "$2")/ in
+    /etc/* | /run/* | /usr/* | /var/*) echo "$2: what is written there stays in the lab" >&2 && exit 2 ;;
+esac
 mkdir -p "$2"
 out=$(realpath "$2")
 shift 2
@@ -64,6 +70,7 @@ for part in "$@"; do
     [ -x "$rig/${part//-/_}.sh" ] || { echo "no such part: $part" >&2; exit 2; }
     export RIG_RAW=$out/$part.raw.tsv RIG_BIN=$build/bench/rig
     begun="$(date +%F\ %R), load $(cut -d' ' -f1-3 /proc/loadavg)"
+    [ -n "$("$rig/${part//-/_}.sh" lanes)" ] || { echo "$part: nobody of --judges takes part" >&2; continue; }
     in_labs "$part"
     echo "begun $begun; ended with load $(cut -d' ' -f1-3 /proc/loadavg)" >"$out/$part.when"
     python3 "$rig/${part//-/_}.py" "$out/$part" | tee "$out/$part.md"

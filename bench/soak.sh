@@ -10,7 +10,11 @@ set -u
 self=$(realpath "$0")
 product=/usr/lib/Morvane/Morvane
 if [ "${1:-}" != --inside ]; then
-    exec "${self%/*}/../tests/support/lab.sh" "${1:?build directory}" "$self" --inside "${2:-60}"
+    if [ ! -d "${1:-}" ] || [[ ! ${2:-60} =~ ^[0-9]+$ ]]; then
+        sed -n '2,/^set/{/^#/s/^#\( \|$\)//p}' "$0" >&2
+        exit 2
+    fi
+    exec "${self%/*}/../tests/support/lab.sh" "$1" "$self" --inside "${2:-60}"
 fi
 minutes=$2
 soak=$LAB_DIR/soak
@@ -27,6 +31,8 @@ again() {
         begin=${EPOCHREALTIME//[^0-9]/}
         if "$@" >"$soak/$kind.out" 2>&1; then seen=loads; else seen=fails; fi
         took=$(((${EPOCHREALTIME//[^0-9]/} - begin) / 1000))
+        # What is blocked ends by a reset, not by a time-out.
+        if [ $seen = fails ] && [ $took -ge 25000 ]; then seen=hangs; fi
         [ $took -gt $longest ] && longest=$took
         if [ $seen = "$expected" ]; then
             right=$((right + 1))
@@ -47,7 +53,7 @@ burst() { get -Z --parallel-max 50 'http://allowed.example/[1-200]'; }
 # The same connection for all of them.
 keep() { get 'http://allowed.example/[1-100]'; }
 fetch() { wget -q -T 30 -t 1 --no-check-certificate -O /dev/null "$@"; }
-shake() { openssl s_client -connect "$1:443" -servername "$1" </dev/null 2>&1 | grep -q 'BEGIN CERTIFICATE'; }
+shake() { timeout 30 openssl s_client -connect "$1:443" -servername "$1" </dev/null 2>&1 | grep -q 'BEGIN CERTIFICATE'; }
 
 # A hello in segments of 100 bytes, then the rest of the handshake.
 split_hello() {

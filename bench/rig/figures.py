@@ -31,14 +31,26 @@ def ratio(lines, key, own, other):
     return mean, mean * statistics.stdev(logs) / math.sqrt(len(logs))
 
 
-def write(path, rows):
-    """rows: dicts with the same keys. As PATH.tsv and PATH.json."""
+def flat(row):
+    """A pair becomes two columns, the second one the error."""
+    cells = {}
+    for key, value in row.items():
+        cells[key] = value[0] if isinstance(value, tuple) else value
+        if isinstance(value, tuple):
+            cells[key + "_error"] = value[1]
+    return cells
+
+
+def write(path, rows, starts=()):
+    """rows: dicts with the same keys, starts others of their own. As PATH.tsv and, with the starts, PATH.json."""
+    rows = [flat(row) for row in rows]
+    columns = dict.fromkeys(key for row in rows for key in row)
     with open(path + ".tsv", "w", encoding="ascii") as file:
-        table = csv.DictWriter(file, rows[0].keys(), delimiter="\t", lineterminator="\n")
+        table = csv.DictWriter(file, columns, delimiter="\t", lineterminator="\n")
         table.writeheader()
         table.writerows(rows)
     with open(path + ".json", "w", encoding="ascii") as file:
-        json.dump({"when": when(path), "rows": rows}, file, indent=1)
+        json.dump({"when": when(path), "rows": rows, "starts": starts}, file, indent=1)
 
 
 def show(rows, columns):

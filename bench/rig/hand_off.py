@@ -1,4 +1,5 @@
 """hand_off.py OUT: the table, files and plot of the part hand-off."""
+import shutil
 import sys
 
 import figures
@@ -58,7 +59,8 @@ def main(out):
     measured = [judge for judge in JUDGES if judge in {line["judge"] for line in lines}]
     rows = [row(lines, kind, placement, judge)
             for placement in PLACEMENTS for kind in KINDS for judge in measured]
-    figures.write(out, rows)
+    begun = [start_row(starts, judge) for judge in measured if judge != "none"]
+    figures.write(out, rows, begun)
     rounds = len({line["round"] for line in lines})
     print(f"hand-off: {rounds} rounds, {figures.when(out)}")
     groups = [(f"{KINDS[kind]}, {PLACEMENTS[placement]}",
@@ -68,8 +70,8 @@ def main(out):
         print(f"\n{name}:\n")
         figures.show(group, COLUMNS)
     print("\nstarts:\n")
-    figures.show([start_row(starts, judge) for judge in measured if judge != "none"], STARTS)
-    if "suricata" not in measured:
+    figures.show(begun, STARTS)
+    if not shutil.which("suricata"):
         print("\nsuricata: not installed")
     figures.bars(out, f"Requests a second by who sits at the queue ({figures.when(out)})",
                  [(name, [(line["judge"], line["rate"], f'{line["rate"]:,.0f}/s, p50 {line["p50_us"]:.0f} µs')

@@ -36,12 +36,13 @@ def main(out):
     judges = dict.fromkeys((line["judge"], line["host"]) for line in lines)
     lengths = dict.fromkeys(line["length"] for line in lines)
     rows = [row(lines, length, judge, host) for judge, host in judges for length in lengths]
-    figures.write(out, rows)
+    starts = [start_row(every, length, judge)
+              for judge in dict.fromkeys(judge for judge, _ in judges) for length in lengths]
+    figures.write(out, rows, starts)
     print(f"lists: {len({line['round'] for line in lines})} rounds, {figures.when(out)}\n")
     figures.show(rows, COLUMNS)
     print("\nstarts:\n")
-    figures.show([start_row(every, length, judge)
-                  for judge in dict.fromkeys(judge for judge, _ in judges) for length in lengths], STARTS)
+    figures.show(starts, STARTS)
     figures.bars(out, f"Requests a second by the length of each list ({figures.when(out)})",
                  [(f"{judge}, {host}", [(line["length"], line["rate"], f'{line["rate"]:,.0f}/s')
                                         for line in rows if (line["judge"], line["host"]) == (judge, host)])

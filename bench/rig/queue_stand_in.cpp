@@ -38,7 +38,7 @@ constexpr int LIVE_BUFFER_BYTES = 16 << 20;
 constexpr uint32_t PLAIN_COPY_RANGE = 65535;
 constexpr uint32_t LIVE_COPY_RANGE = SLOT_BYTES - 256;
 constexpr uint32_t LIVE_FLAGS = NFQA_CFG_F_GSO | NFQA_CFG_F_FAIL_OPEN | NFQA_CFG_F_UID_GID;
-constexpr uint32_t LIVE_QUEUE_LENGTH = 8192;
+constexpr uint32_t LIVE_QUEUE_LENGTH = 65535;
 
 struct tagSlot {
     uint32_t nLength;
