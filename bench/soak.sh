@@ -5,7 +5,7 @@
 #     sudo bench/soak.sh BUILD_DIR [MINUTES]
 #
 # 60 minutes unless told. Prints a table of the four quarters and one of the requests. Exit status 0 when nothing
-# ended wrong and the last quarter lies within 5 % of the second one. By itself it keeps two cores at a load of 3 or so.
+# ended wrong and the last quarter lies within 5 % of the second one (the least number of descriptors within two). By itself it keeps two cores at a load of 3 or so.
 set -u
 self=$(realpath "$0")
 product=/usr/lib/Morvane/Morvane
@@ -31,8 +31,8 @@ again() {
         begin=${EPOCHREALTIME//[^0-9]/}
         if "$@" >"$soak/$kind.out" 2>&1; then seen=loads; else seen=fails; fi
         took=$(((${EPOCHREALTIME//[^0-9]/} - begin) / 1000))
-        # What is blocked ends by a reset, not by a time-out.
-        if [ $seen = fails ] && [ $took -ge 25000 ]; then seen=hangs; fi
+        # What is blocked ends by a reset, not by the time-out of 30 seconds.
+        if [ $seen = fails ] && [ $took -ge 29000 ]; then seen=hangs; fi
         [ $took -gt $longest ] && longest=$took
         if [ $seen = "$expected" ]; then
             right=$((right + 1))
@@ -150,7 +150,9 @@ report() {
                 printf "%-8d %8d %13.0f %18.0f %10d %20s %8.1f %6.1f\n", q + 1, n[q], mean(q, 2), mean(q, 6),
                        max[q, 3], min[q, 4] "-" max[q, 4], mean(q, 5), mean(q, 7)
             hold("memory", mean(1, 6), mean(3, 6))
-            hold("descriptors", min[1, 4], min[3, 4])  # those of requests under way come and go
+            # Those of requests under way come and go, so the least of a quarter hangs on how often the daemon rests; one
+            # that is lost with each round, or each hundredth request, makes hundreds.
+            if (min[3, 4] > min[1, 4] + 2) hold("descriptors", min[1, 4], min[3, 4])
             hold("threads", mean(1, 5), mean(3, 5))
             exit bad
         }' "$soak/samples" || failed=1

@@ -87,8 +87,11 @@ namespace {
 // With LiveTraffic 1 a worker that pauses the others may wait for a packet that takes long.
 bool TakePauseLock(int64_t nUntil) {
     if (g_bLiveTraffic != 1) return pthread_mutex_lock(&s_PauseLock) == 0;
-    const timespec until{nUntil / 1000, nUntil % 1000 * 1'000'000};
-    return pthread_mutex_clocklock(&s_PauseLock, CLOCK_MONOTONIC, &until) == 0;
+    while (pthread_mutex_trylock(&s_PauseLock) != 0) {
+        if (MonotonicMs() > nUntil) return false;
+        usleep(LOCK_REST_MS * 1000);
+    }
+    return true;
 }
 
 // In the order in which they are taken.
