@@ -60,7 +60,12 @@ in_labs() {
     done
     # The others would wait for the turn of one that fails.
     for lane in "${lanes[@]}"; do
-        wait -n || { local status=$?; kill -KILL "${labs[@]}" 2>/dev/null; exit $status; }
+        wait -n || {
+            local status=$?
+            echo "a lab of $1 ended early: ${lanes[*]}; the one behind the last line of $RIG_RAW" >&2
+            kill -KILL "${labs[@]}" 2>/dev/null
+            exit $status
+        }
     done
     exec {first}>&-
     rm -r "$RIG_TURNS"

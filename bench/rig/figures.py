@@ -22,13 +22,16 @@ def median(values):
 
 
 def ratio(lines, key, own, other):
-    """The geometric mean of what own(line) has of other(line), round for round, and its standard error."""
+    """The median of what own(line) has of other(line), round for round, and its standard error, from the quartiles: a
+    full store stops a judge for a second now and then. A round in which one of the two served nothing is left out."""
     found = [{line["round"]: float(line[key]) for line in lines if who(line)} for who in (own, other)]
-    logs = [math.log(found[0][number] / found[1][number]) for number in found[0] if found[1].get(number)]
+    logs = [math.log(found[0][number] / found[1][number]) for number in found[0]
+            if found[0][number] and found[1].get(number)]
     if len(logs) < 2:
         return None
-    mean = math.exp(statistics.mean(logs))
-    return mean, mean * statistics.stdev(logs) / math.sqrt(len(logs))
+    middle = math.exp(statistics.median(logs))
+    first, _, third = statistics.quantiles(logs, n=4)
+    return middle, middle * 1.2533 * (third - first) / 1.349 / math.sqrt(len(logs))
 
 
 def flat(row):

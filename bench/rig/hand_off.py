@@ -13,7 +13,8 @@ FLOOR = {"daemon0": "floor"}
 COLUMNS = [("judge", "judge", ""), ("requests/s", "rate", ",.0f"), ("of none", "of_none", ".2f"),
            ("of bare", "of_bare", ".2f"), ("of floor", "of_floor", ".2f"), ("p50 us", "p50_us", ".0f"),
            ("above none", "p50_above_us", ".0f"), ("p99 us", "p99_us", ".0f"), ("user us/packet", "user_us", ".2f"),
-           ("system us/packet", "system_us", ".2f"), ("errors", "errors", ".0f")]
+           ("system us/packet", "system_us", ".2f"), ("rounds at a standstill", "stopped", ""),
+           ("errors", "errors", ".0f")]
 STARTS = [("judge", "judge", ""), ("resident MiB", "resident_mib", ".1f"),
           ("first verdict ms", "first_verdict_ms", ".0f")]
 
@@ -42,7 +43,7 @@ def row(lines, kind, placement, judge):
             "p50_us": each["p50_us"], "p50_above_us": above_none(lines, judge), "p99_us": each["p99_us"],
             "user_us": total["user_ms"] * 1000 / total["packets"] if judged else None,
             "system_us": total["system_ms"] * 1000 / total["packets"] if judged else None,
-            "errors": total["errors"]}
+            "stopped": sum(line["requests"] == "0" for line in own), "errors": total["errors"]}
 
 
 def start_row(starts, judge):

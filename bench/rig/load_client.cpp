@@ -178,5 +178,5 @@ int main(int argc, char** argv) {
     load.nEpoll = epoll_create1(EPOLL_CLOEXEC);
     load.microseconds.reserve(1 << 20);
     Run(load, std::chrono::duration<double>(std::atof(argv[3])));
-    return load.microseconds.empty() ? 1 : 0;
+    return 0;
 }
