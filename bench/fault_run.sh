@@ -368,6 +368,7 @@ hang_row() {
     [ "$4" -ge 4 ] || [ "$page $kept" = "3/3 lpc" ] || seen="$seen BAD"
     [ "$(remarks)" = "$before" ] && seen="$seen silent" || seen="$seen named"
     hang
+    sleep 0.5  # what comes before one of them looks for more may pass
     seen="$seen $(healed)"
     [[ $seen == *healed ]] || seen="$seen BAD"
     hang "$3" "$4" "$5"
