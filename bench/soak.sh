@@ -5,7 +5,8 @@
 #     sudo bench/soak.sh BUILD_DIR [MINUTES]
 #
 # 60 minutes unless told. Prints a table of the four quarters and one of the requests. Exit status 0 when nothing
-# ended wrong and the last quarter lies within 5 % of the second one (the least number of descriptors within two). By itself it keeps two cores at a load of 3 or so.
+# ended wrong and the last quarter lies within 5 % of the second one (the least number of descriptors within two). By
+# itself it keeps two cores at a load of 3 or so.
 set -u
 self=$(realpath "$0")
 product=/usr/lib/Morvane/Morvane

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
-# bursts.sh lanes|all: the part bursts, inside the lab, in a single lane: requests without connections (raw_requests), some of them to a blocked host,
-# with 20 microseconds of added judging for each. The other host counts what comes and drops it. A line of
-# RIG_RAW is one judge with one kind of burst.
+# bursts.sh lanes|all: the part bursts, inside the lab, in a single lane: requests without connections (raw_requests),
+# some of them to a blocked host, with 20 microseconds of added judging for each. The other host counts what comes and
+# drops it. A line of RIG_RAW is one judge with one kind of burst.
 set -eu
 . "$(dirname "$0")/judges.sh"
 if [ "$1" = lanes ]; then

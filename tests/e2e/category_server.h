@@ -3,7 +3,7 @@
 
 #include <sys/types.h>
 
-// The installed websec-catserver, from the constructor until Stop or the end of its scope.
+// The installed websec-catserver, from the constructor to the end of its scope.
 class Catserver {
   public:
     Catserver();
