@@ -12,6 +12,11 @@ void JoinBlocks(tagDecision& block, const tagDecision& older);
 
 }  // namespace
 
+void PrefetchDecision(const tagConnectionMemory& memory, const tagConnection& connection) {
+    for (const tagDecision& entry : memory[SetOf(connection)])
+        __builtin_prefetch(&entry);
+}
+
 const tagDecision* FindDecision(const tagConnectionMemory& memory, const tagConnection& connection,
                                 int64_t nNowMs) {
     for (const tagDecision& entry : memory[SetOf(connection)]) {

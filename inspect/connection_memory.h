@@ -55,6 +55,10 @@ constexpr uint32_t MEMORY_SET_SIZE = 4;
 // Each set begins with what was remembered last; the end is forgotten first.
 using tagConnectionMemory = std::array<std::array<tagDecision, MEMORY_SET_SIZE>, MEMORY_SETS>;
 
+// Lets the processor fetch what is remembered about the connection beside other work: it was last touched
+// many packets ago, unless the connection is a busy one.
+void PrefetchDecision(const tagConnectionMemory& memory, const tagConnection& connection);
+
 // The decision remembered about the connection, or null.
 const tagDecision* FindDecision(const tagConnectionMemory& memory, const tagConnection& connection,
                                 int64_t nNowMs);

@@ -25,17 +25,21 @@ int FindHeaderValue(std::string_view name, std::span<const uint8_t> data, char (
     const uint8_t* pCursor = data.data();
     uint32_t nLeft = static_cast<uint32_t>(data.size());
     while (const uint32_t nLength = NextHeaderLine(pCursor, nLeft)) {
-        std::string_view line(reinterpret_cast<const char*>(pCursor), nLength);
-        if (line.size() <= name.size()) continue;
-        if (!EqualNoCase(line.substr(0, name.size()), name)) continue;
-        line.remove_prefix(name.size());
-        line.remove_prefix(std::min(line.find_first_not_of(" \t"), line.size()));
-        if (g_bLiveTraffic == 1) line = line.substr(0, line.find_last_not_of(" \t") + 1);
-        if (line.size() >= sizeof szValue) return -1;
-        CopyText(szValue, line);
+        auto value = ValueInLine({reinterpret_cast<const char*>(pCursor), nLength}, name);
+        if (!value) continue;
+        if (g_bLiveTraffic == 1) value = value->substr(0, value->find_last_not_of(" \t") + 1);
+        if (value->size() >= sizeof szValue) return -1;
+        CopyText(szValue, *value);
         return 0;
     }
     return -1;
+}
+
+std::optional<std::string_view> ValueInLine(std::string_view line, std::string_view name) {
+    if (line.size() <= name.size() || !EqualNoCase(line.substr(0, name.size()), name)) return std::nullopt;
+    line.remove_prefix(name.size());
+    line.remove_prefix(std::min(line.find_first_not_of(" \t"), line.size()));
+    return line;
 }
 
 uint32_t NextHeaderLine(const uint8_t*& pCursor, uint32_t& nLeft) {

@@ -7,6 +7,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <string_view>
 
@@ -23,6 +24,10 @@ int ExtractHTTPRequest(const tagPacketInfo* pPacket, tagWebRequest* pRequest);
 // Returns 0, or -1 when there is no such line or the first one is longer than the field; szValue is then left
 // as it was.
 int FindHeaderValue(std::string_view name, std::span<const uint8_t> data, char (&szValue)[256]);
+
+// What stands behind `name` (its colon included, in any case of letters) and blanks in a line that begins
+// with it; nothing for any other line, and for one that ends with the name.
+std::optional<std::string_view> ValueInLine(std::string_view line, std::string_view name);
 
 // Moves pCursor, with nLeft bytes from it to the end of the data, over the rest of the current line and its
 // end. Returns the length of the line that then lies under it; 0 for an empty line or the end of the data.

@@ -10,10 +10,14 @@ constexpr uint64_t LONGEST_BODY = 1u << 30;  // whose end is still told apart by
 
 tagConnectionMemory g_Memory;
 
-tagBehind FindBehind(const tagPacketInfo& part, int64_t nNowMs);
+tagBehind FindBehind(const tagPacketInfo& part, tagRequestEnd end, int64_t nNowMs);
 bool IsCovered(const tagDecision& known, const tagPacketInfo& piece);
 
 }  // namespace
+
+void ExpectJudged(const tagPacketInfo& part) {
+    PrefetchDecision(g_Memory, ConnectionOf(part));
+}
 
 const tagDecision* FindJudged(const tagPacketInfo& part, int64_t nNowMs) {
     return FindDecision(g_Memory, ConnectionOf(part), nNowMs);
@@ -64,14 +68,15 @@ void NoteBehind(const tagPacketInfo& part, const tagBehind& behind, int64_t nNow
     RememberDecision(g_Memory, noted);
 }
 
-void NoteRequests(const tagPacketInfo& part, int64_t nNowMs) {
-    NoteBehind(part, FindBehind(part, nNowMs), nNowMs);
+void NoteRequests(const tagPacketInfo& part, const tagRequestEnd& end, int64_t nNowMs) {
+    NoteBehind(part, FindBehind(part, end, nNowMs), nNowMs);
 }
 
-void NotePending(const tagPacketInfo& piece, const tagPacketInfo& part, int64_t nNowMs) {
+void NotePending(const tagPacketInfo& piece, const tagPacketInfo& part, const tagRequestEnd& end,
+                 int64_t nNowMs) {
     const tagDecision* pKnown = FindJudged(part, nNowMs);
     const bool bCovered = pKnown && IsCovered(*pKnown, piece);
-    const tagBehind behind = bCovered ? tagBehind{BEHIND_NEXT, pKnown->nNext} : FindBehind(part, nNowMs);
+    const tagBehind behind = bCovered ? tagBehind{BEHIND_NEXT, pKnown->nNext} : FindBehind(part, end, nNowMs);
     RememberDecision(g_Memory, {ConnectionOf(piece), piece.nSeq, SequenceEnd(piece), DECISION_PENDING, nNowMs,
                                 behind.nKind, behind.nNext});
 }
@@ -95,10 +100,9 @@ void NoteBlocked(const tagPacketInfo& part, int64_t nNowMs) {
 
 namespace {
 
-// What comes behind the last request that begins in the part.
-tagBehind FindBehind(const tagPacketInfo& part, int64_t nNowMs) {
+// What comes behind the last request that begins in the part, whose first one ends there.
+tagBehind FindBehind(const tagPacketInfo& part, tagRequestEnd end, int64_t nNowMs) {
     tagPacketInfo last = part;
-    tagRequestEnd end = FindRequestEnd(DataOf(last));
     for (size_t nNext; (nNext = FindNextRequest(DataOf(last), end)) < last.nDataLen;) {
         StepTo(last, nNext);
         if (ReadRequestPrefix(DataOf(last)) != PREFIX_ENOUGH) return {BEHIND_NEXT, last.nSeq};

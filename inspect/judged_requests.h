@@ -16,6 +16,9 @@ struct tagBehind {
     uint32_t nNext;  // sequence number, of BEHIND_NEXT
 };
 
+// The part's connection will be asked for. Any thread, without the lock.
+void ExpectJudged(const tagPacketInfo& part);
+
 // What is known of the part's connection, or null; good until the next call that notes something.
 const tagDecision* FindJudged(const tagPacketInfo& part, int64_t nNowMs);
 
@@ -33,11 +36,13 @@ tagBehind BehindEnd(const tagRequestEnd& end, uint32_t nSeq);
 // stay as they are.
 void NoteBehind(const tagPacketInfo& part, const tagBehind& behind, int64_t nNowMs);
 
-// The same for a part to judge, by the last request that begins in it; if its headers go on, they are kept.
-void NoteRequests(const tagPacketInfo& part, int64_t nNowMs);
+// The same for a part to judge, whose first request ends there, by the last request that begins in it; if its
+// headers go on, they are kept.
+void NoteRequests(const tagPacketInfo& part, const tagRequestEnd& end, int64_t nNowMs);
 
 // Notes that the queued piece waits for the verdict about the part, which was put together with it.
-void NotePending(const tagPacketInfo& piece, const tagPacketInfo& part, int64_t nNowMs);
+void NotePending(const tagPacketInfo& piece, const tagPacketInfo& part, const tagRequestEnd& end,
+                 int64_t nNowMs);
 
 // The verdict. What has come behind an allowed one meanwhile stays known.
 void NoteAllowed(const tagPacketInfo& part, int64_t nNowMs);

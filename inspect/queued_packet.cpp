@@ -15,7 +15,6 @@
 #include "inspect/excluded_range.h"
 #include "inspect/ipv4_tcp.h"
 #include "inspect/request_gathering.h"
-#include "inspect/request_prefix.h"
 #include "intercept/packet_info.h"
 #include "intercept/queue_attributes.h"
 #include "report/block_report.h"
@@ -100,9 +99,8 @@ void JudgeLivePacket(tagPacketInfo& packet) {
 uint8_t JudgeRequests(tagPacketInfo& part, tagStreamBuffer& gathered, tagWebRequest& request) {
     do {
         if (BuildRequest(part, request) && JudgeAndCount(request) == NF_DROP) return NF_DROP;
-        const size_t nNext = FindNextRequest(DataOf(part), FindRequestEnd(DataOf(part)));
-        if (nNext == part.nDataLen) break;
-        StepTo(part, nNext);
+        if (part.nNextRequest == part.nDataLen) break;
+        StepTo(part, part.nNextRequest);
         ClearRequest(request);
     } while (GatherNextRequest(part, gathered, MonotonicMs()) == GATHER_JUDGE);
     return NF_ACCEPT;

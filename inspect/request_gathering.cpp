@@ -33,6 +33,7 @@ uint8_t PassTooLong(const tagPacketInfo& part, int64_t nNowMs);
 uint8_t PassUnjudged(tagPacketInfo& part, uint8_t nPrefix, int64_t nNowMs);
 uint8_t Release(tagPacketInfo& part);
 
+tagRequestEnd EndOfFirst(tagPacketInfo& part);
 void LeadTo(tagPacketInfo& part, std::span<const uint8_t> request, uint32_t nSeq, tagStreamBuffer& buffer);
 bool LeadToOrphan(tagPacketInfo& part, uint32_t nSeq, tagStreamBuffer& buffer, int64_t nNowMs);
 
@@ -41,13 +42,17 @@ bool LeadToOrphan(tagPacketInfo& part, uint32_t nSeq, tagStreamBuffer& buffer, i
 uint8_t GatherRequest(tagPacketInfo& part, tagStreamBuffer& buffer, int64_t nNowMs) {
     part.nStreamMark = STREAM_KEEP;
     if (part.nDataLen == 0) return GATHER_PASS;
+    ExpectJudged(part);
     const tagPacketInfo piece = part;
     const uint8_t nAlone = ReadRequestPrefix(DataOf(part));
 
     pthread_mutex_lock(&g_Lock);
     uint8_t nAnswer = AnswerFromMemory(part, nNowMs);
     if (nAnswer == GATHER_PASS) nAnswer = Gather(part, nAlone, buffer, nNowMs);
-    if (nAnswer == GATHER_JUDGE) NotePending(piece, part, nNowMs);
+    if (nAnswer == GATHER_JUDGE) {
+        const tagRequestEnd end = EndOfFirst(part);
+        NotePending(piece, part, end, nNowMs);
+    }
     pthread_mutex_unlock(&g_Lock);
     return nAnswer;
 }
@@ -56,7 +61,10 @@ uint8_t GatherNextRequest(tagPacketInfo& part, tagStreamBuffer& buffer, int64_t 
     const uint8_t nAlone = ReadRequestPrefix(DataOf(part));
     pthread_mutex_lock(&g_Lock);
     const uint8_t nAnswer = Gather(part, nAlone, buffer, nNowMs);
-    if (nAnswer == GATHER_JUDGE) NoteRequests(part, nNowMs);
+    if (nAnswer == GATHER_JUDGE) {
+        const tagRequestEnd end = EndOfFirst(part);
+        NoteRequests(part, end, nNowMs);
+    }
     pthread_mutex_unlock(&g_Lock);
     return nAnswer;
 }
@@ -246,6 +254,13 @@ uint8_t PassUnjudged(tagPacketInfo& part, uint8_t nPrefix, int64_t nNowMs) {
 uint8_t Release(tagPacketInfo& part) {
     part.nStreamMark = STREAM_RELEASE;
     return GATHER_PASS;
+}
+
+// Of the request that the part begins with; notes where the next one begins.
+tagRequestEnd EndOfFirst(tagPacketInfo& part) {
+    const tagRequestEnd end = FindRequestEnd(DataOf(part));
+    part.nNextRequest = static_cast<uint16_t>(FindNextRequest(DataOf(part), end));
+    return end;
 }
 
 // Makes the part one that begins at nSeq.

@@ -2,16 +2,15 @@
 
 #include <algorithm>
 #include <charconv>
+#include <optional>
 #include <string_view>
 
-#include "common/ascii.h"
 #include "inspect/hello_prefix.h"
 #include "inspect/http_request.h"
 #include "inspect/web_request.h"
 
 namespace {
 
-constexpr std::string_view HOST = "Host:";
 constexpr uint8_t METHOD_CONNECT = 1;
 
 uint8_t ReadHello(std::span<const uint8_t> data);
@@ -73,7 +72,7 @@ uint8_t ReadHTTP(std::span<const uint8_t> data) {
         if (nLeft <= nLength + 1) return PREFIX_MORE;
         const std::string_view line = TextOf({pCursor, nLength});
         if (line.empty()) return PREFIX_ENOUGH;
-        if (line.size() > HOST.size() && EqualNoCase(line.substr(0, HOST.size()), HOST)) return PREFIX_ENOUGH;
+        if (ValueInLine(line, "Host:")) return PREFIX_ENOUGH;
     }
 }
 
@@ -84,12 +83,17 @@ uint8_t ReadFTP(std::span<const uint8_t> data) {
 tagRequestEnd FindHTTPEnd(std::span<const uint8_t> data) {
     const size_t nHead = HeadLength(TextOf(data));
     if (nHead == 0) return {END_LATER, 0};
-    char szValue[256] = "0";
-    if (FindHeaderValue("Transfer-Encoding:", data.first(nHead), szValue) == 0) return {END_UNKNOWN, 0};
-    (void)FindHeaderValue("Content-Length:", data.first(nHead), szValue);
-    const std::string_view value(szValue);
+    std::optional<std::string_view> length;
+    const uint8_t* pCursor = data.data();
+    uint32_t nLeft = static_cast<uint32_t>(nHead);
+    while (const uint32_t nLength = NextHeaderLine(pCursor, nLeft)) {
+        const std::string_view line = TextOf({pCursor, nLength});
+        if (ValueInLine(line, "Transfer-Encoding:")) return {END_UNKNOWN, 0};
+        if (!length) length = ValueInLine(line, "Content-Length:");
+    }
+    if (!length) return {END_AT, nHead};
     uint64_t nBody = 0;
-    const auto parsed = std::from_chars(value.data(), value.data() + value.size(), nBody);
+    const auto parsed = std::from_chars(length->data(), length->data() + length->size(), nBody);
     if (parsed.ec != std::errc() || nBody > UINT64_MAX - nHead) return {END_UNKNOWN, 0};
     return {END_AT, nHead + nBody};
 }

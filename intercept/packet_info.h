@@ -36,4 +36,7 @@ struct tagPacketInfo {
     uint8_t nStreamMark;     // STREAM_*: what the verdict is to do with the connection's mark
     uint32_t nUid;
     uint32_t nMark;  // the packet's mark as other software set it; a verdict with a mark keeps it
+
+    // Of a part to judge (GATHER_JUDGE): where the request behind the first begins; nDataLen: there is none.
+    uint16_t nNextRequest;
 };

@@ -92,6 +92,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* pData, size_t nSize) {
             Require(ReadRequestPrefix(judged) == PREFIX_ENOUGH);
             RequireSent(known, part.nSeq, judged);
             const size_t nNext = FindNextRequest(judged, FindRequestEnd(judged));
+            Require(part.nNextRequest == nNext);
             if (nNext == judged.size()) break;
             part.pData += nNext;
             part.nDataLen = static_cast<uint16_t>(part.nDataLen - nNext);

@@ -54,7 +54,7 @@ inline tagOutcome Send(const tagTestPacket& from, int64_t nNowMs, uint32_t nCopi
         while (nNext == GATHER_JUDGE && outcome.bAccepted) {
             EXPECT_EQ(ReadRequestPrefix({part.pData, part.nDataLen}), PREFIX_ENOUGH);
             const std::string_view data(reinterpret_cast<const char*>(part.pData), part.nDataLen);
-            const size_t nEnd = FindNextRequest(DataOf(part), FindRequestEnd(DataOf(part)));
+            const uint16_t nEnd = part.nNextRequest;
             outcome.bAccepted = data.substr(0, nEnd).find(kBad) == std::string::npos;
             if (nEnd == data.size()) break;
             part.pData += nEnd;
