@@ -85,9 +85,9 @@ const nlmsghdr* MakeVerdict(tagQueueMsgBuffer& buffer, const tagQueueReceiver& r
                : BuildRepeatMsg(buffer, packet.nPacketId, receiver.nQueueNum, packet.nMark | nStreamMark);
 }
 
-ssize_t ReceiveWaitingMessage(const tagQueueReceiver& receiver, std::span<uint8_t> buffer) {
+ssize_t ReceiveMessage(const tagQueueReceiver& receiver, std::span<uint8_t> buffer, int nFlags) {
     const int fd = mnl_socket_get_fd(receiver.pSocket);
-    const ssize_t nReceived = recv(fd, buffer.data(), buffer.size(), MSG_DONTWAIT | MSG_TRUNC);
+    const ssize_t nReceived = recv(fd, buffer.data(), buffer.size(), nFlags | MSG_TRUNC);
     if (nReceived <= static_cast<ssize_t>(buffer.size())) return nReceived;
     errno = ENOSPC;
     return -1;

@@ -57,5 +57,7 @@ void SendVerdict(const tagQueueReceiver& receiver, const tagPacketInfo& packet);
 const nlmsghdr* MakeVerdict(tagQueueMsgBuffer& buffer, const tagQueueReceiver& receiver,
                             const tagPacketInfo& packet);
 
-// mnl_socket_recvfrom for a message that is there already; -1 with EAGAIN when none is. Receiver.
-ssize_t ReceiveWaitingMessage(const tagQueueReceiver& receiver, std::span<uint8_t> buffer);
+// What mnl_socket_recvfrom does, by recv, which costs the kernel less than recvmsg. With MSG_DONTWAIT only a
+// message that is there already; -1 with EAGAIN when none is. Receiver, and the worker that stands in; may be
+// cancelled here.
+ssize_t ReceiveMessage(const tagQueueReceiver& receiver, std::span<uint8_t> buffer, int nFlags);

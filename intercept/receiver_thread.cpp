@@ -1,6 +1,7 @@
 #include "intercept/receiver_thread.h"
 
 #include <linux/netfilter.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -103,7 +104,7 @@ void CloseIdleChannels() {
 }
 
 bool HandOffWaiting(const tagQueueReceiver& receiver, tagPacketSlot& slot) {
-    const ssize_t nReceived = ReceiveWaitingMessage(receiver, {slot.message, ReceiveBufferBytes()});
+    const ssize_t nReceived = ReceiveMessage(receiver, {slot.message, ReceiveBufferBytes()}, MSG_DONTWAIT);
     return (nReceived < 0 && errno == EAGAIN) || HandOffReceived(receiver, slot, nReceived);
 }
 
@@ -149,10 +150,11 @@ ssize_t Await(const tagQueueReceiver& receiver, tagPacketSlot& slot) {
 
 // Verdicts are sent before a wait.
 ssize_t AwaitWhenNoneWaits(const tagQueueReceiver& receiver, tagPacketSlot& slot) {
-    const ssize_t nReceived = ReceiveWaitingMessage(receiver, {slot.message, ReceiveBufferBytes()});
+    const std::span buffer(slot.message, ReceiveBufferBytes());
+    const ssize_t nReceived = ReceiveMessage(receiver, buffer, MSG_DONTWAIT);
     if (nReceived >= 0 || errno != EAGAIN) return nReceived;
     SendGatheredVerdicts(receiver);
-    return Await(receiver, slot);
+    return ReceiveMessage(receiver, buffer, 0);
 }
 
 uint8_t TakeDatagram(const tagQueueReceiver& receiver, tagPacketSlot& slot, ssize_t nReceived) {

@@ -3,7 +3,8 @@
 // same packet after two looks, that worker reads the queue in its place until it gets on. Without a watcher
 // the receiver hands everything to the workers, the first of which to be idle again becomes the watcher.
 //
-// A watcher looks every RECEIVER_WATCH_MS while packets come, and sleeps like the others when none do.
+// A watcher looks every RECEIVER_WATCH_MS, or up to as much later, while packets come, and sleeps like the
+// others when none do.
 #pragma once
 
 #include "intercept/packet_store.h"

@@ -21,7 +21,6 @@ void GatherVerdict(const tagQueueReceiver& receiver, const tagPacketInfo& packet
     tagQueueMsgBuffer buffer;
     const nlmsghdr* pMessage = MakeVerdict(buffer, receiver, packet);
     if (!pMessage) return;
-    const CancellationOff cancellationOff;
     pthread_mutex_lock(&s_Lock);
     std::memcpy(s_Bytes.data() + s_nBytes, pMessage, pMessage->nlmsg_len);
     s_nBytes += NLMSG_ALIGN(pMessage->nlmsg_len);
@@ -30,7 +29,6 @@ void GatherVerdict(const tagQueueReceiver& receiver, const tagPacketInfo& packet
 }
 
 void SendGatheredVerdicts(const tagQueueReceiver& receiver) {
-    const CancellationOff cancellationOff;
     pthread_mutex_lock(&s_Lock);
     SendLocked(receiver);
     pthread_mutex_unlock(&s_Lock);
@@ -38,7 +36,9 @@ void SendGatheredVerdicts(const tagQueueReceiver& receiver) {
 
 namespace {
 void SendLocked(const tagQueueReceiver& receiver) {
-    if (s_nBytes != 0) (void)mnl_socket_sendto(receiver.pSocket, s_Bytes.data(), s_nBytes);
+    if (s_nBytes == 0) return;
+    const CancellationOff cancellationOff;
+    (void)mnl_socket_sendto(receiver.pSocket, s_Bytes.data(), s_nBytes);
     s_nBytes = s_nVerdicts = 0;
 }
 }  // namespace

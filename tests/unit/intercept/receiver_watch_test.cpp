@@ -136,7 +136,7 @@ TEST_F(ReceiverWatch, APacketThatTakesLongKeepsNoVerdictBackThatWasGathered) {
     for (int nRound = 0; nRound < 40; ++nRound) {
         SetCost(1);
         HoldTheReceiver();
-        usleep(3 * RECEIVER_WATCH_MS * 1000);
+        usleep(5 * RECEIVER_WATCH_MS * 1000);
         s_bHeld = false;
         ASSERT_TRUE(NextVerdict());
         usleep(1'000);
