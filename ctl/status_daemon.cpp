@@ -48,7 +48,7 @@ void AddDaemon(tagStatus& status, tagHost& host) {
     if (!host.daemon) {
         status.rows.push_back({"daemon", "not running"});
         status.document["daemon"] = nullptr;
-        status.Fail("websec is not running: nothing is blocked", START);
+        status.Fail("websec is not running: nothing is judged", START);
         return;
     }
     AddProcess(status, host);

@@ -26,7 +26,9 @@ def main(out):
     pairs = dict.fromkeys((line["kind"], line["judge"]) for line in lines)
     rows = [row(lines, kind, judge) for kind, judge in pairs]
     figures.write(out, rows)
-    print(f"bursts: medians of {len({line['round'] for line in lines})} rounds, {figures.when(out)}\n")
+    rounds = len({line["round"] for line in lines})
+    told = f"medians of {rounds} rounds" if rounds > 1 else "one round"
+    print(f"bursts: {told}, {figures.when(out)}\n")
     figures.show(rows, COLUMNS)
     judged = [line for line in rows if line["judge"] != "none"]
     figures.bars(out, f"Allowed requests lost and blocked ones served ({figures.when(out)})",

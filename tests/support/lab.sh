@@ -14,7 +14,11 @@
 # (local address, port, host, request line).
 set -eu
 
-build=$(realpath "${1:?build directory}")
+if [ $# -lt 2 ]; then
+    echo "usage: lab.sh BUILD_DIR COMMAND [ARGUMENT...]" >&2
+    exit 2
+fi
+build=$(realpath "$1")
 shift
 self=$(realpath "$0")
 
