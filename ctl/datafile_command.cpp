@@ -28,6 +28,7 @@ void AddBuild(CLI::App& group, const std::vector<std::string>& kinds);
 void AddReading(CLI::App& group, const char* szName, const char* szDescription,
                 const std::vector<std::string>& kinds, void (*Run)(const tagDataFileArguments&));
 void Build(const tagDataFileArguments& arguments);
+void RefuseToReplaceText(const std::string& path);
 void Show(const tagDataFileArguments& arguments);
 void Verify(const tagDataFileArguments& arguments);
 std::string DamageText(const std::string& path, const tagDataFileContent& content);
@@ -61,7 +62,7 @@ void AddBuild(CLI::App& group, const std::vector<std::string>& kinds) {
                        "Text file, - for standard input (default); for category-status on or off");
     pBuild->footer(
         "Records: URL patterns (a leading * finds them anywhere), ranges (10.0.0.0/8), or ports.\n"
-        "Lines that begin with # are comments.\n"
+        "Lines that begin with # are comments. A running websec is told by: pkill -USR2 -x websec\n"
         "Example: websecctl datafile build ranges wsintip.dat ranges.txt");
     pBuild->final_callback([pArguments] { Build(*pArguments); });
 }
@@ -79,6 +80,7 @@ void AddReading(CLI::App& group, const char* szName, const char* szDescription,
 
 void Build(const tagDataFileArguments& arguments) {
     const tagDataFileKind& kind = FindDataFileKind(arguments.kind);
+    RefuseToReplaceText(arguments.file);
     std::vector<std::string> warnings;
     const Records records = ParseRecords(kind, ReadInput(kind, arguments.input), warnings);
     for (const auto& warning : warnings)
@@ -89,6 +91,16 @@ void Build(const tagDataFileArguments& arguments) {
                  {"records", CountRecords(kind, records)},
                  {"warnings", warnings}},
                 Printable(arguments.file) + ": written, " + CountText(kind, records));
+}
+
+// Somebody who named the input in place of the output would lose it.
+void RefuseToReplaceText(const std::string& path) {
+    if (path.ends_with(".dat")) return;  // whatever is in it now
+    const auto old = ReadTextFile(path);
+    if (!old || old->empty() || old->find('\0') != old->npos) return;
+    throw CtlError(
+        Printable(path) +
+        " is a text, not a data file, and stays as it is; name the file to write first, then the text");
 }
 
 void Show(const tagDataFileArguments& arguments) {

@@ -162,6 +162,8 @@ void JudgeQueue(tagStatus& status, tagHost& host, const std::vector<tagQueueOwne
         status.Fail("queue " + number + " is owned by " + OwnerText(*pOwner) +
                         (host.daemon ? ": websec sees no packets" : ": websec cannot have it"),
                     "give websec another queueNum in websec.cfg, and restart it");
+    } else if (pOwner && host.daemon && geteuid() != 0) {
+        status.Warn("who reads queue " + number + " cannot be seen by this user", "run websecctl as root");
     } else if (pOwner) {
         status.Fail("queue " + number + " is owned by a process that cannot be seen from here",
                     geteuid() == 0 ? "" : "run websecctl as root");

@@ -48,6 +48,12 @@ TEST_F(DataFiles, AllKindsGoRoundTrip) {
     }
 }
 
+TEST_F(DataFiles, TheInputIsNotTakenForTheOutput) {
+    WriteFile("mine.txt", "a.example\n");
+    EXPECT_NE(Run({"datafile", "build", "exclusion", Path("mine.txt")}, "").nStatus, 0);
+    EXPECT_EQ(ReadFile("mine.txt"), "a.example\n");
+}
+
 TEST_F(DataFiles, SayWhatIsWrong) {
     const struct {
         const char* szDamage;
