@@ -5,7 +5,7 @@ import figures
 
 COLUMNS = [("requests", "kind", ""), ("judge", "judge", ""), ("sent to allowed", "allowed", ",.0f"),
            ("lost", "allowed_lost", ",.0f"), ("lost at most", "allowed_lost_max", ",.0f"),
-           ("a store like this must lose", "model_lost", ",.0f"), ("sent to blocked", "blocked", ",.0f"),
+           ("its model loses", "model_lost", ",.0f"), ("sent to blocked", "blocked", ",.0f"),
            ("served", "blocked_served", ",.0f"), ("served at most", "blocked_served_max", ",.0f"),
            ("sent within s", "seconds", ".2f"), ("daemon ended", "ended", ".0f")]
 
