@@ -62,7 +62,9 @@ void AddModules(tagStatus& status, tagHost& host) {
         nSound += module.problem.empty();
         nLoaded += bLoaded;
         if (!module.problem.empty()) {
-            status.Fail(module.problem, "install websec again");
+            status.Fail(
+                module.problem + (bLoaded ? "; the running websec has it still, its next start has not" : ""),
+                "install websec again");
         } else if (bMissed && bScans && std::string(module.szName) == URL_SCANNER_FILE) {
             status.Fail("websec has not loaded " + std::string(URL_SCANNER_FILE),
                         "it tries again at its next start or refresh: sudo pkill -USR2 -x websec");
