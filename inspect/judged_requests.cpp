@@ -103,7 +103,8 @@ namespace {
 // What comes behind the last request that begins in the part, whose first one ends there.
 tagBehind FindBehind(const tagPacketInfo& part, tagRequestEnd end, int64_t nNowMs) {
     tagPacketInfo last = part;
-    for (size_t nNext; (nNext = FindNextRequest(DataOf(last), end)) < last.nDataLen;) {
+    for (size_t nNext = part.nNextRequest; nNext < last.nDataLen;
+         nNext = FindNextRequest(DataOf(last), end)) {
         StepTo(last, nNext);
         if (ReadRequestPrefix(DataOf(last)) != PREFIX_ENOUGH) return {BEHIND_NEXT, last.nSeq};
         end = FindRequestEnd(DataOf(last));
