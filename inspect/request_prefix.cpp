@@ -17,7 +17,6 @@ uint8_t ReadHello(std::span<const uint8_t> data);
 uint8_t ReadHTTP(std::span<const uint8_t> data);
 uint8_t ReadFTP(std::span<const uint8_t> data);
 tagRequestEnd FindHTTPEnd(std::span<const uint8_t> data);
-size_t HeadLength(std::string_view text);
 size_t SkipFTPCommands(std::span<const uint8_t> data);
 std::string_view TextOf(std::span<const uint8_t> data);
 
@@ -80,32 +79,27 @@ uint8_t ReadFTP(std::span<const uint8_t> data) {
     return TextOf(data).find_first_of("\r\n") == std::string_view::npos ? PREFIX_MORE : PREFIX_ENOUGH;
 }
 
+// Line by line as servers read them: each up to its LF, whatever stands before that.
 tagRequestEnd FindHTTPEnd(std::span<const uint8_t> data) {
-    const size_t nHead = HeadLength(TextOf(data));
-    if (nHead == 0) return {END_LATER, 0};
+    std::string_view rest = TextOf(data);
     std::optional<std::string_view> length;
-    const uint8_t* pCursor = data.data();
-    uint32_t nLeft = static_cast<uint32_t>(nHead);
-    while (const uint32_t nLength = NextHeaderLine(pCursor, nLeft)) {
-        const std::string_view line = TextOf({pCursor, nLength});
-        if (ValueInLine(line, "Transfer-Encoding:")) return {END_UNKNOWN, 0};
+    bool bInChunks = false;
+    for (;;) {
+        const size_t nEnd = rest.find('\n');
+        if (nEnd == rest.npos) return {END_LATER, 0};
+        const std::string_view line = rest.substr(0, nEnd);
+        rest.remove_prefix(nEnd + 1);
+        if (line.empty() || line == "\r") break;
+        if (ValueInLine(line, "Transfer-Encoding:")) bInChunks = true;
         if (!length) length = ValueInLine(line, "Content-Length:");
     }
+    const size_t nHead = data.size() - rest.size();
+    if (bInChunks) return {END_UNKNOWN, 0};
     if (!length) return {END_AT, nHead};
     uint64_t nBody = 0;
     const auto parsed = std::from_chars(length->data(), length->data() + length->size(), nBody);
     if (parsed.ec != std::errc() || nBody > UINT64_MAX - nHead) return {END_UNKNOWN, 0};
     return {END_AT, nHead + nBody};
-}
-
-// Up to and with the first empty line; 0 when there is none.
-size_t HeadLength(std::string_view text) {
-    for (size_t nEnd = text.find('\n'); nEnd != text.npos; nEnd = text.find('\n', nEnd + 1)) {
-        const std::string_view behind = text.substr(nEnd + 1);
-        if (behind.starts_with('\n')) return nEnd + 2;
-        if (behind.starts_with("\r\n")) return nEnd + 3;
-    }
-    return 0;
 }
 
 size_t SkipFTPCommands(std::span<const uint8_t> data) {

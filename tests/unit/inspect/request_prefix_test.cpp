@@ -53,6 +53,8 @@ TEST(FindNextRequest, StepsOverHeadersAndBody) {
         {"behind a body", head + "Content-Length: 6\r\n\r\nGET /1GET /2 ", "GET /2"},
         {"the body is all", head + "Content-Length: 6\r\n\r\nGET /1", nullptr},
         {"the body goes on", head + "Content-Length: 60\r\n\r\nGET /1", nullptr},
+        {"a length before a line end of one byte", "PUT / HTTP/1.1\nContent-Length: 60\n\nbody12GET /2 ",
+         nullptr},
         {"no length", head + "Content-Length: x\r\n\r\nGET /2 ", nullptr},
         {"endless length", head + "Content-Length: 99999999999999999999\r\n\r\nGET /2 ", nullptr},
         {"a length in many digits",
