@@ -56,21 +56,11 @@ ssize_t mnl_socket_sendto(const mnl_socket* nl, const void* buf, size_t len) {
     AnswerRequest(static_cast<const nlmsghdr*>(buf));
     return send(nl->fd, buf, len, MSG_NOSIGNAL);
 }
-// In the place of the C library's.
-ssize_t recv(int fd, void* buf, size_t len, int nFlags) {
-    iovec part{buf, len};
-    msghdr message{};
-    message.msg_iov = &part;
-    message.msg_iovlen = 1;
-    const ssize_t n = recvmsg(fd, &message, nFlags & MSG_DONTWAIT);
-    if (n >= 0 && (message.msg_flags & MSG_TRUNC)) {
-        errno = ENOSPC;
-        return -1;
-    }
-    return n;
-}
 ssize_t mnl_socket_recvfrom(const mnl_socket* nl, void* buf, size_t len) {
-    return recv(nl->fd, buf, len, 0);
+    const ssize_t n = recv(nl->fd, buf, len, MSG_TRUNC);
+    if (n <= static_cast<ssize_t>(len)) return n;
+    errno = ENOSPC;
+    return -1;
 }
 int mnl_socket_close(mnl_socket* nl) {
     close(nl->fd);

@@ -58,7 +58,10 @@ TEST_F(Handoff, AFullStoreIsAnsweredWithADropAndAPause) {
 
 TEST_F(Handoff, TheReceiverEndsWithItsChannelOrATooLargeDatagramAndIsStoppedOnce) {
     const auto tooLarge = [] { Deliver(std::vector<uint8_t>(PACKET_SLOT_BYTES + 1)); };
-    for (void (*pfnEnd)() : {+[] { fake_kernel::CloseChannel(); }, +tooLarge}) {
+    void (*const ends[])() = {[] { fake_kernel::CloseChannel(); }, tooLarge};
+    for (int nRound = 0; nRound < 4; ++nRound) {
+        void (*const pfnEnd)() = ends[nRound / 2];
+        g_bLiveTraffic = nRound % 2;
         ASSERT_EQ(StartQueueReceiver(receiver), 0);
         pfnEnd();
         AwaitQueueReceivers();
