@@ -110,7 +110,13 @@ bool IsConfigNewerThan(const tagDaemonProcess& daemon) {
 }
 
 tagReloadResult ReloadDaemon() {
-    return SignalDaemon(SIGHUP);
+    tagReloadResult result = SignalDaemon(SIGHUP);
+    // Only a daemon that has started is sure to have the module, if it ever gets it.
+    if (result.outcome != ReloadOutcome::Done) return result;
+    const auto daemon = FindDaemon();
+    if (daemon && HasLoaded(*daemon, REPORT_MODULE_FILE) == false)
+        result.outcome = ReloadOutcome::WithoutSettings;
+    return result;
 }
 
 tagReloadResult RefreshDaemon() {
@@ -128,6 +134,8 @@ std::string DescribeReload(const tagReloadResult& result) {
                    " as it does";
         case ReloadOutcome::Done:
             return name + (bLists ? " has opened its lists anew" : " has reloaded");
+        case ReloadOutcome::WithoutSettings:
+            return name + " has reloaded, but has not loaded " + REPORT_MODULE_FILE + ": it has no settings";
         case ReloadOutcome::StillWorking:
             return name + (bLists ? " is still opening its lists" : " is still reloading") + " after " +
                    std::to_string(RELOAD_WAIT_SECONDS) + " seconds";
@@ -147,7 +155,8 @@ Json ReloadDocument(const tagReloadResult& result) {
 
 void PrintChange(Json document, std::string text) {
     const tagReloadResult result = ReloadDaemon();
-    const bool bTold = result.outcome != ReloadOutcome::NotPermitted;
+    const bool bTold =
+        result.outcome != ReloadOutcome::NotPermitted && result.outcome != ReloadOutcome::WithoutSettings;
     document["reload"] = ReloadDocument(result);
     if (bTold) text += "\n" + DescribeReload(result);
     if (result.outcome == ReloadOutcome::NotRunning || result.outcome == ReloadOutcome::Ended) {
@@ -250,6 +259,8 @@ const char* OutcomeName(ReloadOutcome outcome) {
             return "starting";
         case ReloadOutcome::Done:
             return "done";
+        case ReloadOutcome::WithoutSettings:
+            return "without settings";
         case ReloadOutcome::StillWorking:
             return "still working";
         case ReloadOutcome::Ended:

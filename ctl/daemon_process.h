@@ -59,12 +59,13 @@ std::optional<tagDaemonProcess> FindSettledDaemon(int nSeconds);
 
 // What became of a reload. Each has its words in DescribeReload.
 enum class ReloadOutcome {
-    NotRunning,    // no daemon
-    Starting,      // it has no handlers yet and reads the settings as it starts
-    Done,          // the handler has returned
-    StillWorking,  // signalled, but not through after RELOAD_WAIT_SECONDS
-    Ended,         // it ended while it was waited for
-    NotPermitted,  // signals to it are refused
+    NotRunning,       // no daemon
+    Starting,         // it has no handlers yet and reads the settings as it starts
+    Done,             // the handler has returned
+    WithoutSettings,  // so has it, but the module that reads the settings is not loaded
+    StillWorking,     // signalled, but not through after RELOAD_WAIT_SECONDS
+    Ended,            // it ended while it was waited for
+    NotPermitted,     // signals to it are refused
 };
 struct tagReloadResult {
     ReloadOutcome outcome;
@@ -87,5 +88,6 @@ std::string DescribeReload(const tagReloadResult& result);
 Json ReloadDocument(const tagReloadResult& result);
 
 // After a change that is already stored: reloads, adds "reload" to the document and a line to the text, and
-// prints both. Throws CtlError, with the answer printed, when the daemon could not be told.
+// prints both. Throws CtlError, with the answer printed, when the daemon could not be told or has no
+// settings.
 void PrintChange(Json document, std::string text);

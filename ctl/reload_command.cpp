@@ -1,7 +1,6 @@
 // websecctl reload: makes the running daemon read its settings anew.
 #include <string>
 
-#include "common/product_paths.h"
 #include "ctl/commands.h"
 #include "ctl/daemon_process.h"
 #include "ctl/output.h"
@@ -11,7 +10,6 @@ namespace {
 
 void Reload();
 void RefuseVainReload(const tagDaemonProcess& daemon);
-void RefuseMissingModule(const std::string& done);
 
 }  // namespace
 
@@ -27,7 +25,6 @@ void Reload() {
     if (const auto daemon = FindDaemon()) RefuseVainReload(*daemon);
     const tagReloadResult result = ReloadDaemon();
     const std::string text = DescribeReload(result);
-    if (result.outcome == ReloadOutcome::Done) RefuseMissingModule(text);
     const bool bReloads = result.outcome == ReloadOutcome::Done ||
                           result.outcome == ReloadOutcome::Starting ||
                           result.outcome == ReloadOutcome::StillWorking;
@@ -43,13 +40,6 @@ void RefuseVainReload(const tagDaemonProcess& daemon) {
         throw CtlError("websec (pid " + std::to_string(daemon.pid) +
                        ") was not told to reload, since it would keep its settings: " + error.what());
     }
-}
-
-// Only a daemon that has started is sure to have the module, if it ever gets it.
-void RefuseMissingModule(const std::string& done) {
-    const auto daemon = FindDaemon();
-    if (!daemon || HasLoaded(*daemon, REPORT_MODULE_FILE) != false) return;
-    throw CtlError(done + ", but has not loaded " + REPORT_MODULE_FILE + ": it has no settings");
 }
 
 }  // namespace

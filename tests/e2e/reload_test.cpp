@@ -110,7 +110,9 @@ TEST_F(Reload, IsNotSaidToBeDoneWithoutSettings) {
     MustRun("mv " + module + " " + module + ".away");
     daemon = StartDaemon();
     MustRun("mv " + module + ".away " + module);
-    const tagOutcome without = Shell("websecctl reload");
-    EXPECT_EQ(without.nStatus, 1);
-    EXPECT_NE(without.output.find("has not loaded " + module), std::string::npos) << without.output;
+    for (const char* szCommand : {"websecctl reload", "websecctl block add other.example"}) {
+        const tagOutcome without = Shell(szCommand);
+        EXPECT_EQ(without.nStatus, 1);
+        EXPECT_NE(without.output.find("has not loaded " + module), std::string::npos) << without.output;
+    }
 }

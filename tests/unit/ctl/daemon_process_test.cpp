@@ -54,7 +54,9 @@ TEST_F(DaemonProcess, ReloadAndRefreshReturnOnlyWhenTheHandlerIsThrough) {
     Start("work");
     for (const auto Tell : {ReloadDaemon, RefreshDaemon}) {
         const tagReloadResult result = Tell();
-        EXPECT_EQ(result.outcome, ReloadOutcome::Done);
+        // It has no module.
+        EXPECT_EQ(result.outcome,
+                  Tell == ReloadDaemon ? ReloadOutcome::WithoutSettings : ReloadOutcome::Done);
         EXPECT_EQ(result.pid, m_pid);
         EXPECT_TRUE(std::filesystem::remove(m_markFile)) << DescribeReload(result);
     }
