@@ -1,10 +1,15 @@
 // urlcheck.so: whether a URL leads to a phishing or to a harmful site, by the lists that were imported. A
 // list that is missing or damaged is an empty one; new lists are taken when the module is loaded again. The
 // daemon loads and unloads it while no scan runs; scans come from all workers at once. Nothing is printed.
-#include <cstring>
+#include <pthread.h>
 
+#include <cstring>
+#include <string_view>
+
+#include "common/copy_text.h"
 #include "common/export.h"
 #include "modules/urlmap/list_files.h"
+#include "modules/urlmap/url_expressions.h"
 #include "modules/urlmap/url_map.h"
 
 namespace {
@@ -12,7 +17,17 @@ namespace {
 tagURLMap g_Phishing;
 tagURLMap g_Harmful;
 
+// Of the last URL. The daemon asks for each twice, for phishing and for harm, and keys are all that costs.
+// Never waited for: who finds it taken computes the keys himself.
+struct tagLastKeys {
+    pthread_mutex_t lock;
+    char szURL[REQUEST_URL_MAX + 1];
+    tagURLKeys keys;
+};
+tagLastKeys s_Last = {PTHREAD_MUTEX_INITIALIZER, {}, {}};
+
 int32_t FindURL(const tagURLMap& map, const char* szURL);
+void KeysOf(std::string_view url, tagURLKeys* pKeys);
 
 }  // namespace
 
@@ -57,8 +72,21 @@ namespace {
 int32_t FindURL(const tagURLMap& map, const char* szURL) {
     if (!szURL || map.nNames == 0) return -1;
     tagURLKeys keys;
-    MakeURLKeys(szURL, &keys);
+    KeysOf({szURL, strnlen(szURL, REQUEST_URL_MAX)}, &keys);
     return FindURLKeys(map, keys);
+}
+
+void KeysOf(std::string_view url, tagURLKeys* pKeys) {
+    if (pthread_mutex_trylock(&s_Last.lock) != 0) {
+        MakeURLKeys(url, pKeys);
+        return;
+    }
+    if (url != s_Last.szURL) {
+        MakeURLKeys(url, &s_Last.keys);
+        CopyText(s_Last.szURL, url);
+    }
+    *pKeys = s_Last.keys;
+    pthread_mutex_unlock(&s_Last.lock);
 }
 
 }  // namespace

@@ -1,7 +1,9 @@
 // urlcheck.so, bound as the daemon binds it.
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <cstring>
+#include <thread>
 
 #include "policy/url_scanner.h"
 #include "tests/unit/modules/list_folder.h"
@@ -45,6 +47,25 @@ TEST_F(URLCheckTest, EachScanHasItsList) {
     EXPECT_EQ(Harm(""), "");
     EXPECT_EQ(g_pfnDeinitURLScan(), 1);
     EXPECT_EQ(Harm("evil.example"), "");
+}
+
+// Workers scan at once, each for another URL, and twice each.
+TEST_F(URLCheckTest, NobodyGetsTheAnswerToAnothersQuestion) {
+    WriteThreatList(PHISHING_LIST, {{"one.example", "P"}, {"two.example", "P"}});
+    WriteThreatList(HARMFUL_LIST, {{"two.example", "H"}});
+    Load();
+    std::atomic<int> nWrong = 0;
+    const auto scan = [&nWrong](const char* szURL, int nPhishing, int nHarmful) {
+        for (int n = 0; n < 5'000; ++n) {
+            nWrong += g_pfnScanURLForAPSH(szURL) != nPhishing;
+            nWrong += g_pfnScanURLForBP(szURL, nullptr) != nHarmful;
+        }
+    };
+    {
+        std::jthread one(scan, "one.example/x", 1, 0), two(scan, "two.example/x", 1, 1);
+        scan("three.example/x", 0, 0);
+    }
+    EXPECT_EQ(nWrong, 0);
 }
 
 }  // namespace
