@@ -53,7 +53,8 @@ set_up() {
     cp -a $lists "$sound/lists"
     cp -a /var/lib/websec/websec.db "$sound/"
     printf '%s\n' '#include <unistd.h>' '__attribute__((constructor)) void TakeTime(void) { sleep(2); }' |
-        gcc -x c -shared -fPIC -o "$LAB_DIR/slow.so" -
+        gcc -x c -c -fPIC -o "$LAB_DIR/slow.o" -
+    gcc -shared -o "$LAB_DIR/slow.so" "$LAB_DIR/slow.o"
     shift_clock 0
 }
 

@@ -80,6 +80,12 @@ Result Call(const char* szCall, Arguments... arguments) {
 
 extern "C" {
 
+bool CalculateCheckSum(int fd, uint32_t* pChecksum) {
+    return Call<bool>("CalculateCheckSum", fd, pChecksum);
+}
+int WCInit() {
+    return Call<int>("WCInit");
+}
 int InitURLScan() {
     return Call<int>("InitURLScan");
 }

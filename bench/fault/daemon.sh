@@ -65,11 +65,12 @@ no_rules() { ! iptables-save | grep -q -e NFQUEUE -e WEBSEC_; }
 all_rules() { [ "$(iptables-save -t mangle | grep -c "^-A OUTPUT.*NFQUEUE\|^-A POSTROUTING.*NFQUEUE")" -ge 3 ]; }
 is_gone() { [ ! -e "/proc/$pid/exe" ]; }
 
-seconds_until() { # SECONDS COMMAND: the seconds, or "never"
-    local try
-    for try in $(seq 0 $(($1 * 10))); do
-        "$2" && { echo $(((try + 9) / 10)); return; }
+seconds_until() { # SECONDS COMMAND: how long that took, in tenths, or "never"
+    local begun=${EPOCHREALTIME//[.,]/} spent=0
+    while [ $spent -le $(($1 * 1000000)) ]; do
+        "$2" && { printf '%d.%d' $((spent / 1000000)) $((spent / 100000 % 10)); return; }
         sleep 0.1
+        spent=$((${EPOCHREALTIME//[.,]/} - begun))
     done
     echo never
 }

@@ -34,8 +34,26 @@ damage() { # HOW FILE
         pipe) mkfifo "$file" ;;
         # A library that takes its time, and then has nothing to offer.
         slow) cp "$LAB_DIR/slow.so" "$file" ;;
+        late) late_library "$old" "$file" ;;
     esac
     rm -rf "$old"
+}
+
+# A library that takes its time, and then is the one that belongs there.
+late_library() { # SOUND FILE
+    cp "$1" "$2.sound"
+    gcc -shared -nostdlib -Wl,-soname,"$2.sound" -o "$LAB_DIR/named.so" -x c /dev/null
+    gcc -shared -o "$2" -Wl,--no-as-needed "$LAB_DIR/slow.o" "$LAB_DIR/named.so"
+}
+
+# The internet options: a record of 788 bytes, of which a flag and a port are read.
+inet_options() {
+    {
+        printf '\1\0'
+        head -c 262 /dev/zero
+        printf '\220\37'
+        head -c 522 /dev/zero
+    } >"$product/kvinet.opt"
 }
 
 small_disk() { # the store and the lists on a disk of their own, without a block to spare
@@ -52,6 +70,11 @@ no_disk() {
     mv /var/lib/websec.away /var/lib/websec
 }
 
+full_run() { # the folder that the counters page and the daemon's note stand in
+    mkdir -p /run/websec
+    mount -t tmpfs -o size=4k tmpfs /run/websec
+    cat /dev/zero >/run/websec/ballast 2>/dev/null
+}
 iptables_does() { # BODY: before, or in place of, the real program
     local program
     for program in iptables iptables-restore; do
@@ -61,7 +84,12 @@ iptables_does() { # BODY: before, or in place of, the real program
     done
 }
 
+iptables_hang() {
+    : >"$LAB_DIR/iptables_hang"
+    iptables_does "while [ -e $LAB_DIR/iptables_hang ]; do sleep 0.1; done"
+}
 real_iptables() {
+    rm -f "$LAB_DIR/iptables_hang"
     ln -sf /etc/alternatives/iptables /usr/sbin/iptables
     ln -sf /etc/alternatives/iptables-restore /usr/sbin/iptables-restore
 }

@@ -1,20 +1,23 @@
 # shellcheck shell=bash
 # Calls of modules that do not return, while pages are asked for.
 
+# Seconds that a stop may take until the rules are gone, and then until the process is: it waits five for its threads.
+STOP_RULES=3 STOP_END=7
+
 hang() { # CALL CALLS HOW, or nothing: all return
     printf '%s' "$*" >"$LAB_DIR/hang.new"
     mv "$LAB_DIR/hang.new" "$LAB_DIR/hang"
 }
 
 # With LiveTraffic as told and the modules behind bench/hanging_calls.cpp.
-launch_to_hang() {
+launch_to_hang() { # LIVE, and what hangs from the start on
     local file
     for file in urlcheck.so libdbmod.so; do
         mv "$product/$file" "$product/$file.real"
         cp "$build/tests/libhanging_calls.so" "$product/$file"
     done
     sed -i "s/LiveTraffic=.*/LiveTraffic=$1/" "$product/websec.cfg"
-    hang
+    hang "${@:2}"
     prefix="LD_PRELOAD=$build/tests/libhanging_calls.so HANGING_CALLS_FILE=$LAB_DIR/hang"
     launch
     prefix=""
@@ -68,28 +71,52 @@ hang_row() {
     hang "$3" "$4" "$5"
     meet "$2" "$4"
     kill -TERM "$pid"
-    seen="$seen | rules $(seconds_until 12 no_rules), end $(seconds_until 12 is_gone)"
+    seen="$seen | rules $(seconds_until $STOP_RULES no_rules), end $(seconds_until $STOP_END is_gone)"
     kill_daemon
     result "$name"
 }
 
-# A reload waits for the packet that is being judged; with LiveTraffic 1 nobody waits with it.
+# There are no rules before everything is loaded, so nobody waits with a start. A stop waits with it.
+start_row() { # CALL
+    local name="start, $1 hangs"
+    [[ $name == *"$only"* ]] || return
+    launch_to_hang 1 "$1" 1 locked
+    seen=" | $(pages)"
+    [ "$seen" = " | 3/3" ] || seen="$seen BAD"
+    hang
+    seen="$seen $(settle) $(healed)"
+    kill_daemon
+    launch_to_hang 1 "$1" 1 locked
+    kill -TERM "$pid"
+    sleep 1
+    is_gone && seen="$seen | stop meanwhile: ended" || seen="$seen | stop meanwhile: waits"
+    hang
+    seen="$seen, then end $(seconds_until 8 is_gone)"
+    no_rules || seen="$seen, rules left"
+    kill_daemon
+    result "$name"
+}
+
+# A reload waits for the packet that is being judged; with LiveTraffic 1 nobody waits with it. A data file is read while
+# no request is judged; then they pass after a while, as when all judges hang.
 reload_row() {
     local name="LiveTraffic $1: reload, 1 $2 hangs" page
     [[ $name == *"$only"* ]] || return
     launch_to_hang "$1"
     hang "$2" 1 locked
-    [ "$2" = AvWalkClientSettingData ] || meet allowed.example 1
+    [ "$2" != ScanURLForAPSH ] || meet allowed.example 1
     timeout 20 websecctl block add allowed.example/reloaded >/dev/null 2>&1
+    [ "$2" != CalculateCheckSum ] || meet allowed.example 8
     page=$(pages)
+    [ "$2" != CalculateCheckSum ] || page="$page, then $(loads)"
     seen=" | $page"
-    [ "$1" = 0 ] || [ "$page" = 3/3 ] || seen="$seen BAD"
+    [[ $1 == 0 || $page == 3/3 || $page == *loads ]] || seen="$seen BAD"
     hang
     sleep 1
     curl -s -m 6 -o /dev/null http://allowed.example/reloaded && seen="$seen not in force BAD"
     seen="$seen $(healed)"
     hang "$2" 1 locked
-    [ "$2" = AvWalkClientSettingData ] || meet allowed.example 1
+    [ "$2" != ScanURLForAPSH ] || meet allowed.example 1
     kill -HUP "$pid"
     sleep 1
     kill -TERM "$pid"
@@ -106,7 +133,7 @@ lost_queue_row() {
     hang ScanURLForAPSH 1 locked
     meet allowed.example 1
     curl -s -m 2 -o /dev/null -H "Cookie: $(printf '%20000s' x | tr ' ' c)" http://local-allowed.example/
-    seen=" | end $(seconds_until 12 is_gone)"
+    seen=" | end $(seconds_until $((STOP_RULES + STOP_END)) is_gone)"
     iptables-save | grep -q NFQUEUE && seen="$seen, rules left"
     kill_daemon
     result "$name"
@@ -128,7 +155,7 @@ time.sleep(600)' &
     [[ $page == " 8 loads" ]] || seen="$seen BAD"
     websecctl doctor 2>&1 | grep -q 'category server hangs' && seen="$seen named" || seen="$seen silent BAD"
     kill -TERM "$pid"
-    seen="$seen | rules $(seconds_until 12 no_rules), end $(seconds_until 12 is_gone)"
+    seen="$seen | rules $(seconds_until $STOP_RULES no_rules), end $(seconds_until $STOP_END is_gone)"
     kill $server
     kill_daemon
     result "$name"
@@ -145,8 +172,9 @@ hanging_rows() {
         hang_row $live allowed.example WCGetURLCategories 3 locked
         hang_row $live blocked.example AvInsertClientReportData 3 locked
         hang_row $live blocked.example InsertClientReportData 3 locked
-        for call in ScanURLForAPSH AvWalkClientSettingData; do reload_row $live $call; done
+        for call in ScanURLForAPSH AvWalkClientSettingData CalculateCheckSum; do reload_row $live $call; done
         category_server_row $live
     done
     lost_queue_row
+    for call in CalculateCheckSum WCInit AvWalkClientSettingData InitURLScan; do start_row $call; done
 }

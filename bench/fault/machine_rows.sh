@@ -7,6 +7,10 @@ machine_rows() {
     row "store that cannot be written" rests "small_disk; mount -o remount,ro /var/lib/websec" no_disk
     row "counters page: folder in its place" rests "rm -f /run/websec/counters; mkdir -p /run/websec/counters" \
         "rmdir /run/websec/counters 2>/dev/null; true"
+    row "daemon's note: folder in its place" rests "rm -f /run/websec/daemon; mkdir -p /run/websec/daemon" \
+        "rmdir /run/websec/daemon 2>/dev/null; true"
+    row "counters page and note on a full disk" rests full_run "umount -l /run/websec"
+    row "lists: no folder" rests "rm -r $lists" restore
     heading "firewall"
     row "iptables absent" ended "mv /usr/sbin/iptables /usr/sbin/iptables.away" "mv /usr/sbin/iptables.away /usr/sbin/iptables"
     row "iptables takes its time" rests "iptables_does 'sleep 0.1'" real_iptables
@@ -16,20 +20,20 @@ machine_rows() {
     row "a day behind" rests "shift_clock -86400" "shift_clock 0"
     row "in 1970" rests "shift_clock -$(($(date +%s) - 5))" "shift_clock 0"
     prefix=""
-    failing_iptables_row
+    failing_iptables_row "iptables fails, then works" 'iptables_does "exit 1"'
+    failing_iptables_row "iptables-restore absent, then there" "rm /usr/sbin/iptables-restore"
+    hanging_iptables_row
     second_daemon_row
 }
 
-# The rules come with the watchdog's next pass; nobody is cut off until then.
+# failing_iptables_row NAME BREAK: the rules come with the watchdog's next pass; nobody is cut off until then.
 failing_iptables_row() {
-    local name="iptables fails, then works" state
+    local name=$1 state page kept try
     [[ $name == *"$only"* ]] || return
     seen=""
-    iptables_does "exit 1"
+    eval "$2"
     launch
-    state=$(settle)
-    local page kept
-    page=$(loads) kept=$(blocks)
+    state=$(settle) page=$(loads) kept=$(blocks)
     real_iptables
     for try in $(seq 65); do
         [ "$(blocks)" = lpc ] && break
@@ -37,6 +41,26 @@ failing_iptables_row() {
     done
     note rests "$state" "$page" "$kept" "$(healed)"
     seen="$seen after $try s$(clean_up)"
+    restore
+    result "$name"
+}
+
+# Nobody can put rules in or take them away until it returns: a start, and a stop, wait for it.
+hanging_iptables_row() {
+    local name="iptables hangs"
+    [[ $name == *"$only"* ]] || return
+    iptables_hang
+    launch
+    seen=" | start: $(loads)"
+    real_iptables
+    seen="$seen $(settle) $(healed)"
+    iptables_hang
+    kill -TERM "$pid"
+    sleep 1
+    seen="$seen | stop: $(loads) $(blocks)"
+    real_iptables
+    seen="$seen, then end $(seconds_until 12 is_gone)$(clean_up)"
+    [[ $seen == " | start: loads rests healed | stop: loads "* ]] || seen="$seen BAD"
     restore
     result "$name"
 }
