@@ -16,6 +16,7 @@
 
 namespace {
 int ConnectStore(tagStore* pStore, const char* szFile, int nMode, int nBusyMs);
+bool IsJournalPipe(const char* szFile);
 int OpenStill(tagStore* pStore, const char* szFile);
 int WaitForLock(void* pBusyMs, int nCalls);
 int CreateStoreFile(tagStore* pStore, int nBusyMs);
@@ -67,6 +68,10 @@ int EndStoreChange(tagStore* pStore, int bKeep) {
 
 namespace {
 int ConnectStore(tagStore* pStore, const char* szFile, int nMode, int nBusyMs) {
+    // SQLite would wait at it.
+    if (nMode != STORE_READ_STILL && IsJournalPipe(szFile)) {
+        return StoreRefusal(pStore, STORE_FAILED, "a pipe in the place of its journal");
+    }
     const int nOpened =
         nMode == STORE_READ_STILL
             ? OpenStill(pStore, szFile)
@@ -75,6 +80,13 @@ int ConnectStore(tagStore* pStore, const char* szFile, int nMode, int nBusyMs) {
     pStore->nBusyMs = nBusyMs;
     sqlite3_busy_handler(pStore->pDb, WaitForLock, &pStore->nBusyMs);
     return CheckVersion(pStore, nMode);
+}
+
+bool IsJournalPipe(const char* szFile) {
+    char szJournal[sizeof tagStore::szPath + sizeof ".XXXXXX-journal"];
+    struct stat journal {};
+    std::snprintf(szJournal, sizeof szJournal, "%s-journal", szFile);
+    return stat(szJournal, &journal) == 0 && S_ISFIFO(journal.st_mode);
 }
 
 // An SQLITE_* code. With "immutable" SQLite reads the database alone, so nothing may wait in the journal.

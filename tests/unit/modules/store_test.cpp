@@ -76,6 +76,7 @@ TEST_F(StoreTest, RefusesWhatItCannotRead) {
         {STORE_CORRUPT, "another program", STORE_CREATE,
          "printf '\\000' | dd of=$f bs=1 seek=63 conv=notrunc"},
         {STORE_FAILED, "cannot be used", STORE_CREATE, "rm $f; mkdir $f"},
+        {STORE_FAILED, "a pipe", STORE_OPEN_EXISTING, "mkfifo $f-journal"},  // must not hold anybody up
     };
     for (const auto& row : rows) {
         std::filesystem::remove_all(m_folder.Path("own"));
