@@ -54,4 +54,7 @@ all_file_rows() {
         file=/var/lib/websec/websec.db-$file
         added_rows "head -c 4096 $product/urlcheck.so >$file" "rm -rf $file; restore" "$file" empty zeros flipped folder pipe
     done
+    # Who is logged in; the C library reads it, and waits at a pipe.
+    added_rows "head -c 4096 $product/urlcheck.so >/run/utmp" "rm -rf /run/utmp; : >/run/utmp" /run/utmp \
+        absent empty zeros flipped folder
 }
