@@ -86,6 +86,9 @@ bool CalculateCheckSum(int fd, uint32_t* pChecksum) {
 int WCInit() {
     return Call<int>("WCInit");
 }
+int WCDeinit() {
+    return Call<int>("WCDeinit");
+}
 int InitURLScan() {
     return Call<int>("InitURLScan");
 }

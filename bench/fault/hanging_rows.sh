@@ -97,6 +97,20 @@ start_row() { # CALL
     result "$name"
 }
 
+# The rules have gone before a stop lets the modules go.
+stop_row() { # CALL
+    local name="stop, $1 hangs"
+    [[ $name == *"$only"* ]] || return
+    launch_to_hang 1
+    hang "$1" 1 locked
+    kill -TERM "$pid"
+    seen=" | rules $(seconds_until $STOP_RULES no_rules), $(pages)"
+    [[ $seen == *" 3/3" ]] || seen="$seen BAD"
+    seen="$seen, end $(seconds_until $STOP_END is_gone | sed 's/never/by SIGKILL/')"
+    kill_daemon
+    result "$name"
+}
+
 # A reload waits for the packet that is being judged; with LiveTraffic 1 nobody waits with it. A data file is read while
 # no request is judged; then they pass after a while, as when all judges hang.
 reload_row() {
@@ -177,4 +191,5 @@ hanging_rows() {
     done
     lost_queue_row
     for call in CalculateCheckSum WCInit AvWalkClientSettingData InitURLScan; do start_row $call; done
+    for call in WCDeinit DeinitURLScan; do stop_row $call; done
 }
