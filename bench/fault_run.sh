@@ -1,13 +1,14 @@
 #!/usr/bin/env bash
 # What a bad day does to the daemon: each file it reads absent, damaged or hanging, disks that are full or cannot be
-# written, firewall programs that fail, clocks that jump. Every fault is there once when the daemon starts and once
-# when it is told to reload.
+# written, firewall programs that fail, clocks that jump, each once when the daemon starts and once when it is told to
+# reload; then what comes while pages are asked for: calls of its modules that do not return, clocks, disks.
 #
 #     sudo bench/fault_run.sh BUILD_DIR [ROWS]      (ROWS: only those whose name contains this text)
 #
-# Columns: what the daemon does, whether an allowed page loads, which blocks are left under the fault (list, phishing,
-# category), and whether all three are back after the fault is mended and a reload (or, where the daemon ended, a
-# start). Exit status 0 only when no daemon crashed or hung, every allowed page loaded and everything healed.
+# Columns of the former: what the daemon does, whether an allowed page loads, which blocks are left under the fault
+# (list, phishing, category), and whether all three are back after the fault is mended and a reload (or, where the
+# daemon ended, a start). Exit status 0 only when no daemon crashed or hung, every allowed page loaded and everything
+# healed.
 set -u
 self=$(realpath "$0")
 product=/usr/lib/Morvane/Morvane

@@ -13,6 +13,7 @@ machine_rows() {
     row "lists: no folder" rests "rm -r $lists" restore
     heading "firewall"
     row "iptables absent" ended "mv /usr/sbin/iptables /usr/sbin/iptables.away" "mv /usr/sbin/iptables.away /usr/sbin/iptables"
+    row "iptables-restore absent" rests "rm /usr/sbin/iptables-restore" real_iptables
     row "iptables takes its time" rests "iptables_does 'sleep 0.1'" real_iptables
     heading "clock"
     prefix="LD_PRELOAD=$build/tests/libshifted_clock.so SHIFTED_CLOCK_FILE=$LAB_DIR/clock"
@@ -20,18 +21,17 @@ machine_rows() {
     row "a day behind" rests "shift_clock -86400" "shift_clock 0"
     row "in 1970" rests "shift_clock -$(($(date +%s) - 5))" "shift_clock 0"
     prefix=""
-    failing_iptables_row "iptables fails, then works" 'iptables_does "exit 1"'
-    failing_iptables_row "iptables-restore absent, then there" "rm /usr/sbin/iptables-restore"
+    failing_iptables_row
     hanging_iptables_row
     second_daemon_row
 }
 
-# failing_iptables_row NAME BREAK: the rules come with the watchdog's next pass; nobody is cut off until then.
+# The rules come with the watchdog's next pass; nobody is cut off until then.
 failing_iptables_row() {
-    local name=$1 state page kept try
+    local name="iptables fails, then works" state page kept try
     [[ $name == *"$only"* ]] || return
     seen=""
-    eval "$2"
+    iptables_does "exit 1"
     launch
     state=$(settle) page=$(loads) kept=$(blocks)
     real_iptables
