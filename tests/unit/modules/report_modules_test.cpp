@@ -110,12 +110,12 @@ TEST_F(ReportModulesTest, EachTakesItsOwnTypes) {
 }
 
 // Every worker reports to both modules; the end of the process stores the rest and joins the halves of each
-// block.
+// block. So few that one attempt has its time on the busiest machine.
 TEST_F(ReportModulesTest, LosesNothingAtTheEndOfTheProcess) {
     CreateStore();
     CloseStore(&m_store);
     constexpr int THREADS = 4;
-    constexpr int BLOCKS = 1250;
+    constexpr int BLOCKS = 50;
     const auto report = [this](int nThread) {
         for (int n = 0; n < BLOCKS; ++n) {
             // One URL in three is asked for again and again.
