@@ -31,10 +31,10 @@ void Deliver(std::span<const uint8_t> message);
 void CloseChannel();
 
 // The next message that the daemon sends within that time; configuration messages included.
-std::optional<std::vector<uint8_t>> NextSent(int nMilliseconds = 2000);
+std::optional<std::vector<uint8_t>> NextSent(int nMilliseconds = 30000);
 
 // The next verdict that the daemon sends, passing over configuration messages.
-std::optional<tagVerdict> NextVerdict(int nMilliseconds = 2000);
+std::optional<tagVerdict> NextVerdict(int nMilliseconds = 30000);
 
 // A queue message with packet header (unless nPacketId is 0) and payload (unless empty).
 std::vector<uint8_t> QueueMessage(uint32_t nPacketId, std::span<const uint8_t> payload);

@@ -39,9 +39,14 @@ uint64_t UnjudgedOnes() {
 
 template <typename Condition>
 bool Await(Condition condition) {
-    for (int i = 0; i < 2000 && !condition(); ++i)
+    for (int i = 0; i < 30000 && !condition(); ++i)
         usleep(1000);
     return condition();
+}
+
+void SetCost(uint64_t nNanoseconds) {
+    for (int i = 0; i < 200; ++i)
+        NoteJudgingCost(nNanoseconds);
 }
 
 class ReceiverWatch : public ChannelTest {
@@ -51,8 +56,6 @@ class ReceiverWatch : public ChannelTest {
         g_bPhishingProtection = 1;
         g_bURLScannerLoaded = 1;
         g_pfnScanURLForAPSH = ScanHeld;
-        for (int i = 0; i < 200; ++i)
-            NoteJudgingCost(1);
         ChannelTest::SetUp();
         StartAll();
     }
@@ -69,6 +72,7 @@ class ReceiverWatch : public ChannelTest {
     void HoldTheReceiver() {
         for (int i = 0; i < 100; ++i) {
             usleep(20'000);
+            SetCost(1);
             s_bHeld = true;
             s_pHolder = nullptr;
             DeliverRequest(1, "held.example");
@@ -96,12 +100,7 @@ TEST_F(ReceiverWatch, AReloadWaitsForTheReceiverAsForAWorkerAndStopsNoOther) {
     EXPECT_FALSE(bPaused);
     s_bHeld = false;
     reload.join();
-    EXPECT_EQ(NextVerdict()->nPacketId, 1u);
-}
-
-void SetCost(uint64_t nNanoseconds) {
-    for (int i = 0; i < 200; ++i)
-        NoteJudgingCost(nNanoseconds);
+    ExpectVerdict(1, NF_ACCEPT);
 }
 
 // The watcher is called away to a packet that takes long while the receiver begins with another such. The
@@ -121,7 +120,7 @@ TEST_F(ReceiverWatch, TwoPacketsThatTakeLongHoldUpNoThird) {
         DeliverRequest(11, "held.example");
         usleep(static_cast<useconds_t>(nRound));
         DeliverRequest(12);
-        const auto verdict = NextVerdict(500);
+        const auto verdict = NextVerdict();
         s_bHeld = false;
         ASSERT_TRUE(verdict) << "round " << nRound;
         EXPECT_EQ(verdict->nPacketId, 12u);
@@ -134,7 +133,6 @@ TEST_F(ReceiverWatch, TwoPacketsThatTakeLongHoldUpNoThird) {
 // its return falls.
 TEST_F(ReceiverWatch, APacketThatTakesLongKeepsNoVerdictBackThatWasGathered) {
     for (int nRound = 0; nRound < 40; ++nRound) {
-        SetCost(1);
         HoldTheReceiver();
         usleep(5 * RECEIVER_WATCH_MS * 1000);
         s_bHeld = false;
@@ -192,10 +190,11 @@ TEST_F(ReceiverWatch, WhenAllHangTheRestPassesUntilOneReturns) {
     for (int nAnswer = 0; nAnswer < 4; ++nAnswer)
         EXPECT_TRUE(NextVerdict());
     EXPECT_EQ(UnjudgedOnes() - nBefore, nSent - 4);
-    usleep(20'000);
-    DeliverRequest(200);
-    EXPECT_TRUE(NextVerdict());
-    EXPECT_EQ(UnjudgedOnes() - nBefore, nSent - 4) << "judged again";
+    EXPECT_TRUE(Await([] {
+        const uint64_t nPassed = UnjudgedOnes();
+        DeliverRequest(200);
+        return NextVerdict() && UnjudgedOnes() == nPassed;
+    })) << "judged again";
 }
 
 // What a daemon that was stopped finds afterwards is judged.
