@@ -1,19 +1,9 @@
 #include "policy/url_scanner.h"
 
-#include <dlfcn.h>
-
-#include <cstring>
-#include <string>
-
+#include "tests/support/library_without.h"
 #include "tests/support/policy_fixture.h"
 
 namespace {
-
-bool IsOpen(const char* szPath) {
-    void* hLibrary = dlopen(szPath, RTLD_NOW | RTLD_NOLOAD);
-    if (hLibrary) dlclose(hLibrary);
-    return hLibrary != nullptr;
-}
 
 // What the scanner answers.
 struct {
@@ -43,12 +33,13 @@ class UrlScannerTest : public PolicyTest {
 
 TEST_F(UrlScannerTest, AnUnusablePlugInIsClosedAgain) {
     EXPECT_EQ(UnloadURLScanner(), 1);
-    for (const char* szPath : {SCANNER_DIR "/none.so", SCANNER_DIR "/scanner_lacks_symbol.so",
-                               SCANNER_DIR "/scanner_init_fails.so"}) {
-        LoadURLScannerFrom(szPath);
-        EXPECT_EQ(g_bURLScannerLoaded, 0) << szPath;
-        EXPECT_EQ(g_pfnInitURLScan, nullptr) << szPath;
-        EXPECT_FALSE(IsOpen(szPath)) << szPath;
+    const TempFolder folder;
+    for (const std::string& path : {PutLibraryWithout(folder, WHOLE_SCANNER, "ScanURLForBP"),
+                                    std::string("/none.so"), std::string(FAILING_SCANNER)}) {
+        LoadURLScannerFrom(path.c_str());
+        EXPECT_EQ(g_bURLScannerLoaded, 0) << path;
+        EXPECT_EQ(g_pfnInitURLScan, nullptr) << path;
+        EXPECT_FALSE(IsLibraryOpen(path)) << path;
         EXPECT_EQ(UnloadURLScanner(), 1);
         tagWebRequest request = {};
         EXPECT_EQ(ScanURL(&request), -1);
@@ -61,7 +52,7 @@ TEST_F(UrlScannerTest, StaysLoadedWhileItRefusesToShutDown) {
         EXPECT_EQ(UnloadURLScanner(), 0);
         EXPECT_EQ(g_bURLScannerLoaded, 1);
     }
-    LoadURLScannerFrom(SCANNER_DIR "/none.so");
+    LoadURLScannerFrom("/none.so");
     tagWebRequest request = {};
     EXPECT_EQ(ScanURL(&request), 0) << "the old instance goes on";
 
@@ -69,7 +60,7 @@ TEST_F(UrlScannerTest, StaysLoadedWhileItRefusesToShutDown) {
     EXPECT_EQ(UnloadURLScanner(), 1);
     EXPECT_EQ(g_bURLScannerLoaded, 0);
     EXPECT_EQ(g_pfnScanURLForBP, nullptr);
-    EXPECT_FALSE(IsOpen(WHOLE_SCANNER));
+    EXPECT_FALSE(IsLibraryOpen(WHOLE_SCANNER));
 }
 
 TEST_F(UrlScannerTest, TakesTheScannersAnswers) {

@@ -1,55 +1,37 @@
+// The binding; what the product's module answers is seen in tests of its own.
 #include "report/report_module.h"
 
-#include <dlfcn.h>
-#include <gtest/gtest.h>
-
-#include <string>
+#include "tests/support/library_without.h"
 
 namespace {
 
-class ReportModule : public testing::Test {
-  protected:
-    ~ReportModule() override { UnloadReportModule(); }
+void ExpectZeroState() {
+    EXPECT_EQ(g_bReportModuleLoaded, 0);
+    EXPECT_EQ(g_pfnInsertClientReportData, nullptr);
+    EXPECT_EQ(g_pfnGetClientAllSettingData, nullptr);
+}
 
-    static std::string Sample(const char* szName) {
-        return std::string(SAMPLE_DIR "report_module_") + szName + ".so";
-    }
-    static bool IsOpen(const std::string& szPath) {
-        void* pModule = dlopen(szPath.c_str(), RTLD_LAZY | RTLD_NOLOAD);
-        if (pModule) dlclose(pModule);
-        return pModule != nullptr;
-    }
-    static void ExpectZeroState() {
-        EXPECT_EQ(g_bReportModuleLoaded, 0);
-        EXPECT_EQ(g_pfnInsertClientReportData, nullptr);
-        EXPECT_EQ(g_pfnGetClientAllSettingData, nullptr);
-    }
-};
-
-TEST_F(ReportModule, LoadsOnceAndUnloadsToTheZeroState) {
-    const std::string szWhole = Sample("whole");
+TEST(ReportModule, LoadsOnceAndUnloadsToTheZeroState) {
     UnloadReportModule();
-    LoadReportModuleFrom(szWhole.c_str());
-    LoadReportModuleFrom(szWhole.c_str());
+    LoadReportModuleFrom(SAMPLE_FILE);
+    LoadReportModuleFrom(SAMPLE_FILE);
     ASSERT_EQ(g_bReportModuleLoaded, 1);
-    uint32_t nStatus = 0;
-    EXPECT_EQ(g_pfnInsertClientReportData(6, nullptr, &nStatus), 106);
-    tagClientSettingData settings{};
-    EXPECT_TRUE(g_pfnGetClientAllSettingData(&settings, &nStatus));
-    EXPECT_EQ(settings.nReportBlocked, 1u);
-
     UnloadReportModule();
     ExpectZeroState();
-    EXPECT_FALSE(IsOpen(szWhole)) << "the second load must not have opened it again";
+    EXPECT_FALSE(IsLibraryOpen(SAMPLE_FILE)) << "the second load must not have opened it again";
     UnloadReportModule();
 }
 
-TEST_F(ReportModule, StaysOffAndClosedWithoutBothSymbols) {
-    for (const char* szName : {"without_insert", "without_settings", "missing"}) {
-        LoadReportModuleFrom(Sample(szName).c_str());
+TEST(ReportModule, StaysOffAndClosedWithoutBothSymbols) {
+    const TempFolder folder;
+    for (const char* szSymbol : {"AvInsertClientReportData", "AvGetClientAllSettingData"}) {
+        const std::string path = PutLibraryWithout(folder, SAMPLE_FILE, szSymbol);
+        LoadReportModuleFrom(path.c_str());
         ExpectZeroState();
-        EXPECT_FALSE(IsOpen(Sample(szName))) << szName;
+        EXPECT_FALSE(IsLibraryOpen(path)) << szSymbol;
     }
+    LoadReportModuleFrom(folder.Path("missing.so").c_str());
+    ExpectZeroState();
 }
 
 }  // namespace
