@@ -90,64 +90,54 @@ tagWebRequest Request(std::string_view host, std::string_view checkURL) {
     return request;
 }
 
-TEST_F(ListMatchTest, URLsAreComparedExactlyButForWww) {
-    const struct {
-        const char* szEntry;
-        const char* szURL;
-        uint8_t bExpected;
-    } rows[] = {
-        {"a.example/p", "a.example/p", 1},
-        {"a.example", "a.example/p", 0},
-        {"www.a.example/p", "a.example/p", 1},
-        {"a.example", "www.a.example", 0},
-        {"WwW.a.example", "a.example", 1},
-        {"www.www.a.b", "www.a.b", 0},
-        {"www.a.b", "a.b", 0},
-        {"www.ab.c", "ab.c", 1},
-        {"wwwxa.example", "a.example", 0},
-        {"", "", 1},
-    };
-    for (const auto& row : rows) {
-        tagListEntry node = {};
+struct tagMatchRow {
+    const char *szEntry, *szText;
+    uint8_t bExpected;
+};
+
+void ExpectMatches(int (*pfnMatch)(const char*, const tagListEntry*, uint8_t*),
+                   std::initializer_list<tagMatchRow> rows) {
+    tagListEntry node = {};
+    uint8_t bFound = 7;
+    for (const tagMatchRow& row : rows) {
         CopyText(node.szEntry, row.szEntry);
-        uint8_t bFound = 7;
-        EXPECT_EQ(MatchURLList(row.szURL, &node, &bFound), 0);
-        EXPECT_EQ(bFound, row.bExpected) << row.szEntry << " on " << row.szURL;
-        EXPECT_EQ(MatchURLList(row.szURL, &node, nullptr), 2);
-        EXPECT_EQ(MatchURLList(nullptr, &node, &bFound), 2);
-        EXPECT_EQ(MatchHostList(nullptr, &node, &bFound), 2);
+        EXPECT_EQ(pfnMatch(row.szText, &node, &bFound), 0);
+        EXPECT_EQ(bFound, row.bExpected) << row.szEntry << " on " << row.szText;
     }
+    EXPECT_EQ(pfnMatch(nullptr, &node, &bFound), 2);
 }
 
+TEST_F(ListMatchTest, URLsAreComparedExactlyButForWww) {
+    ExpectMatches(MatchURLList, {{"a.example/p", "a.example/p", 1},
+                                 {"a.example", "a.example/p", 0},
+                                 {"www.a.example/p", "a.example/p", 1},
+                                 {"a.example", "www.a.example", 0},
+                                 {"WwW.a.example", "a.example", 1},
+                                 {"www.www.a.b", "www.a.b", 0},
+                                 {"www.a.b", "a.b", 0},
+                                 {"www.ab.c", "ab.c", 1},
+                                 {"wwwxa.example", "a.example", 0},
+                                 {"", "", 1}});
+    EXPECT_EQ(MatchURLList("", nullptr, nullptr), 2);
+}
+
+// "www." is known in lower case only.
 TEST_F(ListMatchTest, HostsAreCoveredByNameOrByDomain) {
-    const struct {
-        const char* szEntry;
-        const char* szHost;
-        uint8_t bExpected;
-    } rows[] = {
-        {".a.example", "x.a.example", 1},
-        {".a.example", "a.example", 1},
-        {".a.example", "xa.example", 1},
-        {".a.example", "A.EXAMPLE", 0},
-        {".www.a.example", "a.example", 1},
-        {".WWW.a.example", "a.example", 0},
-        {".", "a.example", 0},
-        {".www.", "a.example", 0},
-        {"a.example", "WWW.A.Example", 1},
-        {"a.example", "x.a.example", 0},
-        {"www.a.example", "A.example", 1},
-        {"www.a.example", "www.www.a.example", 0},
-        {"WWW.a.example", "a.example", 0},  // "www." is known in lower case only
-        {"WWW.a.example", "www.www.a.example", 1},
-        {"", "", 1},
-    };
-    for (const auto& row : rows) {
-        tagListEntry node = {};
-        CopyText(node.szEntry, row.szEntry);
-        uint8_t bFound = 7;
-        EXPECT_EQ(MatchHostList(row.szHost, &node, &bFound), 0);
-        EXPECT_EQ(bFound, row.bExpected) << row.szEntry << " on " << row.szHost;
-    }
+    ExpectMatches(MatchHostList, {{".a.example", "x.a.example", 1},
+                                  {".a.example", "a.example", 1},
+                                  {".a.example", "xa.example", 1},
+                                  {".a.example", "A.EXAMPLE", 0},
+                                  {".www.a.example", "a.example", 1},
+                                  {".WWW.a.example", "a.example", 0},
+                                  {".", "a.example", 0},
+                                  {".www.", "a.example", 0},
+                                  {"a.example", "WWW.A.Example", 1},
+                                  {"a.example", "x.a.example", 0},
+                                  {"www.a.example", "A.example", 1},
+                                  {"www.a.example", "www.www.a.example", 0},
+                                  {"WWW.a.example", "a.example", 0},
+                                  {"WWW.a.example", "www.www.a.example", 1},
+                                  {"", "", 1}});
 }
 
 TEST_F(ListMatchTest, ChecksAskAddressThenHostThenURL) {
