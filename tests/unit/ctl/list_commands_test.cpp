@@ -154,6 +154,10 @@ TEST_F(ListCommands, RefuseInJsonWhereItIsAsked) {
         ASSERT_TRUE(document.contains("error")) << run.err;
         EXPECT_THAT(std::string(document["error"]), HasSubstr(row.szReason));
     }
+    EXPECT_FALSE(std::filesystem::exists(Path("websec.db"))) << "reading must not make a store";
+    WriteFile("websec.db", std::string(5000, 'x'));
+    EXPECT_THAT(Run({"block", "add", "a.example"}).err, HasSubstr("import-settings"));
+    EXPECT_EQ(ReadFile("websec.db"), std::string(5000, 'x'));
 }
 
 }  // namespace

@@ -22,50 +22,28 @@ class TimeArgument : public testing::Test {
 };
 
 TEST_F(TimeArgument, IsReadAsLocalTimeOrAsSoLongAgo) {
-    const struct {
-        const char* szText;
-        int64_t nExpected;
-    } rows[] = {
-        {"2026-11-22 14:00", NOW},
-        {"2026-11-22T14:00", NOW},
-        {"2026-11-22 14:00:30", NOW + 30},
-        {"2026-11-22", NOW - 14 * 3600},
-        {"2026-07-01 14:00", 1'782'907'200},  // summer time
-        {"2028-02-29", 1'835'391'600},        // leap day
-        {"0s", NOW},
-        {"30m", NOW - 30 * 60},
-        {"2h", NOW - 2 * 3600},
-        {"3d", NOW - 3 * 86400},
-        {"1w", NOW - 7 * 86400},
-    };
-    for (const auto& row : rows)
-        EXPECT_EQ(ReadTimeArgument(row.szText, NOW), row.nExpected) << row.szText;
+    const std::pair<const char*, int64_t> rows[] = {{"2026-11-22 14:00", NOW},
+                                                    {"2026-11-22T14:00", NOW},
+                                                    {"2026-11-22 14:00:30", NOW + 30},
+                                                    {"2026-11-22", NOW - 14 * 3600},
+                                                    {"2026-07-01 14:00", 1'782'907'200},  // summer time
+                                                    {"2028-02-29", 1'835'391'600},        // leap day
+                                                    {"0s", NOW},
+                                                    {"30m", NOW - 30 * 60},
+                                                    {"2h", NOW - 2 * 3600},
+                                                    {"3d", NOW - 3 * 86400},
+                                                    {"1w", NOW - 7 * 86400}};
+    for (const auto& [szText, nExpected] : rows)
+        EXPECT_EQ(ReadTimeArgument(szText, NOW), nExpected) << szText;
     EXPECT_EQ(LocalTimeText(NOW), "2026-11-22 14:00:00");
 }
 
 TEST_F(TimeArgument, IsRefusedWhenItIsNone) {
-    const struct {
-        const char* szText;
-        const char* szReason;
-    } rows[] = {
-        {"", "empty"},
-        {"2026-02-30", "not on the calendar"},
-        {"2026-13-01", "no such month"},
-        {"2026-11-22 24:00", "no such hour"},
-        {"2026-11-22 14", "no minutes"},
-        {"2026-1-2", "too few digits"},
-        {"2026-11-22 14:00 ", "something behind it"},
-        {"2026-11-22  4:00", "blank for a digit"},
-        {"1960-01-01", "before 1970"},
-        {"2", "no unit"},
-        {"-2h", "in the future"},
-        {"2hours", "unit too long"},
-        {"2y", "unknown unit"},
-        {"4294967295w", "before 1970"},
-        {"99999999999h", "too large a number"},
-    };
-    for (const auto& row : rows)
-        EXPECT_EQ(ReadTimeArgument(row.szText, NOW), std::nullopt) << row.szText << ": " << row.szReason;
+    for (const char* szText : {"", "2026-02-30", "2026-13-01", "2026-11-22 24:00", "2026-11-22 14",
+                               "2026-1-2", "2026-11-22 14:00 ", "2026-11-22  4:00", "1960-01-01", "2", "-2h",
+                               "2hours", "2y", "4294967295w", "99999999999h"}) {
+        EXPECT_EQ(ReadTimeArgument(szText, NOW), std::nullopt) << szText;
+    }
 }
 
 }  // namespace

@@ -9,26 +9,16 @@
 namespace {
 
 TEST(ReportCsv, QuotesWhatSeparatesAndDefusesFormulas) {
-    const struct {
-        const char* szText;
-        const char* szExpected;
-    } rows[] = {
-        {"", ""},
-        {"a.example/p?x=1", "a.example/p?x=1"},
-        {"a,b", "\"a,b\""},
-        {"say \"hi\"", "\"say \"\"hi\"\"\""},
-        {"a\r\nb", "\"a\r\nb\""},
-        {"=HYPERLINK(1)", "'=HYPERLINK(1)"},
-        {"+1", "'+1"},
-        {"-1", "'-1"},
-        {"@SUM(A1)", "'@SUM(A1)"},
-        {"\t=1", "'\t=1"},
-        {"\r=1", "\"'\r=1\""},
-        {"=A1,\"x\"", "\"'=A1,\"\"x\"\"\""},
-        {"1=1", "1=1"},
-    };
-    for (const auto& row : rows)
-        EXPECT_EQ(CsvField(row.szText), row.szExpected);
+    const std::pair<const char*, const char*> rows[] = {
+        {"", ""},          {"a.example/p?x=1", "a.example/p?x=1"},
+        {"+1", "'+1"},     {"say \"hi\"", "\"say \"\"hi\"\"\""},
+        {"-1", "'-1"},     {"=HYPERLINK(1)", "'=HYPERLINK(1)"},
+        {"1=1", "1=1"},    {"=A1,\"x\"", "\"'=A1,\"\"x\"\"\""},
+        {"@S", "'@S"},     {"\r=1", "\"'\r=1\""},
+        {"\t", "'\t"},     {"a\r\nb", "\"a\r\nb\""},
+        {"a,b", "\"a,b\""}};
+    for (const auto& [szText, szExpected] : rows)
+        EXPECT_EQ(CsvField(szText), szExpected);
 }
 
 TEST(ReportCsv, WritesAFieldForEachColumn) {
