@@ -33,7 +33,6 @@ class ListChangeTest : public ImportTest {
             usleep(1000);
         }
         close(lock);
-        usleep(50'000);
         return pid;
     }
 
@@ -126,7 +125,7 @@ TEST_F(ListChangeTest, SecondImportWaitsAndSaysSo) {
     ASSERT_EQ(flock(lock, LOCK_EX), 0);
     WriteFile("list.txt", "two.example\n");
     const pid_t pid = Start({"import", "phishing", Path("list.txt"), "--name", "b"});
-    for (int n = 0; n < 5000 && ReadFile("stderr").find("waiting") == std::string::npos; ++n)
+    for (int n = 0; n < 30000 && ReadFile("stderr").find("waiting") == std::string::npos; ++n)
         usleep(1000);
     EXPECT_EQ(ThreatOf(PHISHING, "two.example"), "none");
     close(lock);
