@@ -23,7 +23,7 @@ class ReportWriterTest : public TempStoreTest {
     // And waits for a thread that got no processor in time, which would use a writer that is gone.
     void Stop(int nWaitMs = 30000) {
         StopReportWriter(m_writer.get(), nWaitMs);
-        while (m_writer->bStarted && std::atomic_ref(m_writer->bEnded) == 0)
+        for (int n = 0; n < 30000 && m_writer->bStarted && std::atomic_ref(m_writer->bEnded) == 0; ++n)
             std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
     int64_t Lost() {
