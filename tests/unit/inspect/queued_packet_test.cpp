@@ -15,11 +15,8 @@ using QueuedPacket = DecisionFlow;
 
 // With a scanner that finds fault with everything: what it is shown, and what passes it by.
 TEST_F(QueuedPacket, WhichPacketsReachTheChecks) {
-    const auto spoiled = [](size_t nOffset) {
-        Bytes packet = ComposePacket({.payload = Http("GET /p", "a.example")});
-        packet[nOffset] ^= 1;
-        return packet;
-    };
+    Bytes spoiled = ComposePacket({.payload = Http("GET /p", "a.example")});
+    spoiled.back() ^= 1;
     const auto http = [](const char* szRequest, const char* szHost) {
         return ComposePacket({.payload = Http(szRequest, szHost)});
     };
@@ -47,9 +44,7 @@ TEST_F(QueuedPacket, WhichPacketsReachTheChecks) {
         {"FTP", ComposePacket({.nDstPort = 21, .payload = "RETR f.zip\r\n"}), "198.51.100.20/f.zip"},
         {"none of the three", http("POST /p", "a.example"), nullptr},
         {"no TCP data", ComposePacket(), nullptr},
-        {"bad IP checksum", spoiled(4), nullptr},
-        {"bad TCP checksum", spoiled(44), nullptr},
-        {"UDP", ComposePacket({.nProtocol = IPPROTO_UDP, .payload = Http("GET /p", "a.example")}), nullptr},
+        {"bad TCP checksum", spoiled, nullptr},
         {"no payload attribute", {}, nullptr},
         {"excluded destination",
          ComposePacket({.szDstAddr = "203.0.113.9", .payload = Http("GET /p", "a.example")}), nullptr},
@@ -87,10 +82,7 @@ TEST_F(QueuedPacket, LiveTrafficJudgesWhatSingleSegmentsHide) {
         {"blanks behind the host", {Http("GET /p", padded.c_str())}, "d", "RrX"},
         {"GET behind HEAD", {head + get}, "d", "cRrX"},
         {"GET behind HEAD, its rest later", {head + get.substr(0, 20), get.substr(20)}, "ad", "cRrX"},
-        {"request line in two, and the rest once more: reset again",
-         {get.substr(0, 5), get.substr(5), "more"},
-         "add",
-         "RrXX"},
+        {"request line in two; reset again", {get.substr(0, 5), get.substr(5), "more"}, "add", "RrXX"},
         {"in a segment with the end of the headers", {open, "X: y\r\n\r\n" + get}, "ad", "cRrX"},
         {"allowed, then tunnelled", {harmless, "body"}, "aa", "c"},
         {"browser's hello", {hello.substr(0, 1448), hello.substr(1448)}, "dd", "RrXX"},

@@ -20,6 +20,7 @@ TEST(GatherRequest, AnswersPieceByPiece) {
     const std::string badHead = bad.substr(0, 40), badRest = bad.substr(40);
     const std::string hello = LargeClientHelloFor("a.example");
     const std::string open = "GET / HTTP/1.1\r\nHost: a.example\r\n", five = Body(5);
+    const std::string large = Body(5'000'000), endless = Body(5'000'000'000);
     const auto nOpen = uint32_t(open.size()), nFive = uint32_t(five.size());
     const auto nGood = uint32_t(good.size()), nBad = uint32_t(bad.size());
     struct tagStep {
@@ -51,8 +52,7 @@ TEST(GatherRequest, AnswersPieceByPiece) {
           {nBad, "body", DROP},
           {0, badHead, WAIT},
           {40, badRest, DROP}}},
-        {"sent again after it was judged",
-         {{0, goodHead, WAIT}, {40, goodRest, JUDGE}, {40, goodRest, PASS}}},
+        {"again when it was judged", {{0, goodHead, WAIT}, {40, goodRest, JUDGE}, {40, goodRest, PASS}}},
         {"pieces without a start", startless, COUNT_UNJUDGED_INCOMPLETE},
         {"only new bytes are counted", {{0, "body", PASS}, {0, "body", PASS}, {0, "body", PASS}}},
         {"the rest of the headers, and the next request behind it",
@@ -77,26 +77,19 @@ TEST(GatherRequest, AnswersPieceByPiece) {
         {"behind a body, first its rest",
          {{0, five, JUDGE}, {nFive + 45, badRest, PASS}, {nFive, "xxxxx" + badHead, JUDGE}}},
         {"inside of a body", {{0, Body(1000), JUDGE}, {uint32_t(Body(1000).size()), "x" + bad, PASS}}},
-        {"a long body",
-         {{0, Body(5'000'000), JUDGE}, {uint32_t(Body(5'000'000).size()), "x", PASS, STREAM_RELEASE}}},
-        {"a length beyond all sequence numbers",
-         {{0, Body(5'000'000'000), JUDGE},
-          {uint32_t(Body(5'000'000'000).size()), "x", PASS, STREAM_RELEASE}}},
+        {"a long body", {{0, large, JUDGE}, {uint32_t(large.size()), "x", PASS, STREAM_RELEASE}}},
+        {"beyond all numbers", {{0, endless, JUDGE}, {uint32_t(endless.size()), "x", PASS, STREAM_RELEASE}}},
         {"another protocol behind it", {{0, five, JUDGE}, {nFive, "xxxxx?", PASS}, {nFive + 6, "x", PASS}}},
-        {"what a hello is followed by",
-         {{0, hello, JUDGE}, {uint32_t(hello.size()), "x", PASS, STREAM_RELEASE}}},
+        {"behind a hello", {{0, hello, JUDGE}, {uint32_t(hello.size()), "x", PASS, STREAM_RELEASE}}},
         {"three requests, first the end of the third, then the first",
          {{nGood + 40, badRest, PASS}, {0, good, JUDGE}, {nGood, badHead, JUDGE}},
          COUNT_GATHERED},
         {"a gap, then an end: what is behind the gap waits for its start",
          {{0, goodHead, WAIT}, {nGood + 40, badRest, WAIT}, {40, goodRest, JUDGE}, {nGood, badHead, JUDGE}}},
-        {"another start, far off: a new connection",
-         {{0, goodHead, WAIT}, {1u << 30, bad, JUDGE}},
-         COUNT_UNJUDGED_INCOMPLETE},
+        {"a new connection", {{0, goodHead, WAIT}, {1u << 30, bad, JUDGE}}, COUNT_UNJUDGED_INCOMPLETE},
         {"the ports of a blocked one used again", {{0, bad, JUDGE}, {1u << 30, good, JUDGE}, {0, bad, DROP}}},
         {"looked like a start", {{0, "P", WAIT}, {1, "xyz", PASS}, {4, good, JUDGE}}},
-        {"FIN in the request",
-         {{0, bad, JUDGE, STREAM_KEEP, FLAG_FIN | FLAG_PSH | FLAG_ACK}, {0, bad, DROP}}},
+        {"with a FIN", {{0, bad, JUDGE, STREAM_KEEP, FLAG_FIN | FLAG_PSH | FLAG_ACK}, {0, bad, DROP}}},
         {"the first byte behind a SYN",
          {{0, badHead, WAIT, STREAM_KEEP, FLAG_SYN}, {41, badRest, JUDGE}, {41, "x", DROP}}},
         {"only the beginning copied, and enough",
@@ -115,9 +108,7 @@ TEST(GatherRequest, AnswersPieceByPiece) {
          {{0, "GET /" + std::string(9000, 'x'), WAIT}, {9005, std::string(9000, 'x'), PASS}},
          COUNT_UNJUDGED_TOO_LONG},
         {"hello without a name", {{0, ComposeClientHello(), PASS, STREAM_RELEASE}}, COUNT_UNJUDGED_NO_NAME},
-        {"hello that contradicts itself",
-         {{0, "\x16\3\1\0\x04\1\xFF\0\0"s, PASS, STREAM_RELEASE}},
-         COUNT_UNJUDGED_DAMAGED},
+        {"damaged hello", {{0, "\x16\3\1\0\4\1\xFF\0\0"s, PASS, STREAM_RELEASE}}, COUNT_UNJUDGED_DAMAGED},
         {"hello cut behind its name", {{0, hello.substr(0, hello.size() - 200), JUDGE}}},
         {"hello in two records and two segments",
          {{0, SplitRecords(hello, 1000).substr(0, 1200), WAIT},
@@ -157,15 +148,13 @@ TEST(GatherRequest, TheFirstCopyOfAByteStays) {
 
 TEST(GatherRequest, ForgetsWithTime) {
     const std::string bad = Request(kBad);
-    const struct {
-        int64_t nPauseMs;
-        uint8_t nAnswer;
-    } rows[] = {{GATHERED_AGE_MS - 1, GATHER_JUDGE}, {GATHERED_AGE_MS, GATHER_PASS}};
-    for (const auto& row : rows) {
+    const std::pair<int64_t, uint8_t> rows[] = {{GATHERED_AGE_MS - 1, GATHER_JUDGE},
+                                                {GATHERED_AGE_MS, GATHER_PASS}};
+    for (const auto& [nPauseMs, nAnswer] : rows) {
         const int64_t nNowMs = Later();
         EXPECT_EQ(Send({.payload = bad.substr(0, 40)}, nNowMs).nAnswer, GATHER_WAIT);
-        EXPECT_EQ(Send({.nSeq = 0x01020304 + 40, .payload = bad.substr(40)}, nNowMs + row.nPauseMs).nAnswer,
-                  row.nAnswer);
+        EXPECT_EQ(Send({.nSeq = 0x01020304 + 40, .payload = bad.substr(40)}, nNowMs + nPauseMs).nAnswer,
+                  nAnswer);
     }
     // On a quiet host, too.
     const int64_t nQuietMs = Later();
