@@ -92,15 +92,12 @@ TEST(CategoryTable, EveryNameFindsItsOwnRow) {
 }
 
 TEST(CategoryTable, NamesAreFoundHoweverTheyAreWritten) {
-    const struct {
-        const char* szName;
-        int nId;
-    } cases[] = {
+    const std::pair<const char*, int> cases[] = {
         {"job_search", 37}, {"PEER TO PEER", 26}, {"Advertisements & Pop-Ups", 76}, {"gambling/", 51},
         {"", NO_CATEGORY},  {"&", NO_CATEGORY},   {"gambl\xEFng", NO_CATEGORY},
     };
-    for (const auto& c : cases)
-        EXPECT_EQ(FindCategory(c.szName), c.nId) << c.szName;
+    for (const auto& [szName, nId] : cases)
+        EXPECT_EQ(FindCategory(szName), nId) << szName;
 }
 
 TEST(CategoryTable, NumbersMapBothWays) {

@@ -37,10 +37,7 @@ TEST_F(ConfigCheck, TakesWhatTheDaemonTakes) {
 }
 
 TEST_F(ConfigCheck, NamesWhatTheDaemonTakesOtherwise) {
-    const struct {
-        const char* szLine;
-        const char* szProblem;
-    } rows[] = {
+    const std::pair<const char*, const char*> rows[] = {
         {"[IPTABLEConfigurations]\nqueueNum=5x", "queueNum is '5x', not a number from 0 to 65535"},
         {"[IPTABLEConfigurations]\nqueueNum=", "queueNum is '', not"},
         {"[IPTABLEConfigurations]\nqueueNum=1\nQueueNum=2", "'QueueNum' stands twice: websec reads"},
@@ -54,8 +51,8 @@ TEST_F(ConfigCheck, NamesWhatTheDaemonTakesOtherwise) {
         {"catEngine=2", "'catEngine' in section '' is not known"},
         {"[ServiceConfigurations", "has no ']'"},
     };
-    for (const auto& row : rows)
-        EXPECT_THAT(Problems(row.szLine), ElementsAre(HasSubstr(row.szProblem))) << row.szLine;
+    for (const auto& [szLine, szProblem] : rows)
+        EXPECT_THAT(Problems(szLine), ElementsAre(HasSubstr(szProblem))) << szLine;
     EXPECT_THAT(CheckServiceConfig(Path("")).problems, ElementsAre(HasSubstr("cannot be read")));
 }
 

@@ -99,10 +99,7 @@ TEST_F(ImportLists, RefuseWhatIsNoListAndChangeNothing) {
     WriteFile("none.txt", "# nothing\ncom\n");
     WriteFile("bomb", std::string(40 << 20, '\n'));
     Shell("mkdir -p empty/sub; gzip bomb; head -c 30 bomb.gz > cut.gz");
-    const struct {
-        std::vector<std::string> arguments;
-        const char* szReason;
-    } rows[] = {
+    const std::pair<std::vector<std::string>, const char*> rows[] = {
         {{"phishing", Path("missing")}, "missing': No such file"},
         {{"phishing", Path("binary")}, "is not text"},
         {{"phishing", Path("page.txt")}, "is a web page"},
@@ -113,13 +110,13 @@ TEST_F(ImportLists, RefuseWhatIsNoListAndChangeNothing) {
         {{"category", "gamblin", Path("good.txt")}, "did you mean 'Gambling'"},
         {{"category", "qqqq", Path("good.txt")}, "websecctl category list"},
     };
-    for (auto row : rows) {
-        row.arguments.insert(row.arguments.begin(), "import");
-        if (row.arguments[1] == "phishing") row.arguments.insert(row.arguments.end(), {"--name", "l"});
-        const tagRun run = Run(row.arguments);
-        EXPECT_EQ(run.nStatus, 1) << row.szReason;
-        EXPECT_THAT(run.err, HasSubstr(row.szReason));
-        EXPECT_EQ(ThreatOf(PHISHING, "good.example"), "l") << row.szReason;
+    for (auto [arguments, szReason] : rows) {
+        arguments.insert(arguments.begin(), "import");
+        if (arguments[1] == "phishing") arguments.insert(arguments.end(), {"--name", "l"});
+        const tagRun run = Run(arguments);
+        EXPECT_EQ(run.nStatus, 1) << szReason;
+        EXPECT_THAT(run.err, HasSubstr(szReason));
+        EXPECT_EQ(ThreatOf(PHISHING, "good.example"), "l") << szReason;
         EXPECT_EQ(Files(),
                   (std::set<std::string>{".lock", "phishing.map", "sources", "sources/phishing-1.map"}));
     }

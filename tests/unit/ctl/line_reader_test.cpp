@@ -104,10 +104,7 @@ TEST(LineReaderTest, FindsCsvColumnsByTheirHeading) {
 }
 
 TEST(LineReaderTest, FormatIsRecognisedByItsLines) {
-    const struct {
-        const char* szText;
-        ListFormat format;
-    } rows[] = {
+    const std::pair<const char*, ListFormat> rows[] = {
         {"", ListFormat::Plain},
         {"# names\na.example\nb.example\n", ListFormat::Plain},
         {"http://a.example/?a=1,2\n", ListFormat::Plain},
@@ -120,8 +117,8 @@ TEST(LineReaderTest, FormatIsRecognisedByItsLines) {
         {"\"1\",\"d\",\"http://a.example/\",\"on\"\n", ListFormat::Csv},
         {"phish_id,url,target\n1,http://a.example/,x\n", ListFormat::Csv},
     };
-    for (const auto& row : rows)
-        EXPECT_EQ(ListFormatName(GuessListFormat(row.szText)), ListFormatName(row.format)) << row.szText;
+    for (const auto& [szText, format] : rows)
+        EXPECT_EQ(ListFormatName(GuessListFormat(szText)), ListFormatName(format)) << szText;
 
     EXPECT_EQ(WhyNoList("a.example\n"), nullptr);
     EXPECT_STREQ(WhyNoList(std::string_view("a\0.example", 10)), "is not text");

@@ -111,10 +111,7 @@ TEST_F(ListCommands, WarnOfEntriesThatAreReadOtherwise) {
 }
 
 TEST_F(ListCommands, TellWrongUsageFromRefusal) {
-    const struct {
-        std::vector<std::string> arguments;
-        const char* szReason;
-    } wrong[] = {
+    const std::pair<std::vector<std::string>, const char*> wrong[] = {
         {{}, "subcommand is required"},
         {{"block", "add"}, "ENTRY is required"},
         {{"block", "put", "a.example"}, "block has no command 'put'; it has: add, remove, list"},
@@ -125,10 +122,10 @@ TEST_F(ListCommands, TellWrongUsageFromRefusal) {
         {{"protection", "phishing", "maybe"}, "maybe"},
         {{"datafile", "build", "lists", "out.dat"}, "lists"},
     };
-    for (const auto& row : wrong) {
-        const tagRun run = Run(row.arguments);
-        EXPECT_EQ(run.nStatus, 2) << testing::PrintToString(row.arguments);
-        EXPECT_THAT(run.err, HasSubstr(row.szReason));
+    for (const auto& [arguments, szReason] : wrong) {
+        const tagRun run = Run(arguments);
+        EXPECT_EQ(run.nStatus, 2) << testing::PrintToString(arguments);
+        EXPECT_THAT(run.err, HasSubstr(szReason));
     }
     for (const auto& arguments :
          {std::vector<std::string>{"--help"}, {"--version"}, {"trust", "add", "--help"}}) {

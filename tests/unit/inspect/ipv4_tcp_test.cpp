@@ -121,18 +121,15 @@ TEST(IsDestinationExcluded, ComparesWithBothEndsOfEachRange) {
         {Number("198.51.100.7"), inet_addr("255.255.255.255")},
     };
     g_ExcludedRanges = {std::size(ranges), ranges};
-    const struct {
-        const char* szDestination;
-        int nResult;
-    } cases[] = {
+    const std::pair<const char*, int> cases[] = {
         {"9.255.255.255", 1},   {"10.0.0.0", 0},   {"10.255.255.255", 0},  {"11.0.0.0", 1},
         {"192.0.2.76", 1},      {"192.0.2.77", 0}, {"192.0.2.255", 0},     {"192.0.3.0", 1},
         {"239.255.255.255", 1}, {"240.0.0.0", 0},  {"255.255.255.255", 0}, {"198.51.100.7", 0},
     };
-    for (const auto& c : cases) {
+    for (const auto& [szDestination, nResult] : cases) {
         tagPacketInfo info{};
-        info.nDstAddr = inet_addr(c.szDestination);
-        EXPECT_EQ(IsDestinationExcluded(&info), c.nResult) << c.szDestination;
+        info.nDstAddr = inet_addr(szDestination);
+        EXPECT_EQ(IsDestinationExcluded(&info), nResult) << szDestination;
     }
     g_ExcludedRanges = {0, nullptr};
     tagPacketInfo info{};

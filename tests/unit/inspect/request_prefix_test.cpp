@@ -14,10 +14,7 @@ uint8_t Read(const std::string& data) {
 
 // Each text is a request up to where a bar stands: there it is enough, one byte before it is not.
 TEST(ReadRequestPrefix, IsEnoughAsSoonAsNothingCanChange) {
-    const struct {
-        const char* szReason;
-        std::string text;
-    } cases[] = {
+    const std::pair<const char*, std::string> cases[] = {
         {"the Host line's end", "GET /p HTTP/1.1\r\nHost: a.example\r\n|Accept: */*\r\n\r\n"},
         {"a later Host line", "POST /p HTTP/1.1\r\nAccept: */*\r\nHOST:a\r\n|\r\nbody"},
         {"an empty Host", "GET /p HTTP/1.1\r\nHost: \r\n|Host: b\r\n"},
@@ -27,12 +24,12 @@ TEST(ReadRequestPrefix, IsEnoughAsSoonAsNothingCanChange) {
         {"FTP command", "RETR f.zip\r|\n"},
         {"server name", ClientHelloFor("a.example").insert(ClientHelloFor("a.example").size() - 9, "|")},
     };
-    for (const auto& c : cases) {
-        const size_t nBar = c.text.find('|');
-        const std::string whole = std::string(c.text).erase(nBar, 1);
+    for (const auto& [szReason, text] : cases) {
+        const size_t nBar = text.find('|');
+        const std::string whole = std::string(text).erase(nBar, 1);
         for (size_t nKept = 1; nKept <= whole.size(); ++nKept) {
             EXPECT_EQ(Read(whole.substr(0, nKept)), nKept < nBar ? PREFIX_MORE : PREFIX_ENOUGH)
-                << c.szReason << ", " << nKept << " bytes";
+                << szReason << ", " << nKept << " bytes";
         }
     }
     EXPECT_EQ(Read("GET\r\n\r\n"), PREFIX_OTHER);

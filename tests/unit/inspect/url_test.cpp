@@ -91,10 +91,7 @@ TEST(UrlHelpersTest, StripURLPortCutsAtTheLastColon) {
 }
 
 TEST(UrlHelpersTest, NormaliseURLDropsSchemeAndTail) {
-    const struct {
-        std::string url;
-        std::string expected;
-    } rows[] = {
+    const std::pair<std::string, std::string> rows[] = {
         {"http://a.b/x/?#\n", "a.b/x"},
         {"ftp://10.0.0.1/pub/", "10.0.0.1/pub"},
         {"http://", ""},
@@ -102,29 +99,26 @@ TEST(UrlHelpersTest, NormaliseURLDropsSchemeAndTail) {
         {"http:///", "/"},
         {"http://" + std::string(1016, 'a'), std::string(1016, 'a')},
     };
-    for (const auto& row : rows) {
+    for (const auto& [url, expected] : rows) {
         tagWebRequest request = {};
-        CopyText(request.szURL, row.url);
+        CopyText(request.szURL, url);
         EXPECT_EQ(NormaliseURL(&request), 0);
-        EXPECT_EQ(request.szCheckURL, row.expected) << row.url;
+        EXPECT_EQ(request.szCheckURL, expected) << url;
     }
     EXPECT_EQ(NormaliseURL(nullptr), 2);
 }
 
 TEST(UrlHelpersTest, MarkIPHostTakesWhatInetAddrTakes) {
-    const struct {
-        const char* szHost;
-        uint8_t bExpected;
-    } rows[] = {
+    const std::pair<const char*, uint8_t> rows[] = {
         {"10.1.2.3", 1},  {"127.1", 1}, {"0x7f.1", 1}, {"010.0.0.1", 1},       {"1.2.3.4 x", 1},
         {"1.2.3.4.x", 0}, {"a.b", 0},   {"", 0},       {"255.255.255.255", 0}, {"256.0.0.1", 0},
     };
-    for (const auto& row : rows) {
+    for (const auto& [szHost, bExpected] : rows) {
         tagWebRequest request = {};
         request.bIsIPHost = 7;
-        CopyText(request.szHost, row.szHost);
+        CopyText(request.szHost, szHost);
         EXPECT_EQ(MarkIPHost(&request), 0);
-        EXPECT_EQ(request.bIsIPHost, row.bExpected) << row.szHost;
+        EXPECT_EQ(request.bIsIPHost, bExpected) << szHost;
     }
     EXPECT_EQ(MarkIPHost(nullptr), -1);
     EXPECT_EQ(IsDottedIPv4(nullptr), -1);

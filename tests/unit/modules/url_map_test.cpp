@@ -65,14 +65,12 @@ TEST_F(URLMapTest, SaysWhyAFileCannotBeUsed) {
     mkfifo(m_folder.Path("pipe").c_str(), 0600);
     m_folder.Put("empty", "");
     m_folder.Put("text", std::string(4096, 'x'));
-    const struct {
-        const char* szName;
-        int nResult;
-    } cases[] = {{"none", URLMAP_MISSING},     {"text/none", URLMAP_MISSING}, {"folder", URLMAP_DAMAGED},
-                 {"pipe", URLMAP_DAMAGED},     {"empty", URLMAP_DAMAGED},     {"text", URLMAP_DAMAGED},
-                 {CATEGORY_LIST, URLMAP_OTHER}};
-    for (const auto& c : cases) {
-        EXPECT_EQ(OpenListFile(&m_map, c.szName, URLMAP_THREATS), c.nResult) << c.szName;
+    const std::pair<const char*, int> cases[] = {{"none", URLMAP_MISSING},     {"text/none", URLMAP_MISSING},
+                                                 {"folder", URLMAP_DAMAGED},   {"pipe", URLMAP_DAMAGED},
+                                                 {"empty", URLMAP_DAMAGED},    {"text", URLMAP_DAMAGED},
+                                                 {CATEGORY_LIST, URLMAP_OTHER}};
+    for (const auto& [szName, nResult] : cases) {
+        EXPECT_EQ(OpenListFile(&m_map, szName, URLMAP_THREATS), nResult) << szName;
         EXPECT_EQ(m_map.nNames, 0u);
     }
 }

@@ -19,25 +19,23 @@ tagInetSettings Filled(uint8_t nByte) {
 
 TEST(ReadInetOptions, TakesAWholeRecordOnly) {
     const TempFolder folder;
-    const struct {
-        const char* szName;
-        int nResult;
-    } rows[] = {{"missing", 2}, {"socket", 3}, {"pipe", 4}, {"787", 4}, {"788", 1}, {"longer", 1}};
+    const std::pair<const char*, int> rows[] = {{"missing", 2}, {"socket", 3}, {"pipe", 4},
+                                                {"787", 4},     {"788", 1},    {"longer", 1}};
     mknod(folder.Path("socket").c_str(), S_IFSOCK | 0600, 0);
     mkfifo(folder.Path("pipe").c_str(), 0600);
     folder.Put("787", std::string(787, '\x11'));
     folder.Put("788", std::string(788, '\x11'));
     folder.Put("longer", std::string(788, '\x11') + "more");
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.szName);
-        const std::string path = folder.Path(row.szName);
+    for (const auto& [szName, nResult] : rows) {
+        SCOPED_TRACE(szName);
+        const std::string path = folder.Path(szName);
         chmod(path.c_str(), 0600);
         tagInetSettings settings = Filled(0xEE);
-        EXPECT_EQ(ReadInetOptions(path.c_str(), &settings), row.nResult);
-        EXPECT_EQ(BytesOf(settings), BytesOf(Filled(row.nResult == 1 ? 0x11 : 0xEE)));
+        EXPECT_EQ(ReadInetOptions(path.c_str(), &settings), nResult);
+        EXPECT_EQ(BytesOf(settings), BytesOf(Filled(nResult == 1 ? 0x11 : 0xEE)));
         struct stat info {};
         if (stat(path.c_str(), &info) == 0) {
-            EXPECT_EQ(info.st_mode & 07777, row.nResult == 3 ? 0600u : 0666u);
+            EXPECT_EQ(info.st_mode & 07777, nResult == 3 ? 0600u : 0666u);
         }
     }
     tagInetSettings settings;

@@ -35,10 +35,7 @@ class ReportCommand : public ReportsTest {
 
 TEST_F(ReportCommand, ListsTheRowsThatAreMeantNewestFirst) {
     BlockSome();
-    const struct {
-        Arguments arguments;
-        const char* szExpected;
-    } rows[] = {
+    const std::pair<Arguments, const char*> rows[] = {
         {{}, "54321"},
         {{"--since", "2024-11-21", "--until", "2024-11-22 14:00"}, "43"},
         {{"--since", "1h"}, ""},
@@ -51,8 +48,8 @@ TEST_F(ReportCommand, ListsTheRowsThatAreMeantNewestFirst) {
         {{"--limit", "2"}, "54"},
         {{"--limit", "0"}, "54321"},
     };
-    for (const auto& row : rows)
-        EXPECT_EQ(Listed(row.arguments), row.szExpected) << testing::PrintToString(row.arguments);
+    for (const auto& [arguments, szExpected] : rows)
+        EXPECT_EQ(Listed(arguments), szExpected) << testing::PrintToString(arguments);
 
     const json newest = json::parse(Run({"report", "--json"}).out)[0];
     EXPECT_EQ(newest["time"], "2024-11-22 14:00:00");
