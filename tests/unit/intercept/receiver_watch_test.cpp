@@ -190,6 +190,7 @@ TEST_F(ReceiverWatch, WhenAllHangTheRestPassesUntilOneReturns) {
     for (int nAnswer = 0; nAnswer < 4; ++nAnswer)
         EXPECT_TRUE(NextVerdict());
     EXPECT_EQ(UnjudgedOnes() - nBefore, nSent - 4);
+    SetCost(1'000'000);  // to the workers
     EXPECT_TRUE(Await([] {
         const uint64_t nPassed = UnjudgedOnes();
         DeliverRequest(200);
