@@ -12,6 +12,8 @@ TEST(TrafficPage, ReadsWhatIsCountedInThePage) {
     EXPECT_FALSE(TrafficPage::Open(file.c_str(), getpid() + 1)) << "the page of another daemon";
     const auto page = TrafficPage::Open(file.c_str(), getpid());
     ASSERT_TRUE(page);
+    for (auto& nCount : g_pTrafficCounters->counts)
+        nCount = 0;
     CountTraffic(COUNT_PACKETS);
     CountTraffic(COUNT_BLOCKED_HARMFUL, 7);
     const tagTrafficReading reading = page->Read();
