@@ -11,8 +11,9 @@
 #include "service/service_config.h"
 
 namespace {
+bool EndsInFeedAlone(const uint8_t* pLine, uint32_t nLength, uint32_t nLeft);
 uint32_t FindLineEnd(const uint8_t* pBytes, uint32_t nLeft, uint32_t nKept);
-}
+}  // namespace
 
 int ExtractHTTPRequest(const tagPacketInfo* pPacket, tagWebRequest* pRequest) {
     const std::span data(pPacket->pData, pPacket->nDataLen);
@@ -25,7 +26,8 @@ int FindHeaderValue(std::string_view name, std::span<const uint8_t> data, char (
     const uint8_t* pCursor = data.data();
     uint32_t nLeft = static_cast<uint32_t>(data.size());
     while (const uint32_t nLength = NextHeaderLine(pCursor, nLeft)) {
-        auto value = ValueInLine({reinterpret_cast<const char*>(pCursor), nLength}, name);
+        const uint32_t nKept = nLength + (g_bLiveTraffic == 1 && EndsInFeedAlone(pCursor, nLength, nLeft));
+        auto value = ValueInLine({reinterpret_cast<const char*>(pCursor), nKept}, name);
         if (!value) continue;
         if (g_bLiveTraffic == 1) value = value->substr(0, value->find_last_not_of(" \t") + 1);
         if (value->size() >= sizeof szValue) return -1;
@@ -57,6 +59,11 @@ int ParseRequestTarget(tagWebRequest* pRequest, std::span<const uint8_t> data) {
 }
 
 namespace {
+
+// Whether the line's end has taken a byte of it: servers read that byte.
+bool EndsInFeedAlone(const uint8_t* pLine, uint32_t nLength, uint32_t nLeft) {
+    return nLeft > nLength + 1 && pLine[nLength] != '\r';
+}
 
 // The offset of the first CR, or of the byte before the first LF behind the first byte, whichever is first.
 // The last nKept bytes, of which there is one at least, end no line; without a line end the offset where they

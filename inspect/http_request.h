@@ -20,9 +20,9 @@ int ExtractHTTPRequest(const tagPacketInfo* pPacket, tagWebRequest* pRequest);
 
 // Looks for the first line behind the request line, up to the first empty line, that begins with `name` (its
 // colon included, in any case of letters) and has something behind it. Fills szValue with the rest of that
-// line without its leading blanks; with LiveTraffic 1 also without those at its end.
-// Returns 0, or -1 when there is no such line or the first one is longer than the field; szValue is then left
-// as it was.
+// line without its leading blanks; with LiveTraffic 1 also without those at its end, and with the last byte
+// of a line that ends in LF alone. Returns 0, or -1 when there is no such line or the first one is longer
+// than the field; szValue is then left as it was.
 int FindHeaderValue(std::string_view name, std::span<const uint8_t> data, char (&szValue)[256]);
 
 // What stands behind `name` (its colon included, in any case of letters) and blanks in a line that begins

@@ -7,6 +7,7 @@
 #include "inspect/ftp_command.h"
 #include "inspect/http_request.h"
 #include "inspect/protocol_detect.h"
+#include "service/service_config.h"
 #include "tests/support/client_hello_composer.h"
 #include "tests/support/packet_composer.h"
 
@@ -137,6 +138,24 @@ TEST(FindHeaderValue, ReadsTheHeaderBlockLineByLine) {
         EXPECT_EQ(FindHeaderValue("Host:", segment.bytes, szValue), c.nResult) << c.szReason;
         EXPECT_EQ(szValue, c.value) << c.szReason;
     }
+}
+
+TEST(FindHeaderValue, ReadsWithLiveTrafficWhatServersRead) {
+    g_bLiveTraffic = 1;
+    const std::pair<const char*, std::string> cases[] = {
+        {"GET\nHost: a.example\nX: y\n\n", "a.example"},
+        {"GET\nHost:a\nHost: b\n\n", "a"},
+        {"GET\nHost: a \t\n\n", "a"},
+        {"GET\r\nHost: a \t\r\n\r\n", "a"},
+        {"GET\nX: y\r\nHost: a\n", "a"},
+    };
+    for (const auto& [szData, value] : cases) {
+        const TestSegment segment(szData);
+        char szValue[256] = "";
+        EXPECT_EQ(FindHeaderValue("Host:", segment.bytes, szValue), 0) << szData;
+        EXPECT_EQ(szValue, value) << szData;
+    }
+    g_bLiveTraffic = 0;
 }
 
 // Line by line as a walk from byte to byte finds them.
