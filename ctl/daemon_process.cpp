@@ -9,6 +9,7 @@
 #include <charconv>
 #include <chrono>
 #include <ctime>
+#include <filesystem>
 #include <sstream>
 #include <thread>
 #include <vector>
@@ -82,7 +83,10 @@ std::optional<tagDaemonProcess> FindSettledDaemon(int nSeconds) {
 std::optional<bool> HasLoaded(const tagDaemonProcess& daemon, std::string_view library) {
     const auto maps = ReadTextFile(ProcPath(daemon.pid, "maps"));
     if (!maps || maps->empty()) return std::nullopt;
-    return maps->find(library) != std::string::npos;
+    // The kernel names files without the links on the way to them.
+    std::error_code error;
+    const std::string file = std::filesystem::weakly_canonical(library, error).string();
+    return maps->find(error ? std::string(library) : file) != std::string::npos;
 }
 
 std::optional<int64_t> StartTime(pid_t pid) {

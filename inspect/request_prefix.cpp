@@ -87,9 +87,10 @@ tagRequestEnd FindHTTPEnd(std::span<const uint8_t> data) {
     for (;;) {
         const size_t nEnd = rest.find('\n');
         if (nEnd == rest.npos) return {END_LATER, 0};
-        const std::string_view line = rest.substr(0, nEnd);
+        std::string_view line = rest.substr(0, nEnd);
         rest.remove_prefix(nEnd + 1);
-        if (line.empty() || line == "\r") break;
+        if (line.ends_with('\r')) line.remove_suffix(1);
+        if (line.empty()) break;
         if (ValueInLine(line, "Transfer-Encoding:")) bInChunks = true;
         if (!length) length = ValueInLine(line, "Content-Length:");
     }

@@ -17,8 +17,9 @@ namespace {
 tagURLMap g_Phishing;
 tagURLMap g_Harmful;
 
-// Of the last URL. The daemon asks for each twice, for phishing and for harm, and keys are all that costs.
-// Never waited for: who finds it taken computes the keys himself.
+// Of the last URL. With both protections on the daemon asks for each twice, for phishing and for harm, and
+// the keys cost most. Never waited for: who finds it taken, or another's URL in it, computes the keys
+// himself.
 struct tagLastKeys {
     pthread_mutex_t lock;
     char szURL[REQUEST_URL_MAX + 1];

@@ -2,7 +2,10 @@
 #pragma once
 
 #include <dlfcn.h>
+#include <gtest/gtest.h>
 
+#include <fstream>
+#include <iterator>
 #include <string>
 
 #include "tests/unit/common/temp_folder.h"
@@ -12,6 +15,7 @@ inline std::string PutLibraryWithout(const TempFolder& folder, const char* szLib
                                      const std::string& symbol) {
     std::ifstream file(szLibrary, std::ios::binary);
     std::string bytes{std::istreambuf_iterator<char>(file), {}};
+    EXPECT_NE(bytes.find(symbol), bytes.npos) << szLibrary;
     const std::string name = symbol + '\0';
     for (size_t n = 0; (n = bytes.find(name, n)) != bytes.npos;)
         bytes[n] = '?';

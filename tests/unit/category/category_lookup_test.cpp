@@ -144,7 +144,7 @@ TEST_F(CategoryLookup, EndsInTimeWhateverTheServerDoes) {
                 EXPECT_EQ(AskCategoryServer(request, nPort), -1);
                 const auto taken = std::chrono::steady_clock::now() - start;
                 EXPECT_GT(taken, 1900ms);
-                EXPECT_LT(taken, 20s);
+                EXPECT_LT(taken, 8s);  // five in turn take ten
             });
         }
         for (std::thread& worker : workers)

@@ -58,6 +58,8 @@ TEST(FindNextRequest, StepsOverHeadersAndBody) {
          head + "Content-Length: " + std::string(300, '0') + "6\r\n\r\nGET /1GET /2 ", "GET /2"},
         {"in chunks, and more", head + "Transfer-Encoding: " + std::string(300, 'x') + "\r\n\r\nGET /2 ",
          nullptr},
+        {"headers with nothing in them", head + "Transfer-Encoding:\r\nContent-Length:\r\n\r\nGET /2 ",
+         "GET /2"},
         {"in chunks", head + "Transfer-Encoding: chunked\r\n\r\nGET /2 ", nullptr},
         {"a tunnel", "CONNECT a:1 HTTP/1.1\r\nHost: a\r\n\r\nGET /2 ", nullptr},
         {"headers go on", head + "X: GET /2 ", nullptr},

@@ -142,7 +142,9 @@ TEST_F(ReportModulesTest, LosesNothingAtTheEndOfTheProcess) {
         EXPECT_EXIT(reportAndEnd(), testing::ExitedWithCode(0), "");
         CreateStore();
         nWhole = 0;
-        for (const StoredRow& row : AllRows(&m_store))
+        const auto rows = AllRows(&m_store);
+        EXPECT_LE(rows.size(), size_t{THREADS * BLOCKS});
+        for (const StoredRow& row : rows)
             nWhole += row.nParts == REPORT_PARTS_ALL;
         CloseStore(&m_store);
     }

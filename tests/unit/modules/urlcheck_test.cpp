@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <barrier>
 #include <cstring>
 #include <thread>
 
@@ -55,8 +56,10 @@ TEST_F(URLCheckTest, NobodyGetsTheAnswerToAnothersQuestion) {
     WriteThreatList(HARMFUL_LIST, {{"two.example", "H"}});
     Load();
     std::atomic<int> nWrong = 0;
-    const auto scan = [&nWrong](const char* szURL, int nPhishing, int nHarmful) {
-        for (int n = 0; n < 5'000; ++n) {
+    std::barrier begin(3);
+    const auto scan = [&nWrong, &begin](const char* szURL, int nPhishing, int nHarmful) {
+        begin.arrive_and_wait();
+        for (int n = 0; n < 30'000; ++n) {
             nWrong += g_pfnScanURLForAPSH(szURL) != nPhishing;
             nWrong += g_pfnScanURLForBP(szURL, nullptr) != nHarmful;
         }

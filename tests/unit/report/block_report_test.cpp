@@ -13,6 +13,7 @@
 #include "policy/policy_switches.h"
 #include "report/report_module.h"
 #include "report/report_records.h"
+#include "report/report_time.h"
 #include "report/session_user.h"
 
 namespace {
@@ -20,25 +21,31 @@ namespace {
 // A record as it came to one of the two stores.
 struct tagSentRecord {
     uint32_t nType;
-    union {
-        ReportRecordBlock block;
-        ReportRecordHarmful threat;
-        ClientReportRecord client;
-    };
+    ReportRecordBlock block;
+    ReportRecordHarmful threat;  // of phishing too, without a name then
+    ClientReportRecord client;
 };
 
 std::mutex g_SentMutex;
 std::vector<tagSentRecord> g_Sent;
 
-void Keep(uint32_t nType, const void* pRecord, size_t nBytes) {
+void Keep(uint32_t nType, void* pField, const void* pRecord, size_t nBytes, tagSentRecord& sent) {
+    sent.nType = nType;
+    std::memcpy(pField, pRecord, nBytes);
     const std::lock_guard lock(g_SentMutex);
-    std::memcpy(&g_Sent.emplace_back(tagSentRecord{nType, {}}).block, pRecord, nBytes);
+    g_Sent.push_back(sent);
 }
 
 int RecordTypedReport(int nType, void* pRecord, uint32_t* pStatus) {
     *pStatus = 1;
-    Keep(static_cast<uint32_t>(nType), pRecord,
-         nType == REPORT_BLOCK ? sizeof(ReportRecordBlock) : sizeof(ReportRecordHarmful));
+    tagSentRecord sent{};
+    if (nType == REPORT_BLOCK) {
+        Keep(REPORT_BLOCK, &sent.block, pRecord, sizeof sent.block, sent);
+    } else {
+        const bool bHarmful = nType == REPORT_HARMFUL;
+        Keep(static_cast<uint32_t>(nType), &sent.threat, pRecord,
+             bHarmful ? sizeof sent.threat : sizeof sent.threat.threat, sent);
+    }
     return 1;
 }
 
@@ -47,7 +54,8 @@ int RecordTypedReport(int nType, void* pRecord, uint32_t* pStatus) {
 // Takes the place of the client report store.
 extern "C" uint8_t InsertClientReportData(uint32_t nType, const void* pRecord, uint32_t* pStatus) {
     *pStatus = 1;
-    Keep(nType, pRecord, sizeof(ClientReportRecord));
+    tagSentRecord sent{};
+    Keep(nType, &sent.client, pRecord, sizeof sent.client, sent);
     return 0xFE;
 }
 
@@ -212,6 +220,12 @@ TEST_F(BlockReport, WorkersReportAtOnceWithoutMixingTheirRecords) {
             record.nType == REPORT_CLIENT ? Text(record.client.wszURL) : Text(record.threat.threat.wszURL);
         EXPECT_EQ(szURL, std::u16string(500, szURL[0]));
     }
+}
+
+TEST(ReportTime, ATextThatDoesNotFitIsNull) {
+    char szText[21];
+    EXPECT_EQ(FormatReportTime(szText, 20, "%d-%b-%Y %H:%M:%S"), nullptr) << "no room for the terminator";
+    EXPECT_EQ(FormatReportTime(szText, 21, "%d-%b-%Y %H:%M:%S"), szText);
 }
 
 }  // namespace

@@ -36,7 +36,6 @@ TEST_F(ReadConfig, PortLists) {
     const std::string on = "[IPTABLEConfigurations]\nUseDefinedPorts=1\n";
     const std::string off = "[IPTABLEConfigurations]\nUseDefinedPorts=256\n";
     const std::string longest(506, '1'), tooLong(507, '1');
-    const std::string full = "HTTPPorts=" + longest + "\nHTTPSPorts=" + tooLong + "\n";
     const struct {
         const char* szReason;
         std::optional<std::string> config, ports, inet;
@@ -48,7 +47,13 @@ TEST_F(ReadConfig, PortLists) {
         {"empty list, extra port", on + "HTTPPorts=\n", PortFile({8080}), {}, " 8080", "443,8080", "21,8080"},
         {"empty list, options' port", on + "FTPPorts=\n", {}, Inet(3128), "80,3128", "443,3128", ",3128"},
         {"damaged port file", on, PortFile({8080}) + "x", Inet(3128), "80,3128", "443,3128", "21,3128"},
-        {"just fits, does not", on + full, PortFile({8080}), {}, longest + ",8080", tooLong, "21,8080"},
+        {"just fits, does not fit",
+         on + "HTTPPorts=" + longest + "\nHTTPSPorts=" + tooLong + "\n",
+         PortFile({8080}),
+         {},
+         longest + ",8080",
+         tooLong,
+         "21,8080"},
         {"only eight bits count", off, PortFile({8080}), {}, "", "", ""},
     };
     for (const auto& row : rows) {
@@ -89,17 +94,21 @@ TEST_F(ReadConfig, KeysAndTheirDefaults) {
 }
 
 TEST(FindIptablesPath, TakesTheFirstThatExists) {
+    const std::vector<std::string> order = {"/sbin/iptables",           "/usr/sbin/iptables",
+                                            "/usr/local/sbin/iptables", "/bin/iptables",
+                                            "/usr/bin/iptables",        "/usr/local/bin/iptables"};
     char szOut[32] = "unchanged";
     SetIptablesPlaces({});
     EXPECT_EQ(FindIptablesPath(szOut, sizeof szOut), 1);
     EXPECT_STREQ(szOut, "unchanged");
-    SetIptablesPlaces({"/usr/local/bin/iptables", "/bin/iptables"});
-    EXPECT_EQ(FindIptablesPath(szOut, sizeof szOut), 0);
-    EXPECT_STREQ(szOut, "/bin/iptables");
-    SetIptablesPlaces({"/usr/local/bin/iptables"});
+    for (auto first = order.begin(); first != order.end(); ++first) {
+        SetIptablesPlaces({first, order.end()});
+        EXPECT_EQ(FindIptablesPath(szOut, sizeof szOut), 0);
+        EXPECT_EQ(szOut, *first);
+    }
     EXPECT_EQ(FindIptablesPath(nullptr, 512), 2);
     EXPECT_EQ(FindIptablesPath(szOut, 4), 0);
-    EXPECT_STREQ(szOut, "/usr/iptables") << "four bytes, no terminator";
+    EXPECT_EQ(std::string(szOut, 10), "/usr/local") << "four bytes, no terminator";
 }
 
 }  // namespace
