@@ -55,12 +55,16 @@ int ParseQueueAttr(const nlattr* pAttr, void* pTable) {
 void ParseQueueMessage(const nlmsghdr* pMessage, tagQueueAttrTable& table) {
     table.fill(nullptr);
     (void)mnl_attr_parse(pMessage, sizeof(nfgenmsg), ParseQueueAttr, &table);
-    // libmnl measures the last attribute against a message padded to a multiple of four.
-    const auto offsetOf = [&](const nlattr* pAttr) {
-        return reinterpret_cast<const uint8_t*>(pAttr) - reinterpret_cast<const uint8_t*>(pMessage);
+    // libmnl measures the last attribute, and its header, against a message padded to a multiple of four.
+    const auto bytesFrom = [pMessage](const nlattr* pAttr) {
+        return reinterpret_cast<const uint8_t*>(pMessage) + pMessage->nlmsg_len -
+               reinterpret_cast<const uint8_t*>(pAttr);
     };
-    for (const nlattr*& pAttr : table)
-        if (pAttr && offsetOf(pAttr) + pAttr->nla_len > pMessage->nlmsg_len) pAttr = nullptr;
+    for (const nlattr*& pAttr : table) {
+        if (!pAttr) continue;
+        const ptrdiff_t nBytes = bytesFrom(pAttr);
+        if (nBytes < static_cast<ptrdiff_t>(sizeof *pAttr) || nBytes < pAttr->nla_len) pAttr = nullptr;
+    }
 }
 
 uint32_t QueuedPacketId(const tagQueueAttrTable& table) {
@@ -115,8 +119,8 @@ int TakeNote(const nlattr* pAttr, void* pNotes) {
     auto& notes = *static_cast<tagDeliveryNotes*>(pNotes);
     uint32_t nNumber = 0;
     const auto* pPayload = static_cast<const uint8_t*>(mnl_attr_get_payload(pAttr));
-    if (mnl_attr_get_payload_len(pAttr) != sizeof nNumber) return MNL_CB_OK;
     if (notes.pEnd - pPayload < static_cast<ptrdiff_t>(sizeof nNumber)) return MNL_CB_OK;
+    if (mnl_attr_get_payload_len(pAttr) != sizeof nNumber) return MNL_CB_OK;
     std::memcpy(&nNumber, pPayload, sizeof nNumber);
     nNumber = ntohl(nNumber);
     switch (mnl_attr_get_type(pAttr)) {
