@@ -56,13 +56,10 @@ void ParseQueueMessage(const nlmsghdr* pMessage, tagQueueAttrTable& table) {
     table.fill(nullptr);
     (void)mnl_attr_parse(pMessage, sizeof(nfgenmsg), ParseQueueAttr, &table);
     // libmnl measures the last attribute, and its header, against a message padded to a multiple of four.
-    const auto bytesFrom = [pMessage](const nlattr* pAttr) {
-        return reinterpret_cast<const uint8_t*>(pMessage) + pMessage->nlmsg_len -
-               reinterpret_cast<const uint8_t*>(pAttr);
-    };
+    const auto* pEnd = reinterpret_cast<const uint8_t*>(pMessage) + pMessage->nlmsg_len;
     for (const nlattr*& pAttr : table) {
         if (!pAttr) continue;
-        const ptrdiff_t nBytes = bytesFrom(pAttr);
+        const ptrdiff_t nBytes = pEnd - reinterpret_cast<const uint8_t*>(pAttr);
         if (nBytes < static_cast<ptrdiff_t>(sizeof *pAttr) || nBytes < pAttr->nla_len) pAttr = nullptr;
     }
 }
